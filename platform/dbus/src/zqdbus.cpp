@@ -1,0 +1,444 @@
+/**
+ *  @file
+ *    Instances, and their operations.
+ */
+
+#include "zqdbus-private.h"
+
+#include <zqlog.h>
+
+#include <algorithm>
+#include <cstdarg>
+
+#define ZQ_LOG_COMPONENT "dbus"
+#define ZQ_LOG_FILE "zqdbus"
+
+namespace
+{
+
+/** So that a flood of messages leaves the loop time for its other descriptors. */
+constexpr int kMessagesPerDispatch = 256;
+
+/** What libdbus could not do for want of memory is tried again after this. */
+constexpr std::chrono::milliseconds kMemoryPause{ 50 };
+
+/** What may wait to be dispatched before reading pauses, and the largest single message. */
+constexpr long kMaximumReceivedBytes = 64L * 1024 * 1024;
+
+thread_local zqRefCountSharedPtr tThreadDefault;
+
+std::mutex sGlobalLock;
+zqDBus    *sGlobalDefault = nullptr;
+
+DBusConnection *Connect() noexcept
+{
+    zqDBusError lError;
+
+    (void)dbus_threads_init_default();
+
+    DBusConnection *const lConnection = dbus_bus_get_private(DBUS_BUS_SYSTEM, lError.Get());
+
+    if (lConnection == nullptr)
+    {
+        ZQ_LOG(zqLogLevel_Error, "dbus: failed to connect to the system bus [%s: %s]\n",
+               lError.IsSet() ? lError.GetName() : "", lError.IsSet() ? lError.GetMessage() : "");
+        return nullptr;
+    }
+
+    dbus_connection_set_exit_on_disconnect(lConnection, FALSE);
+    dbus_connection_set_max_message_size(lConnection, kMaximumReceivedBytes);
+    dbus_connection_set_max_received_size(lConnection, kMaximumReceivedBytes);
+
+    return lConnection;
+}
+
+} // namespace
+
+zqError zqDBus::State::Init() noexcept
+{
+    mLink.mConnection = Connect();
+
+    if (mLink.mConnection == nullptr)
+        return zqError_WrongState;
+
+    zqError lReturn = zqError_NoResources;
+
+    if (dbus_connection_add_filter(mLink.mConnection, Filter, this, nullptr))
+    {
+        mHasFilter = true;
+        lReturn    = mLink.mLoop.Init(mLink.mConnection);
+    }
+
+    if (lReturn != 0)
+        Close();
+
+    return lReturn;
+}
+
+void zqDBus::State::Close() noexcept
+{
+    if (mLink.mConnection == nullptr)
+        return;
+
+    {
+        const std::lock_guard<std::mutex> lLock(mLink.mLock);
+
+        mLink.mIsLost = true;
+        mDisconnectRows.clear();
+    }
+
+    mCalls.EndAll();
+    mObjects.UnregisterAll();
+
+    if (std::exchange(mHasFilter, false))
+        dbus_connection_remove_filter(mLink.mConnection, Filter, this);
+
+    mLink.mLoop.Close();
+    dbus_connection_close(mLink.mConnection);
+    dbus_connection_unref(std::exchange(mLink.mConnection, nullptr));
+}
+
+void zqDBus::State::Lose() noexcept
+{
+    {
+        const std::lock_guard<std::mutex> lLock(mLink.mLock);
+
+        mLink.mIsLost = true;
+    }
+
+    ZQ_LOG(zqLogLevel_Notice, "dbus: the bus is gone\n");
+    mCalls.EndAll();
+
+    // Taken off one by one: a handler may remove another.
+    for (;;)
+    {
+        DisconnectRow lRow;
+        {
+            const std::lock_guard<std::mutex> lLock(mLink.mLock);
+
+            if (mDisconnectRows.empty())
+                return;
+
+            lRow = mDisconnectRows.front();
+            (void)mDisconnectRows.erase(mDisconnectRows.begin());
+        }
+
+        try
+        {
+            lRow.first(lRow.second);
+        }
+        catch (...)
+        {
+            ZQ_LOG(zqLogLevel_Error, "dbus: a disconnect handler threw\n");
+        }
+    }
+}
+
+DBusHandlerResult zqDBus::State::Filter(DBusConnection * /* aConnection */, DBusMessage *aMessage,
+                                        void *aContext) noexcept
+{
+    const auto lState  = static_cast<State *>(aContext);
+    const int  lType   = dbus_message_get_type(aMessage);
+    bool       lIsOurs = false;
+
+    if (lType == DBUS_MESSAGE_TYPE_METHOD_CALL)
+        return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+
+    if (dbus_message_is_signal(aMessage, DBUS_INTERFACE_LOCAL, "Disconnected"))
+    {
+        lState->Lose();
+        return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+    }
+
+    const zqError lReturn = zqDBusGuarded(
+        [&]
+        {
+            const std::lock_guard<std::mutex> lLock(lState->mLink.mLock);
+
+            lIsOurs = lState->mOwners.HandleMessageLocked(aMessage);
+            return zqError_None;
+        });
+
+    // libdbus dispatches the message again later.
+    if (lReturn != 0)
+        return DBUS_HANDLER_RESULT_NEED_MEMORY;
+
+    if (lType == DBUS_MESSAGE_TYPE_SIGNAL)
+        return lState->mSignals.Dispatch(aMessage);
+
+    return lIsOurs || lState->mCalls.HandleReply(aMessage) ? DBUS_HANDLER_RESULT_HANDLED
+                                                           : DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+}
+
+void zqDBus::State::Dispatch() noexcept
+{
+    DBusDispatchStatus lStatus = dbus_connection_get_dispatch_status(mLink.mConnection);
+
+    for (int lCount = 0; lStatus == DBUS_DISPATCH_DATA_REMAINS && lCount < kMessagesPerDispatch; lCount++)
+        lStatus = dbus_connection_dispatch(mLink.mConnection);
+
+    if (lStatus == DBUS_DISPATCH_DATA_REMAINS)
+        mLink.mLoop.Wake();
+    else if (lStatus == DBUS_DISPATCH_NEED_MEMORY)
+        mLink.mLoop.WakeBy(zqDBusClock::now() + kMemoryPause);
+
+    mObjects.Retry();
+}
+
+zqDBus::zqDBus() noexcept : mState(new (std::nothrow) State) {}
+
+zqDBus::~zqDBus() = default;
+
+void zqDBus::Destroy()
+{
+    // The receivers of outstanding calls may take a reference and drop it: not the last one again.
+    Retain();
+
+    if (mState != nullptr)
+        mState->Close();
+
+    delete this;
+}
+
+zqDBus *zqDBus::GetThreadDefaultInstance() noexcept
+{
+    const auto lCurrent = static_cast<zqDBus *>(tThreadDefault.Get());
+
+    if (lCurrent != nullptr && lCurrent->IsConnected())
+        return lCurrent;
+
+    const auto                lNew = new (std::nothrow) zqDBus;
+    const zqRefCountSharedPtr lHolder(lNew);
+
+    if (lNew == nullptr || lNew->mState == nullptr || lNew->mState->Init() != 0)
+        return nullptr;
+
+    // Released last: the receivers of its calls may ask for the new one.
+    const zqRefCountSharedPtr lOld(tThreadDefault);
+
+    tThreadDefault = lHolder;
+
+    return lNew;
+}
+
+void zqDBus::SetGlobalDefaultInstance(zqDBus *aDBus) noexcept
+{
+    zqDBus *lOld = nullptr;
+
+    if (aDBus != nullptr)
+        aDBus->Retain();
+
+    {
+        const std::lock_guard<std::mutex> lLock(sGlobalLock);
+
+        lOld = std::exchange(sGlobalDefault, aDBus);
+    }
+
+    if (lOld != nullptr)
+        lOld->Release();
+}
+
+zqDBus *zqDBus::GetGlobalDefaultInstance() noexcept
+{
+    const std::lock_guard<std::mutex> lLock(sGlobalLock);
+
+    return sGlobalDefault;
+}
+
+DBusConnection *zqDBus::GetConnection() const noexcept
+{
+    return mState->mLink.mConnection;
+}
+
+bool zqDBus::IsConnected() const noexcept
+{
+    return mState->mLink.IsConnected();
+}
+
+PRPollDesc *zqDBus::GetPollDescriptors(unsigned int &aCount, bool *aChanged) noexcept
+{
+    aCount = 1;
+
+    if (!mState->mIsYielded.exchange(true) && aChanged != nullptr)
+        *aChanged = true;
+
+    return mState->mLink.mLoop.GetDescriptor();
+}
+
+int zqDBus::HandleEvents(PRPollDesc *aDescriptors) noexcept
+{
+    if (aDescriptors != nullptr && aDescriptors->out_flags == 0)
+        return 0;
+
+    // libdbus would wait for itself if a handler came back here.
+    if (mState->mIsDispatching.exchange(true))
+        return 0;
+
+    const zqRefCountSharedPtr lHolder(this);
+    const bool                lIsTimerDue = aDescriptors != nullptr && mState->mLink.mLoop.Serve();
+
+    mState->Dispatch();
+
+    // After the replies that have come: one that waits here is in time.
+    if (lIsTimerDue)
+        mState->mCalls.Expire();
+
+    mState->mIsDispatching = false;
+
+    return aDescriptors != nullptr ? 1 : 0;
+}
+
+DBusMessage *zqDBus::NewMethodCall(const char *aDestination, const char *aPath, const char *anInterface,
+                                   const char *aMethod) noexcept
+{
+    if (!zqDBusIsValidBusName(aDestination) || !zqDBusIsValidPath(aPath) || !zqDBusIsValidInterface(anInterface) ||
+        !zqDBusIsValidMember(aMethod))
+        return nullptr;
+
+    return dbus_message_new_method_call(aDestination, aPath, anInterface, aMethod);
+}
+
+zqError zqDBus::PerformMethodCall(const char *aDestination, const char *aPath, const char *anInterface,
+                                  const char *aMethod, zqDBusPendingCall *aPending, DBusMessage **aReply, int aTimeout,
+                                  DBusError *anError, int aFirstType, va_list aArguments) noexcept
+{
+    if (!zqDBusIsValidBusName(aDestination) || !zqDBusIsValidPath(aPath) || !zqDBusIsValidInterface(anInterface) ||
+        !zqDBusIsValidMember(aMethod))
+        return zqError_InvalidArgument;
+
+    const zqDBusMessageRef lMessage(dbus_message_new_method_call(aDestination, aPath, anInterface, aMethod));
+
+    if (lMessage.Get() == nullptr)
+        return zqError_NoResources;
+
+    const zqError lReturn = zqDBusAppendArguments(lMessage.Get(), aFirstType, aArguments);
+
+    return lReturn != 0 ? lReturn : PerformMethodCallWithMessage(lMessage.Get(), aPending, aReply, aTimeout, anError);
+}
+
+zqError zqDBus::PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPendingCall *aPending, DBusMessage **aReply,
+                                             int aTimeout, DBusError *anError) noexcept
+{
+    return aPending != nullptr ? mState->mCalls.Send(aMessage, aPending, aTimeout)
+                               : mState->mCalls.Perform(aMessage, aReply, aTimeout, anError);
+}
+
+zqError zqDBus::CancelPendingCall(zqDBusPendingCall *aPending) noexcept
+{
+    return mState->mCalls.Cancel(aPending);
+}
+
+zqError zqDBus::RegisterSignalHandlers(const char *aPath, const zqDBusSignalDispatch *aTable, void *aContext) noexcept
+{
+    return mState->mSignals.Register(aPath, aTable, aContext);
+}
+
+zqError zqDBus::UnregisterSignalHandlers(const char *aPath, const zqDBusSignalDispatch *aTable, void *aContext) noexcept
+{
+    return mState->mSignals.Unregister(aPath, aTable, aContext);
+}
+
+zqError zqDBus::AddFilters(const zqDBusFilter *aTable) noexcept
+{
+    return mState->mSignals.AddFilters(aTable);
+}
+
+zqError zqDBus::RemoveFilters(const zqDBusFilter *aTable) noexcept
+{
+    return mState->mSignals.RemoveFilters(aTable);
+}
+
+zqError zqDBus::AddDisconnectHandler(DisconnectHandler aHandler, void *aContext) noexcept
+{
+    if (aHandler == nullptr)
+        return zqError_InvalidArgument;
+
+    return zqDBusGuarded(
+        [&]
+        {
+            const std::lock_guard<std::mutex> lLock(mState->mLink.mLock);
+
+            if (mState->mLink.mIsLost)
+                return zqError(zqError_WrongState);
+
+            mState->mDisconnectRows.emplace_back(aHandler, aContext);
+            return zqError(zqError_None);
+        });
+}
+
+void zqDBus::RemoveDisconnectHandler(DisconnectHandler aHandler, void *aContext) noexcept
+{
+    const std::lock_guard<std::mutex> lLock(mState->mLink.mLock);
+    auto                             &lRows = mState->mDisconnectRows;
+    const auto lFound                       = std::find(lRows.begin(), lRows.end(), std::make_pair(aHandler, aContext));
+
+    if (lFound != lRows.end())
+        (void)lRows.erase(lFound);
+}
+
+bool zqDBus::IsSentByOwner(DBusMessage *aMessage, const char *aName) noexcept
+{
+    if (aMessage == nullptr || !zqDBusIsValidBusName(aName))
+        return false;
+
+    const char *const lSender = dbus_message_get_sender(aMessage);
+    {
+        const std::lock_guard<std::mutex> lLock(mState->mLink.mLock);
+
+        if (!zqDBusOwners::IsTracked(aName) || mState->mOwners.HasLocked(aName))
+            return mState->mOwners.IsOwnerLocked(aName, lSender);
+    }
+
+    return mState->mOwners.IsOwnerNow(aName, lSender);
+}
+
+zqError zqDBus::RegisterInterface(const char *aPath, const zqDBusMethodDispatch *aTable, void *aContext) noexcept
+{
+    return mState->mObjects.Register(aPath, aTable, aContext);
+}
+
+zqError zqDBus::UnregisterInterface(const char *aPath) noexcept
+{
+    return mState->mObjects.Unregister(aPath);
+}
+
+zqError zqDBus::DecodeMessageParams(DBusMessage *aMessage, DBusError *anError, int aFirstType, ...) noexcept
+{
+    if (aMessage == nullptr)
+        return zqError_InvalidArgument;
+
+    va_list lArguments;
+
+    va_start(lArguments, aFirstType);
+
+    const bool lIsDecoded = dbus_message_get_args_valist(aMessage, anError, aFirstType, lArguments);
+
+    va_end(lArguments);
+
+    return lIsDecoded ? zqError_None : zqError_InvalidArgument;
+}
+
+zqError zqDBus::ReplyWithParams(DBusConnection *aConnection, DBusMessage *aMessage, int aFirstType, ...) noexcept
+{
+    if (aConnection == nullptr || aMessage == nullptr ||
+        dbus_message_get_type(aMessage) != DBUS_MESSAGE_TYPE_METHOD_CALL)
+        return zqError_InvalidArgument;
+
+    const zqDBusMessageRef lReply(dbus_message_new_method_return(aMessage));
+
+    if (lReply.Get() == nullptr)
+        return zqError_NoResources;
+
+    va_list lArguments;
+
+    va_start(lArguments, aFirstType);
+
+    const zqError lReturn = zqDBusAppendArguments(lReply.Get(), aFirstType, lArguments);
+
+    va_end(lArguments);
+
+    if (lReturn != 0 || dbus_message_get_no_reply(aMessage))
+        return lReturn;
+
+    return dbus_connection_send(aConnection, lReply.Get(), nullptr) ? zqError_None : zqError_NoResources;
+}

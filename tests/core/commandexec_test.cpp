@@ -1,0 +1,219 @@
+#include <zqcommandexec.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+zqStringArray MakeArray(std::initializer_list<const char *> aTexts)
+{
+    zqStringArray lArray;
+
+    for (const char *lText : aTexts)
+        EXPECT_EQ(lArray.Append(lText), 0);
+    return lArray;
+}
+
+/** The exit status of a shell that runs the script; $1 and on are the further arguments. */
+int RunShell(const char *aScript, std::initializer_list<const char *> anArguments = {})
+{
+    zqStringArray lArguments = MakeArray({ "-c", aScript, "sh" });
+    int           lStatus    = -1000;
+
+    EXPECT_EQ(lArguments.Copy(MakeArray(anArguments)), 0);
+    EXPECT_EQ(zqCommandExec("/bin/sh", lArguments, lStatus), 0) << aScript;
+    return lStatus;
+}
+
+class CommandExec : public testing::Test
+{
+protected:
+    CommandExec()
+    {
+        char lPattern[] = "/tmp/zqcommandexecXXXXXX";
+
+        EXPECT_NE(mkdtemp(lPattern), nullptr);
+        mFolder = lPattern;
+    }
+
+    ~CommandExec() override
+    {
+        for (const char *lName : { "file", "pipe" })
+            (void)unlink(GetPath(lName).c_str());
+        EXPECT_EQ(rmdir(mFolder.c_str()), 0);
+    }
+
+    std::string GetPath(const char *aName) const { return mFolder + "/" + aName; }
+
+    void MakeFile(const char *aContents, mode_t aMode) const
+    {
+        std::ofstream(GetPath("file")) << aContents;
+        ASSERT_EQ(chmod(GetPath("file").c_str(), aMode), 0);
+    }
+
+    std::string mFolder;
+};
+
+TEST_F(CommandExec, YieldsHowTheProgramEnded)
+{
+    static const struct
+    {
+        const char *mScript;
+        int         mStatus;
+    } kCases[] = { { "exit 0", 0 },
+                   { "exit 1", 1 },
+                   { "exit 255", 255 },
+                   { "kill -KILL $$", 128 + SIGKILL },
+                   { "kill -TERM $$", 128 + SIGTERM } };
+
+    for (const auto &lCase : kCases)
+        EXPECT_EQ(RunShell(lCase.mScript), lCase.mStatus) << lCase.mScript;
+}
+
+TEST_F(CommandExec, AProgramThatCannotRunIsNoSuccess)
+{
+    const std::string lFile = GetPath("file");
+    const struct
+    {
+        std::string mPath;
+        zqError     mReturn;
+    } kCases[] = { { "", -5 },
+                   { mFolder + "/missing", -17 },
+                   { lFile + "/below", -17 },
+                   { "sh", -17 }, // searched for nowhere
+                   { lFile, -19 },
+                   { mFolder, -19 } };
+
+    MakeFile("#!/bin/sh\nexit 0\n", 0600);
+    for (const auto &lCase : kCases)
+    {
+        int lStatus = 0;
+
+        EXPECT_EQ(zqCommandExec(lCase.mPath.c_str(), zqStringArray(), lStatus), lCase.mReturn) << lCase.mPath;
+        EXPECT_EQ(lStatus, -1) << lCase.mPath;
+    }
+}
+
+TEST_F(CommandExec, NoShellRunsWhatIsNoProgram)
+{
+    int lStatus = 0;
+
+    MakeFile("exit 0\n", 0700);
+    EXPECT_EQ(zqCommandExec(GetPath("file").c_str(), zqStringArray(), lStatus), -1);
+    EXPECT_EQ(lStatus, -1);
+}
+
+TEST_F(CommandExec, ArgumentsArriveUnchanged)
+{
+    const std::string lFile = GetPath("file");
+
+    EXPECT_EQ(
+        RunShell("exec > \"$1\"; shift; printf '<%s>' \"$@\"",
+                 { lFile.c_str(), "a b", "", "\"q\" 'q'", "$HOME `id` $(id)", "*", "; exit 9", "\\n\n", "-n", "ë" }),
+        0);
+
+    std::ifstream lStream(lFile);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(lStream), {}),
+              "<a b><><\"q\" 'q'><$HOME `id` $(id)><*><; exit 9><\\n\n><-n><ë>");
+}
+
+TEST_F(CommandExec, TheProgramHasItsPathForAName)
+{
+    MakeFile("#!/bin/sh\ntest \"$0\" = \"$1\" -a $# = 1\n", 0700);
+
+    const std::string lFile   = GetPath("file");
+    int               lStatus = -1;
+
+    EXPECT_EQ(zqCommandExec(lFile.c_str(), MakeArray({ lFile.c_str() }), lStatus), 0);
+    EXPECT_EQ(lStatus, 0);
+}
+
+TEST_F(CommandExec, OnlyTheFirstThreeDescriptorsAreInherited)
+{
+    const int lLow  = open("/dev/null", O_RDONLY); // not close-on-exec
+    const int lHigh = fcntl(lLow, F_DUPFD, 200);
+
+    ASSERT_GT(lLow, 2);
+    ASSERT_GE(lHigh, 200);
+    EXPECT_EQ(RunShell("for d in 0 1 2; do test -e /proc/$$/fd/$d || exit 1; done;"
+                       "for d; do test ! -e /proc/$$/fd/$d || exit 2; done",
+                       { std::to_string(lLow).c_str(), std::to_string(lHigh).c_str() }),
+              0);
+    (void)close(lLow);
+    (void)close(lHigh);
+}
+
+TEST_F(CommandExec, SignalsAndEnvironmentAreAsTheProgramExpects)
+{
+    sigset_t lBlocked;
+    sigset_t lOldMask;
+
+    (void)sigemptyset(&lBlocked);
+    (void)sigaddset(&lBlocked, SIGTERM);
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &lBlocked, &lOldMask), 0);
+    const auto lOldPipe = std::signal(SIGPIPE, SIG_IGN);
+    ASSERT_EQ(setenv("ZQ_CORE_TEST", "here", 1), 0);
+
+    EXPECT_EQ(RunShell("kill -TERM $$; exit 0"), 128 + SIGTERM);
+    EXPECT_EQ(RunShell("kill -PIPE $$; exit 0"), 128 + SIGPIPE);
+    EXPECT_EQ(RunShell("test \"$ZQ_CORE_TEST\" = here"), 0);
+
+    (void)unsetenv("ZQ_CORE_TEST");
+    (void)std::signal(SIGPIPE, lOldPipe);
+    (void)pthread_sigmask(SIG_SETMASK, &lOldMask, nullptr);
+}
+
+std::atomic<int> sNumSignals{ 0 };
+
+TEST_F(CommandExec, SignalsDoNotEndTheWait)
+{
+    struct sigaction lAction = {};
+    struct sigaction lOld;
+
+    lAction.sa_handler = [](int) { ++sNumSignals; };
+    ASSERT_EQ(sigaction(SIGUSR1, &lAction, &lOld), 0); // without SA_RESTART
+    ASSERT_EQ(mkfifo(GetPath("pipe").c_str(), 0600), 0);
+
+    std::thread lThread(
+        [lWaiting = pthread_self(), lPipe = GetPath("pipe")]()
+        {
+            std::ofstream lStream(lPipe); // opens when the program reads
+
+            while (sNumSignals < 5)
+            {
+                (void)pthread_kill(lWaiting, SIGUSR1);
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            lStream << "go on\n";
+        });
+
+    EXPECT_EQ(RunShell("read line < \"$1\"; exit 7", { GetPath("pipe").c_str() }), 7);
+    lThread.join();
+    (void)sigaction(SIGUSR1, &lOld, nullptr);
+}
+
+TEST_F(CommandExec, AnApplicationThatIgnoresItsChildrenLosesTheStatus)
+{
+    const auto lOld    = std::signal(SIGCHLD, SIG_IGN);
+    int        lStatus = 0;
+
+    EXPECT_EQ(zqCommandExec("/bin/true", zqStringArray(), lStatus), -1);
+    EXPECT_EQ(lStatus, -1);
+    (void)std::signal(SIGCHLD, lOld);
+}
+
+} // namespace

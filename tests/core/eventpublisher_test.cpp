@@ -1,0 +1,211 @@
+#include "failingallocations.h"
+
+#include <zqevent.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+using zq::Test::FailingAllocations;
+
+namespace
+{
+
+/** A subscriber that is known by its name. */
+struct Handler : public zqIEventHandler
+{
+    explicit Handler(char aName) : mName(aName) {}
+
+    void HandleEvent(zqEvent *) override {}
+
+    const char mName;
+};
+
+/** What one publication did, and which subscribers it fails for. */
+struct Publication
+{
+    std::string mFailing;
+    std::string mServed;
+};
+
+zqError Serve(zqIEventHandler *aHandler, zqEventQueue *aQueue, void *aContext)
+{
+    const char lName        = static_cast<Handler *>(aHandler)->mName;
+    auto      *lPublication = static_cast<Publication *>(aContext);
+    const auto lAt          = lPublication->mFailing.find(lName);
+
+    EXPECT_NE(aQueue, nullptr);
+    lPublication->mServed += lName;
+    return lAt == std::string::npos ? 0 : -10 - static_cast<zqError>(lAt);
+}
+
+class EventPublisher : public testing::Test
+{
+protected:
+    EventPublisher() { EXPECT_EQ(mPublisher.Init("publisher"), 0); }
+
+    zqError Subscribe(Handler &aHandler) { return mPublisher.Subscribe(&mQueue, &aHandler, "subscriber"); }
+
+    std::string GetServed()
+    {
+        Publication lPublication;
+
+        EXPECT_EQ(mPublisher.Publish(&Serve, &lPublication), 0);
+        return lPublication.mServed;
+    }
+
+    zqEventQueue     mQueue;
+    zqEventQueue     mOtherQueue;
+    zqEventPublisher mPublisher;
+    Handler          mA{ 'a' };
+    Handler          mB{ 'b' };
+    Handler          mC{ 'c' };
+    int              mNumServed = 0;
+};
+
+TEST_F(EventPublisher, NothingIsSubscribedBeforeInitOrAfterDestroy)
+{
+    zqEventPublisher lPublisher;
+    Publication      lPublication;
+
+    for (int lRound = 0; lRound < 2; ++lRound)
+    {
+        EXPECT_EQ(lPublisher.Subscribe(&mQueue, &mA, ""), -3);
+        EXPECT_EQ(lPublisher.Unsubscribe(&mQueue, &mA), -3);
+        EXPECT_EQ(lPublisher.Publish(&Serve, &lPublication), -3);
+
+        {
+            const FailingAllocations lNoMemory;
+            EXPECT_EQ(lPublisher.Init(""), -7);
+        }
+        EXPECT_EQ(lPublisher.Init(nullptr), 0);
+        EXPECT_EQ(lPublisher.Init(""), -3);
+        EXPECT_EQ(lPublisher.Publish(&Serve, &lPublication), 0);
+        EXPECT_EQ(lPublisher.Subscribe(&mQueue, &mA, nullptr), 0);
+
+        lPublisher.Destroy();
+        lPublisher.Destroy();
+    }
+    EXPECT_EQ(lPublication.mServed, "");
+}
+
+TEST_F(EventPublisher, ServesEachPairOnceInTheOrderOfSubscription)
+{
+    EXPECT_EQ(Subscribe(mB), 0);
+    EXPECT_EQ(Subscribe(mA), 0);
+    EXPECT_EQ(Subscribe(mC), 0);
+    EXPECT_EQ(Subscribe(mA), -18);
+    EXPECT_EQ(mPublisher.Subscribe(&mQueue, &mB, "another name"), -18);
+    EXPECT_EQ(mPublisher.Subscribe(&mOtherQueue, &mB, "subscriber"), 0);
+    EXPECT_EQ(GetServed(), "bacb");
+
+    EXPECT_EQ(mPublisher.Unsubscribe(&mQueue, &mB), 0);
+    EXPECT_EQ(mPublisher.Unsubscribe(&mQueue, &mB), -17);
+    EXPECT_EQ(GetServed(), "acb");
+
+    EXPECT_EQ(Subscribe(mB), 0);
+    EXPECT_EQ(GetServed(), "acbb");
+}
+
+TEST_F(EventPublisher, RefusedSubscriptionsLeaveNothingBehind)
+{
+    EXPECT_EQ(mPublisher.Subscribe(nullptr, &mA, ""), -5);
+    EXPECT_EQ(mPublisher.Subscribe(&mQueue, nullptr, ""), -5);
+    EXPECT_EQ(mPublisher.Publish(nullptr, nullptr), -5);
+    {
+        const FailingAllocations lNoMemory;
+        EXPECT_EQ(Subscribe(mA), -2);
+    }
+    EXPECT_EQ(GetServed(), "");
+    EXPECT_EQ(mPublisher.Unsubscribe(&mQueue, &mA), -17);
+}
+
+TEST_F(EventPublisher, AFailureIsReportedAndTheOthersAreServed)
+{
+    static const struct
+    {
+        const char *mFailing;
+        zqError     mReturn;
+    } kCases[] = { { "", 0 }, { "a", -10 }, { "c", -10 }, { "ca", -11 }, { "bc", -10 } };
+
+    for (Handler *lHandler : { &mA, &mB, &mC })
+        ASSERT_EQ(Subscribe(*lHandler), 0);
+    for (const auto &lCase : kCases)
+    {
+        Publication lPublication = { lCase.mFailing, "" };
+
+        EXPECT_EQ(mPublisher.Publish(&Serve, &lPublication), lCase.mReturn) << lCase.mFailing;
+        EXPECT_EQ(lPublication.mServed, "abc");
+    }
+}
+
+TEST_F(EventPublisher, NothingComesAfterUnsubscribe)
+{
+    std::atomic<bool> lEnd{ false };
+    std::thread       lPublishing(
+        [&]()
+        {
+            while (!lEnd)
+            {
+                (void)mPublisher.Publish(
+                    [](zqIEventHandler *, zqEventQueue *, void *aContext) -> zqError
+                    {
+                        ++*static_cast<int *>(aContext);
+                        return 0;
+                    },
+                    &mNumServed);
+            }
+        });
+
+    for (int lRound = 0; lRound < 2000; ++lRound)
+    {
+        ASSERT_EQ(Subscribe(mA), 0);
+        ASSERT_EQ(mPublisher.Unsubscribe(&mQueue, &mA), 0);
+        // Not guarded by anything of the test: ThreadSanitizer tells when the publisher is not done.
+        mNumServed = 0;
+    }
+    lEnd = true;
+    lPublishing.join();
+    EXPECT_EQ(mNumServed, 0);
+}
+
+TEST(HeartBeatClient, IsCountedWhileItIsRegistered)
+{
+    zqEventQueue lOwn;
+    zqEventQueue lApplication;
+    zqEventQueue lOther;
+    const auto   lCount = [](zqEventQueue &aQueue) { return zqHeartBeatClient::GetNumRegistered(&aQueue); };
+
+    zqHeartBeatClient lFirst(&lOwn, &lApplication, "", 20);
+    zqHeartBeatClient lSecond(&lOwn, &lApplication, nullptr, 20);
+    zqHeartBeatClient lElsewhere(nullptr, &lOther, "", 20);
+    EXPECT_EQ(lCount(lApplication), 0);
+    EXPECT_EQ(lFirst.Unregister(), -22);
+
+    EXPECT_EQ(lFirst.Register(), 0);
+    EXPECT_EQ(lFirst.Register(), -22);
+    EXPECT_EQ(lSecond.Register(), 0);
+    EXPECT_EQ(lElsewhere.Register(), 0);
+    EXPECT_EQ(lCount(lApplication), 2);
+    EXPECT_EQ(lCount(lOther), 1);
+    {
+        zqHeartBeatClient lThird(&lOwn, &lApplication, "", 20);
+        zqHeartBeatClient lNowhere(nullptr, nullptr, nullptr, 0);
+
+        EXPECT_EQ(lThird.Register(), 0);
+        EXPECT_EQ(lNowhere.Register(), 0);
+        EXPECT_EQ(lCount(lApplication), 3);
+        EXPECT_EQ(zqHeartBeatClient::GetNumRegistered(nullptr), 1);
+    }
+    EXPECT_EQ(lCount(lApplication), 2);
+    EXPECT_EQ(zqHeartBeatClient::GetNumRegistered(nullptr), 0);
+
+    EXPECT_EQ(lFirst.Unregister(), 0);
+    EXPECT_EQ(lFirst.Unregister(), -22);
+    EXPECT_EQ(lCount(lApplication), 1);
+    EXPECT_EQ(lCount(lOther), 1);
+}
+
+} // namespace

@@ -1,0 +1,357 @@
+#include "failingallocations.h"
+
+#include <zqevent.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sys/resource.h>
+
+using zq::Test::FailingAllocations;
+
+namespace
+{
+
+/** An event that is counted while it lives and can act when it ends. */
+class Event : public zqEvent
+{
+public:
+    explicit Event(unsigned int aType, std::function<void()> aDone = nullptr) : mDone(std::move(aDone))
+    {
+        (void)Init(aType, 0);
+        ++sNumAlive;
+    }
+
+    static std::atomic<int> sNumAlive;
+
+protected:
+    ~Event() override
+    {
+        if (mDone)
+            mDone();
+        --sNumAlive;
+    }
+
+private:
+    std::function<void()> mDone;
+};
+
+std::atomic<int> Event::sNumAlive{ 0 };
+
+/** Notes the types of what it is given and can act on them. */
+class Handler : public zqIEventHandler
+{
+public:
+    explicit Handler(std::function<void(unsigned int)> anAction = nullptr) : mAction(std::move(anAction)) {}
+
+    void HandleEvent(zqEvent *anEvent) override
+    {
+        mTypes.push_back(anEvent->GetType());
+        if (mAction)
+            mAction(anEvent->GetType());
+    }
+
+    std::vector<unsigned int> mTypes;
+
+private:
+    std::function<void(unsigned int)> mAction;
+};
+
+using Types = std::vector<unsigned int>;
+
+class EventQueue : public testing::Test
+{
+protected:
+    EventQueue() { EXPECT_EQ(mQueue.Init(), 0); }
+
+    ~EventQueue() override { EXPECT_EQ(Event::sNumAlive, 0); }
+
+    void Enqueue(unsigned int aType, zqIEventHandler *aHandler = nullptr)
+    {
+        ASSERT_EQ(mQueue.Enqueue(new Event(aType), aHandler), 0);
+    }
+
+    bool IsReadable(PRIntervalTime aTimeout = PR_INTERVAL_NO_WAIT)
+    {
+        PRPollDesc lPoll = { mQueue.GetPoller(), PR_POLL_READ, 0 };
+
+        return PR_Poll(&lPoll, 1, aTimeout) == 1 && (lPoll.out_flags & PR_POLL_READ) != 0;
+    }
+
+    Types Drain()
+    {
+        Types            lTypes;
+        zqEvent         *lEvent;
+        zqIEventHandler *lHandler;
+
+        while (mQueue.Dequeue(lEvent, lHandler))
+        {
+            lTypes.push_back(lEvent->GetType());
+            lEvent->Release();
+        }
+        return lTypes;
+    }
+
+    zqEventQueue mQueue;
+};
+
+TEST_F(EventQueue, RefusesWhatItCannotCarry)
+{
+    zqEventQueue              lQueue;
+    zqEvent                  *lEvent   = nullptr;
+    zqIEventHandler          *lHandler = nullptr;
+    const zqRefCountSharedPtr lHold(new Event(7));
+    auto                     *lHeld = static_cast<Event *>(lHold.Get());
+
+    EXPECT_EQ(lQueue.GetPoller(), nullptr);
+    EXPECT_EQ(lQueue.Enqueue(lHeld, nullptr), -3);
+    EXPECT_EQ(lQueue.Exit(), -3);
+    EXPECT_FALSE(lQueue.Dequeue(lEvent, lHandler));
+    EXPECT_TRUE(lQueue.Dispatch());
+    lQueue.Remove(nullptr);
+
+    EXPECT_EQ(mQueue.Init(), -3);
+    EXPECT_EQ(mQueue.Enqueue(nullptr, nullptr), -5);
+    {
+        const FailingAllocations lNoMemory;
+        EXPECT_EQ(mQueue.Enqueue(lHeld, nullptr), -2);
+        EXPECT_EQ(mQueue.Exit(), -2);
+        EXPECT_EQ(lQueue.Init(), -7);
+    }
+    {
+        const FailingAllocations lMemoryForTheEventAlone(1);
+        EXPECT_EQ(mQueue.Exit(), -2);
+    }
+    EXPECT_EQ(lHeld->GetRefCount(), 1);
+    EXPECT_FALSE(IsReadable());
+    EXPECT_EQ(lQueue.Init(), 0);
+}
+
+TEST_F(EventQueue, NeedsDescriptorsForItsPoller)
+{
+    zqEventQueue lQueue;
+    rlimit       lOld;
+
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &lOld), 0);
+    const rlimit lNone = { 0, lOld.rlim_max };
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &lNone), 0);
+    const zqError lReturn = lQueue.Init();
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &lOld), 0);
+
+    EXPECT_EQ(lReturn, -7);
+    EXPECT_EQ(lQueue.GetPoller(), nullptr);
+    EXPECT_EQ(lQueue.Init(), 0);
+}
+
+TEST_F(EventQueue, GivesEventsBackInOrderWithTheirHandlers)
+{
+    Handler          lHandlers[2];
+    zqEvent         *lEvent;
+    zqIEventHandler *lHandler;
+
+    Enqueue(10, &lHandlers[0]);
+    Enqueue(11, &lHandlers[1]);
+    Enqueue(12);
+    for (zqIEventHandler *lExpected :
+         { static_cast<zqIEventHandler *>(&lHandlers[0]), static_cast<zqIEventHandler *>(&lHandlers[1]),
+           static_cast<zqIEventHandler *>(nullptr) })
+    {
+        ASSERT_TRUE(mQueue.Dequeue(lEvent, lHandler));
+        EXPECT_EQ(lHandler, lExpected);
+        EXPECT_EQ(lEvent->GetRefCount(), 1);
+        lEvent->Release();
+    }
+    EXPECT_FALSE(mQueue.Dequeue(lEvent, lHandler));
+    EXPECT_EQ(lEvent, nullptr);
+    EXPECT_EQ(lHandler, nullptr);
+}
+
+TEST_F(EventQueue, ThePollerTellsOfEventsSinceItWasWaitedFor)
+{
+    EXPECT_FALSE(IsReadable());
+    Enqueue(1);
+    EXPECT_TRUE(IsReadable());
+    ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
+    EXPECT_FALSE(IsReadable());
+
+    Enqueue(2); // though the first still waits
+    EXPECT_TRUE(IsReadable());
+    EXPECT_EQ(Drain(), (Types{ 1, 2 }));
+
+    ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
+    EXPECT_FALSE(IsReadable());
+}
+
+TEST_F(EventQueue, NeverBlocksWhoeverEnqueues)
+{
+    constexpr unsigned int kMoreThanAPipeHolds = 100000;
+
+    for (unsigned int lCount = 0; lCount < kMoreThanAPipeHolds; ++lCount)
+        Enqueue(1);
+    EXPECT_EQ(Drain().size(), kMoreThanAPipeHolds);
+
+    for (unsigned int lCount = 0; lCount < kMoreThanAPipeHolds; ++lCount)
+    {
+        Enqueue(1);
+        ASSERT_EQ(Drain().size(), 1U);
+    }
+    ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
+    EXPECT_FALSE(IsReadable());
+}
+
+TEST_F(EventQueue, NoWakeUpIsLostBetweenThreads)
+{
+    constexpr unsigned int   kNumThreads = 4;
+    constexpr unsigned int   kNumEvents  = 5000;
+    std::vector<std::thread> lThreads;
+    unsigned int             lNext[kNumThreads] = {};
+    bool                     lExit              = false;
+
+    for (unsigned int lThread = 0; lThread < kNumThreads; ++lThread)
+    {
+        lThreads.emplace_back(
+            [this, lThread]()
+            {
+                for (unsigned int lEvent = 0; lEvent < kNumEvents; ++lEvent)
+                    Enqueue((lThread + 1) << 16 | lEvent);
+            });
+    }
+    std::thread lLast(
+        [this, &lThreads]()
+        {
+            for (std::thread &lThread : lThreads)
+                lThread.join();
+            EXPECT_EQ(mQueue.Exit(), 0);
+        });
+
+    while (!lExit)
+    {
+        if (!IsReadable(PR_SecondsToInterval(30)))
+        {
+            ADD_FAILURE() << "an event waits and the poller does not tell";
+            break;
+        }
+        ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
+        for (const unsigned int lType : Drain())
+        {
+            ASSERT_FALSE(lExit) << "an event after the exit event";
+            lExit = lType == zqEventQueue::kExitEvent;
+            if (lExit)
+                continue;
+            ASSERT_EQ(lType & 0xffffU, lNext[(lType >> 16) - 1]++);
+        }
+    }
+    lLast.join();
+
+    for (const unsigned int lNumSeen : lNext)
+        EXPECT_EQ(lNumSeen, kNumEvents);
+}
+
+TEST_F(EventQueue, DispatchServesHandlersAndReportsTheExit)
+{
+    Handler lFirst;
+    Handler lSecond;
+
+    Enqueue(10, &lFirst);
+    Enqueue(11, &lSecond);
+    Enqueue(12);
+    EXPECT_TRUE(mQueue.Dispatch());
+    EXPECT_FALSE(IsReadable());
+
+    Enqueue(zqEventQueue::kExitEvent, &lFirst); // a handler's own event of that type ends nothing
+    EXPECT_TRUE(mQueue.Dispatch());
+
+    ASSERT_EQ(mQueue.Exit(), 0);
+    Enqueue(13, &lSecond);
+    EXPECT_FALSE(mQueue.Dispatch());
+
+    EXPECT_EQ(lFirst.mTypes, (Types{ 10, zqEventQueue::kExitEvent }));
+    EXPECT_EQ(lSecond.mTypes, (Types{ 11, 13 }));
+    EXPECT_TRUE(mQueue.Dispatch());
+}
+
+TEST_F(EventQueue, WhatAHandlerEnqueuesWaitsForTheNextDispatch)
+{
+    Handler *lSelf = nullptr;
+    Handler  lHandler([&](unsigned int aType) { Enqueue(aType + 1, lSelf); });
+
+    lSelf = &lHandler;
+    Enqueue(20, &lHandler);
+    ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
+    for (const Types &lExpected : { Types{ 20 }, Types{ 20, 21 }, Types{ 20, 21, 22 } })
+    {
+        EXPECT_TRUE(mQueue.Dispatch());
+        EXPECT_EQ(lHandler.mTypes, lExpected);
+        EXPECT_TRUE(IsReadable());
+    }
+    mQueue.Remove(&lHandler);
+}
+
+TEST_F(EventQueue, RemoveDropsTheEventsOfOneHandler)
+{
+    Handler lGoing;
+    Handler lStaying;
+
+    // First, middle and last: the chain of the others must stay whole.
+    for (const unsigned int lType : { 1U, 2U, 3U, 4U, 5U })
+        Enqueue(lType, lType % 2 == 1 ? &lGoing : &lStaying);
+    mQueue.Remove(&lGoing);
+    Enqueue(6, &lStaying);
+    mQueue.Remove(&lGoing);
+    EXPECT_EQ(Event::sNumAlive, 3);
+    EXPECT_TRUE(mQueue.Dispatch());
+    EXPECT_EQ(lStaying.mTypes, (Types{ 2, 4, 6 }));
+    EXPECT_TRUE(lGoing.mTypes.empty());
+
+    mQueue.Remove(&lStaying);
+    Enqueue(7, &lStaying);
+    mQueue.Remove(&lStaying);
+    EXPECT_EQ(Drain(), Types{});
+    Enqueue(8);
+    EXPECT_EQ(Drain(), Types{ 8 });
+}
+
+TEST_F(EventQueue, AHandlerMayRemoveAnotherWhoseEventWaits)
+{
+    Handler lOther;
+    Handler lFirst([&](unsigned int) { mQueue.Remove(&lOther); });
+
+    Enqueue(1, &lFirst);
+    Enqueue(2, &lOther);
+    Enqueue(3, &lFirst);
+    EXPECT_TRUE(mQueue.Dispatch());
+    EXPECT_EQ(lFirst.mTypes, (Types{ 1, 3 }));
+    EXPECT_TRUE(lOther.mTypes.empty());
+}
+
+TEST_F(EventQueue, AnEventThatEndsMayUseTheQueue)
+{
+    Handler lHandler;
+
+    ASSERT_EQ(mQueue.Enqueue(new Event(1, [&]() { Enqueue(2, &lHandler); }), nullptr), 0);
+    mQueue.Remove(nullptr);
+    EXPECT_EQ(Drain(), Types{ 2 });
+}
+
+TEST_F(EventQueue, AQueueThatGoesReleasesWhatWaits)
+{
+    Handler                   lHandler;
+    const zqRefCountSharedPtr lHold(new Event(3));
+    {
+        zqEventQueue lQueue;
+
+        ASSERT_EQ(lQueue.Init(), 0);
+        ASSERT_EQ(lQueue.Enqueue(new Event(1), &lHandler), 0);
+        ASSERT_EQ(lQueue.Enqueue(static_cast<Event *>(lHold.Get()), nullptr), 0);
+        EXPECT_EQ(lHold.Get()->GetRefCount(), 2);
+    }
+    EXPECT_EQ(Event::sNumAlive, 1);
+    EXPECT_EQ(lHold.Get()->GetRefCount(), 1);
+    EXPECT_TRUE(lHandler.mTypes.empty());
+}
+
+} // namespace

@@ -1,0 +1,247 @@
+#include "failingallocations.h"
+
+#include <zqlog.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#define ZQ_LOG_COMPONENT "room"
+#define ZQ_LOG_FILE "zqroom"
+
+using zq::Test::FailingAllocations;
+
+namespace
+{
+
+/** Keeps the lines of one thread; the default handler is back afterwards. */
+class Log : public testing::Test
+{
+protected:
+    struct Line
+    {
+        std::string mComponent;
+        int         mLevel;
+        std::string mText;
+    };
+
+    ~Log() override { zqLogSetHandler(nullptr, nullptr, zqLogLevel_Notice); }
+
+    void Capture(int aLevel) { zqLogSetHandler(&Keep, this, aLevel); }
+
+    static void Keep(void *aContext, const char *aComponent, int aLevel, const char *aText)
+    {
+        static_cast<Log *>(aContext)->mLines.push_back({ aComponent, aLevel, aText });
+    }
+
+    std::vector<Line> mLines;
+};
+
+TEST_F(Log, AssertionsHaveTheOneFormat)
+{
+    static const struct
+    {
+        const char *mComponent;
+        const char *mMessage;
+        const char *mText;
+    } kCases[] = {
+        { "connman", "", "ASSERT: connman: aPath != __null, file: zqroom, line: 17\n" },
+        { "", "", "ASSERT: : aPath != __null, file: zqroom, line: 17\n" },
+        { nullptr, nullptr, "ASSERT: : aPath != __null, file: zqroom, line: 17\n" },
+        { "connman", "no %s path", "ASSERT: connman: aPath != __null, no %s path, file: zqroom, line: 17\n" },
+    };
+
+    Capture(zqLogLevel_Error);
+    for (const auto &lCase : kCases)
+    {
+        mLines.clear();
+        zqLogAssertion(lCase.mComponent, "aPath != __null", lCase.mMessage, "zqroom", 17);
+
+        ASSERT_EQ(mLines.size(), 1U);
+        EXPECT_EQ(mLines[0].mComponent, lCase.mComponent != nullptr ? lCase.mComponent : "");
+        EXPECT_EQ(mLines[0].mLevel, 4);
+        EXPECT_EQ(mLines[0].mText, lCase.mText);
+    }
+}
+
+int RequireNoPath(const void *aPath)
+{
+    ZQ_REQUIRE(aPath == NULL, -5);
+    return 0;
+}
+
+TEST_F(Log, AFailedConditionIsToldByItsOwnText)
+{
+    Capture(zqLogLevel_Detail);
+
+    EXPECT_EQ(RequireNoPath(nullptr), 0);
+    EXPECT_TRUE(mLines.empty());
+
+    EXPECT_EQ(RequireNoPath(this), -5);
+    EXPECT_FALSE(ZQ_CHECK_TEXT(mLines.empty(), "(aExitCode == 0)"));
+    EXPECT_FALSE(ZQ_CHECK_MESSAGE(mLines.empty(), "too late"));
+
+    ASSERT_EQ(mLines.size(), 3U);
+    EXPECT_EQ(mLines[0].mText.find("ASSERT: room: aPath == __null, file: zqroom, line: "), 0U) << mLines[0].mText;
+    EXPECT_EQ(mLines[1].mText.find("ASSERT: room: (aExitCode == 0), file: zqroom, line: "), 0U) << mLines[1].mText;
+    EXPECT_EQ(mLines[2].mText.find("ASSERT: room: mLines.empty(), too late, file: zqroom, line: "), 0U)
+        << mLines[2].mText;
+}
+
+TEST_F(Log, OnlyTheInstalledLevelAndAboveAreReported)
+{
+    for (int lInstalled = zqLogLevel_Detail; lInstalled <= zqLogLevel_Error + 1; ++lInstalled)
+    {
+        int lNumEvaluated = 0;
+
+        mLines.clear();
+        Capture(lInstalled);
+        for (int lLevel = zqLogLevel_Detail; lLevel <= zqLogLevel_Error; ++lLevel)
+        {
+            EXPECT_EQ(zqLogIsEnabled(lLevel), lLevel >= lInstalled);
+            ZQ_LOG(lLevel, "%d", ++lNumEvaluated);
+            zqLogWithComponent("direct", lLevel, "%d", lLevel);
+        }
+
+        const int lExpected = zqLogLevel_Error + 1 - lInstalled;
+        EXPECT_EQ(lNumEvaluated, lExpected);
+        EXPECT_EQ(mLines.size(), 2U * static_cast<unsigned int>(lExpected));
+    }
+}
+
+TEST_F(Log, ALineOfAnyLengthIsReportedWhole)
+{
+    Capture(zqLogLevel_Detail);
+    for (const std::size_t lLength : { 0U, 1U, 510U, 511U, 512U, 513U, 1024U, 300000U })
+    {
+        const std::string lText(lLength, 'x');
+
+        mLines.clear();
+        ZQ_LOG(zqLogLevel_Detail, "%s", lText.c_str());
+        ASSERT_EQ(mLines.size(), 1U);
+        EXPECT_EQ(mLines[0].mText, lText);
+    }
+}
+
+TEST_F(Log, WithoutMemoryTheBeginningOfALineIsReported)
+{
+    static std::size_t sLength;
+    const std::string  lText(5000, 'x');
+
+    zqLogSetHandler([](void *, const char *, int, const char *aText) { sLength = std::string_view(aText).size(); },
+                    nullptr, zqLogLevel_Detail);
+    {
+        const FailingAllocations lNoMemory;
+        ZQ_LOG(zqLogLevel_Detail, "%s", lText.c_str());
+    }
+    EXPECT_GT(sLength, 100U);
+    EXPECT_LT(sLength, lText.size());
+}
+
+TEST_F(Log, LoggingLeavesErrnoAlone)
+{
+    zqLogSetHandler([](void *, const char *, int, const char *) { errno = EBADF; }, nullptr, zqLogLevel_Detail);
+    errno = EAGAIN;
+    ZQ_LOG(zqLogLevel_Detail, "line");
+    EXPECT_EQ(errno, EAGAIN);
+}
+
+/** Standard error as a socket that keeps the borders between writes. */
+class StandardError
+{
+public:
+    StandardError() : mSaved(dup(STDERR_FILENO))
+    {
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, mSockets), 0);
+        EXPECT_EQ(dup2(mSockets[1], STDERR_FILENO), STDERR_FILENO);
+    }
+    ~StandardError()
+    {
+        (void)dup2(mSaved, STDERR_FILENO);
+        for (const int lDescriptor : { mSaved, mSockets[0], mSockets[1] })
+            (void)close(lDescriptor);
+    }
+
+    /** What one write wrote; "(nothing)" when there was none. */
+    std::string Read()
+    {
+        char          lBuffer[4096];
+        const ssize_t lLength = recv(mSockets[0], lBuffer, sizeof(lBuffer), MSG_DONTWAIT);
+
+        return lLength < 0 ? "(nothing)" : std::string(lBuffer, static_cast<std::size_t>(lLength));
+    }
+
+private:
+    int mSaved;
+    int mSockets[2] = { -1, -1 };
+};
+
+TEST_F(Log, TheDefaultHandlerWritesEachLineAtOnceAndEndsIt)
+{
+    StandardError     lStandardError;
+    const std::string lLong(2000, 'x');
+
+    Capture(zqLogLevel_Detail);
+    zqLogSetHandler(nullptr, nullptr, zqLogLevel_Notice);
+
+    ZQ_LOG(zqLogLevel_Information, "too low");
+    ZQ_LOG(zqLogLevel_Notice, "connman: no break");
+    ZQ_LOG(zqLogLevel_Error, "connman: break\n");
+    ZQ_LOG(zqLogLevel_Error, "%s", lLong.c_str());
+    ZQ_LOG(zqLogLevel_Error, "%s", "");
+
+    EXPECT_EQ(lStandardError.Read(), "connman: no break\n");
+    EXPECT_EQ(lStandardError.Read(), "connman: break\n");
+    EXPECT_EQ(lStandardError.Read(), lLong + "\n");
+    EXPECT_EQ(lStandardError.Read(), "\n");
+    EXPECT_EQ(lStandardError.Read(), "(nothing)");
+    EXPECT_TRUE(mLines.empty());
+}
+
+std::atomic<int> sNumMixed{ 0 };
+std::atomic<int> sNumCalls[2];
+
+template <int Index>
+void Expect(void *aContext, const char *, int, const char *)
+{
+    if (aContext != &sNumCalls[Index])
+        ++sNumMixed;
+    ++sNumCalls[Index];
+}
+
+TEST_F(Log, AHandlerNeverSeesTheContextOfAnother)
+{
+    std::atomic<bool>        lEnd{ false };
+    std::vector<std::thread> lThreads;
+
+    zqLogSetHandler(&Expect<0>, &sNumCalls[0], zqLogLevel_Detail);
+    for (int lThread = 0; lThread < 2; ++lThread)
+    {
+        lThreads.emplace_back(
+            [&lEnd]()
+            {
+                while (!lEnd)
+                    ZQ_LOG(zqLogLevel_Detail, "line %d", 1);
+            });
+    }
+
+    for (int lSwap = 0; lSwap < 20000 || sNumCalls[0] < 1000 || sNumCalls[1] < 1000; ++lSwap)
+    {
+        zqLogSetHandler(&Expect<1>, &sNumCalls[1], zqLogLevel_Detail);
+        zqLogSetHandler(&Expect<0>, &sNumCalls[0], zqLogLevel_Detail);
+    }
+    lEnd = true;
+    for (std::thread &lThread : lThreads)
+        lThread.join();
+
+    EXPECT_EQ(sNumMixed, 0);
+}
+
+} // namespace

@@ -1,0 +1,157 @@
+#include "values.h"
+
+#include <gtest/gtest.h>
+
+using namespace zq::Test;
+
+namespace
+{
+
+constexpr CFArrayCallBacks kCounting = { 0, Calls::Retain, Calls::Release, nullptr, Calls::EqualDigit };
+constexpr CFArrayCallBacks kRefusing = { 0, Calls::RefuseOdd, Calls::Release, nullptr, nullptr };
+
+CFUSharedRef<CFMutableArrayRef> Numbers(int aCount)
+{
+    auto lArray = Array();
+    for (int lValue = 0; lValue < aCount; ++lValue)
+        CFArrayAppendValue(lArray.Get(), Number(lValue).Get());
+    return lArray;
+}
+
+TEST(CFArray, ChangesKeepTheOrder)
+{
+    const auto lArray = Numbers(5);
+
+    CFArrayRemoveValueAtIndex(lArray.Get(), 0);
+    CFArraySetValueAtIndex(lArray.Get(), 1, CFSTR("x"));
+    CFArraySetValueAtIndex(lArray.Get(), 4, CFSTR("end"));
+    CFArrayRemoveValueAtIndex(lArray.Get(), 3);
+    EXPECT_EQ(Describe(lArray.Get()), "(1, x, 3, end)");
+
+    for (const CFIndex lIndex : { -1, 4, 5 })
+    {
+        CFArrayRemoveValueAtIndex(lArray.Get(), lIndex);
+        if (lIndex != 4)
+            CFArraySetValueAtIndex(lArray.Get(), lIndex, CFSTR("no place"));
+        EXPECT_EQ(CFArrayGetValueAtIndex(lArray.Get(), lIndex), nullptr);
+    }
+    EXPECT_EQ(Describe(lArray.Get()), "(1, x, 3, end)");
+
+    CFArrayAppendArray(lArray.Get(), lArray.Get(), CFRangeMake(1, 100));
+    EXPECT_EQ(Describe(lArray.Get()), "(1, x, 3, end, x, 3, end)");
+    CFArrayRemoveAllValues(lArray.Get());
+    EXPECT_EQ(Describe(lArray.Get()), "()");
+}
+
+TEST(CFArray, RangesAreCutToWhatThereIs)
+{
+    static const struct
+    {
+        CFRange     mRange;
+        CFIndex     mIndexOf7; // of 0, 7, 2, 7
+        std::string mWalked;
+    } kRows[]         = { { { 0, 4 }, 1, "0727" },        { { 2, 2 }, 3, "27" },
+                          { { 2, 1 }, -1, "2" },          { { 0, 0 }, -1, "" },
+                          { { 2, INTPTR_MAX }, 3, "27" }, { { 4, 1 }, -1, "" },
+                          { { 9, 9 }, -1, "" },           { { -5, 2 }, 1, "07" },
+                          { { 1, -1 }, -1, "" },          { { INTPTR_MAX, INTPTR_MAX }, -1, "" } };
+    const auto lArray = Array();
+    const auto lWalk  = [](const void *aValue, void *aText) { *static_cast<std::string *>(aText) += Describe(aValue); };
+
+    for (const int lValue : { 0, 7, 2, 7 })
+        CFArrayAppendValue(lArray.Get(), Number(lValue).Get());
+
+    for (const auto &lRow : kRows)
+    {
+        std::string lWalked;
+        CFArrayApplyFunction(lArray.Get(), lRow.mRange, lWalk, &lWalked);
+        EXPECT_EQ(lWalked, lRow.mWalked) << lRow.mRange.location;
+        EXPECT_EQ(CFArrayGetFirstIndexOfValue(lArray.Get(), lRow.mRange, Number(7).Get()), lRow.mIndexOf7);
+        EXPECT_EQ(CFArrayContainsValue(lArray.Get(), lRow.mRange, Number(7).Get()), lRow.mIndexOf7 >= 0);
+    }
+}
+
+TEST(CFArray, EveryValueHeldIsReleasedOnce)
+{
+    Calls::sRetains = Calls::sReleases = 0;
+    {
+        const auto lArray = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCounting));
+        for (std::uintptr_t lValue = 1; lValue <= 100; ++lValue)
+            CFArrayAppendValue(lArray.Get(), Pointer(lValue));
+        CFArraySetValueAtIndex(lArray.Get(), 3, Pointer(55));
+        CFArrayRemoveValueAtIndex(lArray.Get(), 0);
+        EXPECT_EQ(Calls::sRetains, 101);
+        EXPECT_EQ(Calls::sReleases, 2);
+        EXPECT_EQ(CFArrayGetFirstIndexOfValue(lArray.Get(), CFRangeMake(0, 100), Pointer(1000 + 8)), 6);
+
+        const auto lCopy = CFUAdopt(CFArrayCreateCopy(nullptr, lArray.Get()));
+        EXPECT_TRUE(CFEqual(lCopy.Get(), lArray.Get()));
+        CFArrayRemoveAllValues(lArray.Get());
+        EXPECT_EQ(Calls::sReleases, 101);
+        EXPECT_EQ(CFArrayGetCount(lCopy.Get()), 99);
+    }
+    EXPECT_EQ(Calls::sRetains, Calls::sReleases);
+}
+
+TEST(CFArray, RefusedValuesLeaveNothingBehind)
+{
+    const void *lValues[] = { Pointer(2), Pointer(4), Pointer(5) };
+    const auto  lSource   = CFUAdopt(CFArrayCreate(nullptr, lValues, 3, nullptr));
+
+    Calls::sRetains = Calls::sReleases = 0;
+    {
+        const auto lArray = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kRefusing));
+        CFArrayAppendValue(lArray.Get(), Pointer(8));
+        CFArrayAppendValue(lArray.Get(), Pointer(9));
+        CFArraySetValueAtIndex(lArray.Get(), 0, Pointer(9));
+        CFArrayAppendArray(lArray.Get(), lSource.Get(), CFRangeMake(0, 3));
+        EXPECT_EQ(CFArrayGetCount(lArray.Get()), 1);
+        EXPECT_EQ(CFArrayGetValueAtIndex(lArray.Get(), 0), Pointer(8));
+        EXPECT_EQ(CFArrayCreate(nullptr, lValues, 3, &kRefusing), nullptr);
+    }
+    EXPECT_EQ(Calls::sRetains, Calls::sReleases);
+
+    const auto lTyped = Array();
+    CFArrayAppendValue(lTyped.Get(), nullptr);
+    EXPECT_EQ(CFArrayGetCount(lTyped.Get()), 0);
+}
+
+TEST(CFArray, BarePointersAreNeverLookedAt)
+{
+    const void *lValues[] = { nullptr, Pointer(1), Pointer(2) };
+    const auto  lBare     = CFUAdopt(CFArrayCreate(nullptr, lValues, 3, nullptr));
+    const auto  lSame     = CFUAdopt(CFArrayCreateMutableCopy(nullptr, 0, lBare.Get()));
+
+    EXPECT_EQ(CFArrayGetFirstIndexOfValue(lBare.Get(), CFRangeMake(0, 3), nullptr), 0);
+    EXPECT_FALSE(CFArrayContainsValue(lBare.Get(), CFRangeMake(0, 3), Pointer(3)));
+    EXPECT_TRUE(CFEqual(lBare.Get(), lSame.Get()));
+    EXPECT_FALSE(CFEqual(lBare.Get(), Numbers(3).Get()));
+    EXPECT_FALSE(CFEqual(Numbers(3).Get(), lBare.Get()));
+    EXPECT_EQ(Describe(lBare.Get()), "<pointers>");
+}
+
+TEST(CFArray, CopiesAreIndependentAndGrowPastTheirCapacity)
+{
+    const auto lArray = Numbers(50);
+
+    for (const CFIndex lCapacity : { 0, 1, 50, 1000, INT32_MAX })
+    {
+        const auto lCopy = CFUAdopt(CFArrayCreateMutableCopy(nullptr, lCapacity, lArray.Get()));
+        ASSERT_TRUE(CFEqual(lCopy.Get(), lArray.Get())) << lCapacity;
+        for (int lValue = 50; lValue < 2000; ++lValue)
+            CFArrayAppendValue(lCopy.Get(), Number(lValue).Get());
+        EXPECT_TRUE(CFEqual(lCopy.Get(), Numbers(2000).Get())) << lCapacity;
+        EXPECT_EQ(CFArrayGetCount(lArray.Get()), 50);
+    }
+
+    const auto lFixed = CFUAdopt(CFArrayCreateCopy(nullptr, lArray.Get()));
+    CFArrayAppendValue(const_cast<CFMutableArrayRef>(lFixed.Get()), CFSTR("x"));
+    CFArrayRemoveAllValues(const_cast<CFMutableArrayRef>(lFixed.Get()));
+    CFArrayRemoveAllValues(lArray.Get());
+    EXPECT_TRUE(CFEqual(lFixed.Get(), Numbers(50).Get()));
+    EXPECT_EQ(CFUAdopt(CFArrayCreateCopy(nullptr, lFixed.Get())).Get(), lFixed.Get());
+    EXPECT_EQ(CFArrayCreateMutable(nullptr, -1, nullptr), nullptr);
+    EXPECT_EQ(CFArrayCreate(nullptr, nullptr, 1, nullptr), nullptr);
+}
+
+} // namespace

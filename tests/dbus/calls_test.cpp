@@ -1,0 +1,345 @@
+#include "testbus.h"
+
+#include <logcapture.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace zq::Test
+{
+
+using CallsTest = BusTest;
+using Texts     = std::vector<std::string>;
+
+TEST_F(CallsTest, BlockingCallsYieldWhatThePeerAnswers)
+{
+    Peer lPeer;
+
+    struct
+    {
+        const char *mTitle;
+        Answer      mAnswer;
+        int         mTimeout;
+        zqError     mResult;
+        const char *mErrorName;
+        const char *mText;
+    } const kRows[] = {
+        { "value", Answer::Value("('yes',)"), -1, 0, nullptr, "yes" },
+        { "value of a patient caller", Answer::Value("('yes',)"), DBUS_TIMEOUT_INFINITE, 0, nullptr, "yes" },
+        { "error", Answer::Error("com.example.No", "no"), -1, zqError_Failed, "com.example.No", "" },
+        { "error that says it is a time-out", Answer::Error(DBUS_ERROR_NO_REPLY, "mine"), -1, zqError_Failed,
+          DBUS_ERROR_NO_REPLY, "" },
+        { "silence", Answer::Silence(), 60, zqError_TimedOut, DBUS_ERROR_NO_REPLY, "" },
+        { "no patience", Answer::Silence(), 0, zqError_TimedOut, DBUS_ERROR_NO_REPLY, "" },
+        { "crash", Answer::Crash(), -1, zqError_Failed, DBUS_ERROR_NO_REPLY, "" },
+        { "nobody there", Answer::Normal(), -1, zqError_Failed, DBUS_ERROR_SERVICE_UNKNOWN, "" },
+    };
+
+    for (const auto &lRow : kRows)
+    {
+        SCOPED_TRACE(lRow.mTitle);
+
+        zqDBusError  lError;
+        DBusMessage *lReply = nullptr;
+
+        // A method of its own: the call of an impatient row may arrive late.
+        const std::string lMethod = "Ask" + std::to_string(&lRow - kRows);
+
+        lPeer.Script(lMethod, lRow.mAnswer);
+
+        EXPECT_EQ(lRow.mResult,
+                  Call(mBus, lMethod.c_str(), nullptr, &lReply, lRow.mTimeout, lError.Get(), DBUS_TYPE_INVALID));
+        EXPECT_STREQ(lRow.mErrorName, lError.GetName());
+        EXPECT_EQ(lRow.mResult == 0, lReply != nullptr);
+
+        if (lReply != nullptr)
+        {
+            EXPECT_EQ(lRow.mText, GetText(lReply));
+            dbus_message_unref(lReply);
+        }
+    }
+}
+
+TEST_F(CallsTest, AsynchronousCallsEndInOneOutcomeEach)
+{
+    Peer     lPeer;
+    Outcomes lOutcomes;
+
+    lPeer.Script("Value", Answer::Value("('yes',)"));
+    lPeer.Script("Error", Answer::Error("com.example.No", "no"));
+    lPeer.Script("Silence", Answer::Silence());
+    lPeer.Script("Crash", Answer::Crash());
+
+    for (const char *lMethod : { "Value", "Error", "Silence", "Crash" })
+        ASSERT_EQ(0, CallAsync(mBus, lMethod, lOutcomes.New(lMethod), 15000));
+
+    ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 4; }));
+    std::sort(lOutcomes.mTexts.begin(), lOutcomes.mTexts.end());
+    EXPECT_EQ((Texts{ "Crash: error " DBUS_ERROR_NO_REPLY, "Error: error com.example.No",
+                      "Silence: error " DBUS_ERROR_NO_REPLY, "Value: completed yes" }),
+              lOutcomes.mTexts)
+        << "the bus tells that a peer has gone: that is an error and no time-out";
+    EXPECT_EQ(0, lOutcomes.mAlive);
+}
+
+TEST_F(CallsTest, CancelledCallEndsAtOnceAndItsReplyIsForgotten)
+{
+    Peer                     lPeer;
+    Outcomes                 lOutcomes;
+    zqDBusPendingCall *const lPending = lOutcomes.New("call");
+
+    lPeer.Script("Ask", Answer::Held());
+    ASSERT_EQ(0, CallAsync(mBus, "Ask", lPending));
+    ASSERT_TRUE(lPeer.WaitForCall("Ask"));
+
+    EXPECT_EQ(0, mBus->CancelPendingCall(lPending));
+    EXPECT_EQ((Texts{ "call: error " DBUS_ERROR_DISCONNECTED }), lOutcomes.mTexts);
+    EXPECT_EQ(0, lOutcomes.mAlive);
+    EXPECT_EQ(zqError_NotFound, mBus->CancelPendingCall(lPending));
+
+    lPeer.ReleaseHeld();
+    lPeer.Flush();
+    EXPECT_TRUE(Settle(mBus));
+    EXPECT_EQ(1, lOutcomes.mCount);
+}
+
+TEST_F(CallsTest, ReceiverMayCallAgainOrThrow)
+{
+    Peer             lPeer;
+    Outcomes         lOutcomes;
+    const LogCapture lLog;
+
+    lPeer.Script("Silence", Answer::Silence());
+    ASSERT_EQ(0, CallAsync(mBus, "Silence",
+                           lOutcomes.New("first",
+                                         [&]
+                                         {
+                                             EXPECT_EQ(0, CallPlainly(mBus, "Other"));
+                                             EXPECT_EQ(0, CallAsync(mBus, "Silence", lOutcomes.New("second"), 0));
+                                         }),
+                           0));
+    ASSERT_EQ(0, CallAsync(mBus, "Other", lOutcomes.New("third", [] { throw 1; })));
+
+    ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 3; }));
+    EXPECT_EQ(0, lOutcomes.mAlive);
+    EXPECT_TRUE(lLog.Contains("threw"));
+}
+
+TEST_F(CallsTest, OneMessageMayBeSentTwice)
+{
+    Peer               lPeer;
+    Outcomes           lOutcomes;
+    DBusMessage *const lMessage = zqDBus::NewMethodCall(kPeerName, kPeerPath, kPeerInterface, "Ask");
+
+    for (const char *lLabel : { "first", "second" })
+        ASSERT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, lOutcomes.New(lLabel), nullptr, -1, nullptr));
+
+    EXPECT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, nullptr, nullptr, -1, nullptr));
+    EXPECT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 2; }));
+    EXPECT_EQ(3u, lPeer.CountCalls("Ask"));
+
+    dbus_message_unref(lMessage);
+}
+
+TEST_F(CallsTest, NobodyElseAnswersAnAsynchronousCall)
+{
+    Peer             lPeer;
+    RawPeer          lForger;
+    Outcomes         lOutcomes;
+    const LogCapture lLog;
+
+    lPeer.Script("Ask", Answer::Held());
+    ASSERT_EQ(0, CallAsync(mBus, "Ask", lOutcomes.New("call")));
+    ASSERT_TRUE(lPeer.WaitForCall("Ask"));
+
+    const FakePeer::Call lCall = lPeer.GetCalls("Ask").front();
+
+    lForger.SendReply(lCall.mSender, lCall.mSerial, "forged");
+    ASSERT_TRUE(Settle(mBus));
+    EXPECT_EQ(0, lOutcomes.mCount);
+    EXPECT_TRUE(lLog.Contains("ignoring a reply"));
+
+    lPeer.ReleaseHeld();
+    ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 1; }));
+    EXPECT_EQ((Texts{ "call: completed " }), lOutcomes.mTexts) << "the true reply still counts";
+}
+
+TEST_F(CallsTest, BlockingCallRefusesAForgedReply)
+{
+    Peer             lPeer;
+    RawPeer          lForger;
+    const LogCapture lLog;
+
+    lPeer.Script("Ask", Answer::Silence());
+
+    std::thread lThread(
+        [&]
+        {
+            ASSERT_TRUE(lPeer.WaitForCall("Ask"));
+
+            const FakePeer::Call lCall = lPeer.GetCalls("Ask").front();
+
+            lForger.SendReply(lCall.mSender, lCall.mSerial, "forged");
+        });
+
+    DBusMessage *lReply = nullptr;
+
+    EXPECT_EQ(zqError_BadReply, Call(mBus, "Ask", nullptr, &lReply, 15000, nullptr, DBUS_TYPE_INVALID));
+    EXPECT_EQ(nullptr, lReply);
+    lThread.join();
+}
+
+TEST_F(CallsTest, RestartedPeerIsBelievedBeforeItsArrivalIsDispatched)
+{
+    Peer     lPeer;
+    Outcomes lOutcomes;
+
+    ASSERT_EQ(0, CallPlainly(mBus, "Ask"));
+    ASSERT_TRUE(Settle(mBus));
+
+    lPeer.Crash();
+    ASSERT_TRUE(lPeer.Appear());
+
+    EXPECT_EQ(0, CallPlainly(mBus, "Ask"));
+    EXPECT_EQ(0, CallAsync(mBus, "Ask", lOutcomes.New("call")));
+    EXPECT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 1; }));
+    EXPECT_EQ((Texts{ "call: completed " }), lOutcomes.mTexts);
+}
+
+TEST_F(CallsTest, UniqueNamesAreComparedAsTheyAre)
+{
+    Peer               lPeer;
+    const std::string  lName    = lPeer.GetUniqueName();
+    DBusMessage *const lMessage = zqDBus::NewMethodCall(lName.c_str(), kPeerPath, kPeerInterface, "Ask");
+
+    EXPECT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, nullptr, nullptr, -1, nullptr));
+    dbus_message_unref(lMessage);
+}
+
+// Everything that libdbus would end the process for.
+TEST_F(CallsTest, UnusableInputIsRefusedAndThePendingCallStaysTheCallers)
+{
+    const char *const   lBadText      = "a\xffz";
+    const char *const   lBadPath      = "/not//a/path";
+    const char *const   lNull         = nullptr;
+    const char *const   lSignature    = "a{";
+    const dbus_bool_t   lBoolean      = 2;
+    const dbus_int32_t  lNumber       = 1;
+    const char *const   lTexts[]      = { "good", lBadText };
+    const char *const   lPaths[]      = { "/good", lBadPath };
+    const char *const   lNulls[]      = { "good", nullptr };
+    const char *const  *lTextArray    = lTexts;
+    const char *const  *lPathArray    = lPaths;
+    const char *const  *lNullArray    = lNulls;
+    const dbus_bool_t   lBooleans[]   = { 0, 7 };
+    const dbus_bool_t  *lBooleanArray = lBooleans;
+    const dbus_int32_t *lNoArray      = nullptr;
+    const dbus_int32_t *lNumberArray  = &lNumber;
+
+    using Send = std::function<zqError(zqDBusPendingCall *)>;
+
+    const auto lWith = [&](auto... anArguments) -> Send
+    {
+        return [=](zqDBusPendingCall *aPending)
+        { return Call(mBus, "Ask", aPending, nullptr, -1, nullptr, anArguments..., DBUS_TYPE_INVALID); };
+    };
+
+    const std::pair<const char *, Send> kRows[] = {
+        { "text", lWith(DBUS_TYPE_STRING, &lBadText) },
+        { "null text", lWith(DBUS_TYPE_STRING, &lNull) },
+        { "null address", lWith(DBUS_TYPE_STRING, static_cast<const char **>(nullptr)) },
+        { "path", lWith(DBUS_TYPE_OBJECT_PATH, &lBadPath) },
+        { "signature", lWith(DBUS_TYPE_SIGNATURE, &lSignature) },
+        { "boolean", lWith(DBUS_TYPE_BOOLEAN, &lBoolean) },
+        { "second argument", lWith(DBUS_TYPE_INT32, &lNumber, DBUS_TYPE_STRING, &lBadText) },
+        { "array of texts", lWith(DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &lTextArray, 2) },
+        { "array of paths", lWith(DBUS_TYPE_ARRAY, DBUS_TYPE_OBJECT_PATH, &lPathArray, 2) },
+        { "array with a null", lWith(DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &lNullArray, 2) },
+        { "array of booleans", lWith(DBUS_TYPE_ARRAY, DBUS_TYPE_BOOLEAN, &lBooleanArray, 2) },
+        { "array of nothing", lWith(DBUS_TYPE_ARRAY, DBUS_TYPE_INT32, &lNoArray, 1) },
+        { "array of fewer than none", lWith(DBUS_TYPE_ARRAY, DBUS_TYPE_INT32, &lNumberArray, -1) },
+        { "array too long", lWith(DBUS_TYPE_ARRAY, DBUS_TYPE_INT32, &lNumberArray, std::numeric_limits<int>::max()) },
+        { "array of arrays", lWith(DBUS_TYPE_ARRAY, DBUS_TYPE_ARRAY, &lNumberArray, 1) },
+        { "container", lWith(DBUS_TYPE_VARIANT, &lNumber) },
+        { "type", lWith(static_cast<int>('!'), &lNumber) },
+    };
+
+    for (const auto &lRow : kRows)
+    {
+        SCOPED_TRACE(lRow.first);
+
+        Outcomes                                 lOutcomes;
+        const std::unique_ptr<zqDBusPendingCall> lPending(lOutcomes.New("call"));
+
+        EXPECT_EQ(zqError_InvalidArgument, lRow.second(nullptr));
+        EXPECT_EQ(zqError_InvalidArgument, lRow.second(lPending.get()));
+        EXPECT_EQ(1, lOutcomes.mAlive);
+        EXPECT_EQ(0, lOutcomes.mCount);
+    }
+
+    EXPECT_TRUE(Settle(mBus)) << "the connection must have survived";
+}
+
+TEST_F(CallsTest, UnusableNamesMakeNoCall)
+{
+    struct
+    {
+        const char *mDestination;
+        const char *mPath;
+        const char *mInterface;
+        const char *mMethod;
+    } const kRows[] = {
+        { nullptr, "/", "a.b", "C" },
+        { "a.b", nullptr, "a.b", "C" },
+        { "a.b", "/", nullptr, "C" },
+        { "a.b", "/", "a.b", nullptr },
+        { "a..b", "/", "a.b", "C" },
+        { "nodots", "/", "a.b", "C" },
+        { "a.b", "relative", "a.b", "C" },
+        { "a.b", "/bad/\xff", "a.b", "C" },
+        { "a.b", "/", "nodots", "C" },
+        { "a.b", "/", "a.b", "not.a.member" },
+        { "a.b", "/", "a.b", "" },
+        { "a.b", DBUS_PATH_LOCAL, "a.b", "C" },
+        { "a.b", "/", DBUS_INTERFACE_LOCAL, "C" },
+    };
+
+    for (const auto &lRow : kRows)
+    {
+        va_list lNone = {};
+
+        EXPECT_EQ(nullptr, zqDBus::NewMethodCall(lRow.mDestination, lRow.mPath, lRow.mInterface, lRow.mMethod));
+        EXPECT_EQ(zqError_InvalidArgument,
+                  mBus->PerformMethodCall(lRow.mDestination, lRow.mPath, lRow.mInterface, lRow.mMethod, nullptr,
+                                          nullptr, -1, nullptr, DBUS_TYPE_INVALID, lNone));
+    }
+
+    DBusMessage *const lSignal = dbus_message_new_signal("/", "a.b", "C");
+
+    EXPECT_EQ(zqError_InvalidArgument, mBus->PerformMethodCallWithMessage(nullptr, nullptr, nullptr, -1, nullptr));
+    EXPECT_EQ(zqError_InvalidArgument, mBus->PerformMethodCallWithMessage(lSignal, nullptr, nullptr, -1, nullptr));
+    EXPECT_EQ(zqError_InvalidArgument, CallPlainly(mBus, "Ask", -2));
+    dbus_message_unref(lSignal);
+}
+
+TEST_F(CallsTest, ArgumentsArriveAsTheyWereGiven)
+{
+    Peer                 lPeer;
+    const char *const    lText        = "text";
+    const char *const    lPath        = "/path";
+    const dbus_bool_t    lBoolean     = 1;
+    const dbus_uint16_t  lNumbers[]   = { 1, 2 };
+    const dbus_uint16_t *lNumberArray = lNumbers;
+    const char *const    lTexts[]     = { "a", "b" };
+    const char *const   *lTextArray   = lTexts;
+    const double        *lNoArray     = nullptr;
+
+    ASSERT_EQ(0, Call(mBus, "Ask", nullptr, nullptr, -1, nullptr, DBUS_TYPE_STRING, &lText, DBUS_TYPE_OBJECT_PATH,
+                      &lPath, DBUS_TYPE_BOOLEAN, &lBoolean, DBUS_TYPE_ARRAY, DBUS_TYPE_UINT16, &lNumberArray, 2,
+                      DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &lTextArray, 2, DBUS_TYPE_ARRAY, DBUS_TYPE_DOUBLE, &lNoArray,
+                      0, DBUS_TYPE_INVALID));
+    EXPECT_EQ("('text', objectpath '/path', true, [uint16 1, 2], ['a', 'b'], @ad [])",
+              lPeer.GetCalls("Ask").front().mArguments);
+}
+
+} // namespace zq::Test

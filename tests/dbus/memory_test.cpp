@@ -1,0 +1,169 @@
+#include "testbus.h"
+
+#include "../core/failingallocations.h"
+
+namespace zq::Test
+{
+
+namespace
+{
+
+DBusHandlerResult Ignore(void * /* aContext */, DBusConnection * /* aConnection */, DBusMessage * /* aMessage */)
+{
+    return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+}
+
+DBusHandlerResult IgnoreFilter(void * /* aContext */, const char * /* aPath */, DBusMessageIter * /* anIterator */)
+{
+    return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+}
+
+// Long enough that none of them fits into a string's own room.
+constexpr char kLongPath[]   = "/com/example/a/path/that/is/long";
+constexpr char kLongName[]   = "com.example.NameThatIsFollowedHere";
+constexpr char kLongMember[] = "MemberThatIsLong";
+constexpr char kSecondName[] = "com.example.AnotherNameThatIsLong";
+constexpr char kThirdName[]  = "com.example.YetAnotherNameThatIsLong";
+constexpr char kCalledName[] = "com.example.NameThatIsCalledInVain";
+
+constexpr zqDBusSignalDispatch kTable[] = {
+    { kPeerInterface, kLongName, kLongPath, kLongMember, "first", Ignore },
+    { kPeerInterface, kSecondName, nullptr, kLongMember, "second", Ignore },
+    { nullptr, nullptr, nullptr, nullptr, nullptr, nullptr },
+};
+
+constexpr zqDBusFilter kFilters[] = {
+    { kPeerInterface, kLongMember, kLongName, IgnoreFilter, nullptr },
+    { kPeerInterface, kLongMember, kThirdName, IgnoreFilter, nullptr },
+    { nullptr, nullptr, nullptr, nullptr, nullptr },
+};
+
+constexpr zqDBusMethodDispatch kMethods[] = { { nullptr, nullptr, nullptr } };
+
+/**
+ *  Let the first allocation of an operation fail, then the second, and so on
+ *  until it succeeds.
+ *
+ *  @returns how often it failed.
+ */
+int FailOneByOne(zqError anExpected, const std::function<zqError()> &anOperation)
+{
+    for (int lGranted = 0; lGranted < 1000; lGranted++)
+    {
+        zqError lReturn = 0;
+        {
+            const FailingAllocations lFailing(lGranted);
+
+            lReturn = anOperation();
+        }
+
+        if (lReturn == 0)
+            return lGranted;
+
+        EXPECT_EQ(anExpected, lReturn) << "with " << lGranted << " allocations";
+    }
+
+    ADD_FAILURE() << "never succeeded";
+
+    return 0;
+}
+
+} // namespace
+
+/** On an instance of its own, whose tables have no room yet. */
+class MemoryTest : public BusTest
+{
+protected:
+    MemoryTest()
+    {
+        std::thread([this] { mHolder.Set(zqDBus::GetThreadDefaultInstance()); }).join();
+        mBus = static_cast<zqDBus *>(mHolder.Get());
+    }
+
+    zqRefCountSharedPtr mHolder;
+};
+
+TEST_F(MemoryTest, RegistrationsFailWholeAndSucceedLater)
+{
+    const zqDBus::DisconnectHandler lHandler = [](void *) {};
+
+    EXPECT_GT(
+        FailOneByOne(zqError_NoResources, [&] { return mBus->RegisterSignalHandlers(kLongPath, kTable, nullptr); }), 5);
+    EXPECT_EQ(0, mBus->UnregisterSignalHandlers(kLongPath, kTable, nullptr));
+    EXPECT_EQ(zqError_NotFound, mBus->UnregisterSignalHandlers(kLongPath, kTable, nullptr)) << "nothing was left over";
+
+    EXPECT_GT(FailOneByOne(zqError_NoResources, [&] { return mBus->AddFilters(kFilters); }), 5);
+    EXPECT_EQ(0, mBus->RemoveFilters(kFilters));
+    EXPECT_EQ(zqError_NotFound, mBus->RemoveFilters(kFilters));
+
+    EXPECT_GT(FailOneByOne(zqError_NoResources, [&] { return mBus->RegisterInterface(kLongPath, kMethods, nullptr); }),
+              0);
+    EXPECT_EQ(0, mBus->UnregisterInterface(kLongPath));
+
+    EXPECT_GT(FailOneByOne(zqError_NoResources, [&] { return mBus->AddDisconnectHandler(lHandler, this); }), 0);
+    mBus->RemoveDisconnectHandler(lHandler, this);
+
+    EXPECT_TRUE(Settle(mBus));
+}
+
+TEST_F(MemoryTest, CallThatCannotBeRememberedIsNotSent)
+{
+    Outcomes                 lOutcomes;
+    zqDBusPendingCall *const lPending = lOutcomes.New("call");
+    DBusMessage *const       lMessage = zqDBus::NewMethodCall(kCalledName, kPeerPath, kPeerInterface, "Ask");
+
+    EXPECT_GT(FailOneByOne(zqError_NoResources,
+                           [&]
+                           {
+                               EXPECT_EQ(1, lOutcomes.mAlive);
+                               return mBus->PerformMethodCallWithMessage(lMessage, lPending, nullptr, -1, nullptr);
+                           }),
+              2);
+    EXPECT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 1; }));
+    EXPECT_EQ((std::vector<std::string>{ "call: error " DBUS_ERROR_SERVICE_UNKNOWN }), lOutcomes.mTexts);
+    EXPECT_EQ(0, lOutcomes.mAlive);
+    dbus_message_unref(lMessage);
+}
+
+TEST_F(MemoryTest, ValueIsWholeOrNull)
+{
+    DBusMessage *const lMessage = dbus_message_new_method_call(kPeerName, kPeerPath, kPeerInterface, "Ask");
+    const char *const  lTexts[] = { "a text that is not short at all", "another one that is not short" };
+    const char *const *lArray   = lTexts;
+    DBusMessageIter    lIterator;
+
+    ASSERT_TRUE(dbus_message_append_args(lMessage, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &lArray, 2, DBUS_TYPE_INVALID));
+    ASSERT_TRUE(dbus_message_iter_init(lMessage, &lIterator));
+
+    EXPECT_GT(FailOneByOne(zqError_NoResources,
+                           [&]
+                           {
+                               const auto lValue = zqDBus::CopyValue(&lIterator);
+
+                               if (!lValue)
+                                   return zqError_NoResources;
+
+                               return CFArrayGetCount(static_cast<CFArrayRef>(lValue.Get())) == 2 ? zqError_None
+                                                                                                  : zqError_Failed;
+                           }),
+              2);
+    dbus_message_unref(lMessage);
+}
+
+TEST_F(MemoryTest, InstanceIsMadeWholeOrNotAtAll)
+{
+    std::thread(
+        []
+        {
+            EXPECT_GT(FailOneByOne(zqError_NoResources,
+                                   [] {
+                                       return zqDBus::GetThreadDefaultInstance() != nullptr ? zqError_None
+                                                                                            : zqError_NoResources;
+                                   }),
+                      2);
+            EXPECT_TRUE(Settle(zqDBus::GetThreadDefaultInstance()));
+        })
+        .join();
+}
+
+} // namespace zq::Test
