@@ -1,0 +1,651 @@
+/**
+ *  @file
+ *    zqConnMan, the client of the ConnMan daemon: it follows the daemon's
+ *    presence, mirrors its state, technologies and services, carries requests
+ *    to it, serves its input agent, and keeps the provisioning file.
+ *
+ *  Threads: Init, Destroy, SetDelegate, the Update and Flush operations and the
+ *  array forms of ManagerGetServices and ManagerGetTechnologies belong to the
+ *  thread that drives the bus (zqDBus::HandleEvents), and every callback of the
+ *  delegate comes on it. The requests, the dictionary forms that ask the
+ *  daemon, and the answers to an input request may come from any thread.
+ *
+ *  Results, where an operation does not say otherwise:
+ *
+ *    -  0      Done; for an asynchronous request: sent.
+ *    - -1      The daemon refused, for a reason that has no code of its own.
+ *    - -3      Not initialised, the daemon is not on the bus, or the bus is
+ *              gone: nothing was sent.
+ *    - -5      An argument is null or cannot be sent, a value is of a type that
+ *              is not supported, or a reply cannot be decoded.
+ *    - -2, -7  Memory is exhausted.
+ *    - -12     The reply came from somebody else than the daemon.
+ *    - -7001   The daemon did not answer a blocking request in time, or went
+ *              away before it answered. (An asynchronous request that is not
+ *              answered in time is reported as -16.)
+ *    - any code that MapError yields, for what the daemon or the bus answered.
+ *
+ *  Paths, names and strings are UTF-8. The values of properties never reach a
+ *  log line: some of them are secrets.
+ */
+
+#ifndef ZQCONNMAN_H
+#define ZQCONNMAN_H
+
+#include <zqdbus.h>
+#include <zqnetworkmanager-vocabulary.h>
+
+#include <prlock.h>
+
+#include <atomic>
+
+class zqConnMan;
+
+/** What a message of a certain form is decoded with; internal. */
+struct zqDBusCFForm;
+
+namespace zq
+{
+
+namespace ConnMan
+{
+
+namespace Delegate
+{
+
+/**
+ *  Receives everything that the client has to tell.
+ *
+ *  Every operation comes on the thread that drives the bus, with no lock of
+ *  the client held. An operation may use the client, blocking requests and
+ *  SetDelegate included, but must not destroy it. Arguments are lent, and are
+ *  not changed afterwards: they may be retained.
+ */
+class ZQ_EXPORT Base
+{
+public:
+    virtual ~Base();
+
+    /** The daemon is on the bus and what it has is loaded. */
+    virtual void Available(zqConnMan *aConnMan) = 0;
+
+    /** The daemon, or the bus, is gone. */
+    virtual void Unavailable(zqConnMan *aConnMan) = 0;
+
+    virtual void StateChanged(zqConnMan *aConnMan, CFStringRef aState) = 0;
+
+    /** @param[in]  aProperties  The changed properties of the daemon's manager, with their new values. */
+    virtual void PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties) = 0;
+
+    /** @param[in]  aServices  Object paths. */
+    virtual void ServicesAdded(zqConnMan *aConnMan, CFArrayRef aServices)   = 0;
+    virtual void ServicesRemoved(zqConnMan *aConnMan, CFArrayRef aServices) = 0;
+    virtual void ServicesUpdated(zqConnMan *aConnMan, CFArrayRef aServices) = 0;
+
+    virtual void ServiceChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) = 0;
+
+    /**
+     *  The daemon asks for what it needs to connect a service. The request is
+     *  held until ServiceCompleteInput or ServiceCancelInput answers it.
+     *
+     *  @param[in]  aFields  Name of a field to a dictionary that describes it.
+     *  @returns 0; any other code: the request is cancelled at once.
+     */
+    virtual zqError ServiceRequestInput(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aFields) = 0;
+
+    virtual void ServiceReportError(zqConnMan *aConnMan, CFStringRef aPath, CFStringRef anError) = 0;
+    virtual void ServiceDidConnect(zqConnMan *aConnMan, CFStringRef aPath)                       = 0;
+    virtual void ServiceDidNotConnect(zqConnMan *aConnMan, CFStringRef aPath, zqError anError)   = 0;
+    virtual void ServiceIsOnline(zqConnMan *aConnMan, CFStringRef aPath)                         = 0;
+    virtual void ServiceIsNotOnline(zqConnMan *aConnMan, CFStringRef aPath, zqError anError)     = 0;
+
+    /** @param[in]  aTechnologies  Object paths. */
+    virtual void TechnologiesAdded(zqConnMan *aConnMan, CFArrayRef aTechnologies)   = 0;
+    virtual void TechnologiesRemoved(zqConnMan *aConnMan, CFArrayRef aTechnologies) = 0;
+
+    virtual void TechnologyChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) = 0;
+
+    /** A scan ended: whoever is told clears the client's flag with SetScanning(false). */
+    virtual void TechnologyDidScan(zqConnMan *aConnMan, CFStringRef aPath)                     = 0;
+    virtual void TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) = 0;
+};
+
+/** Does nothing, for owners that override only what they need. An input request stays held until it is answered. */
+class ZQ_EXPORT Default : public Base
+{
+public:
+    void    Available(zqConnMan *aConnMan) override;
+    void    Unavailable(zqConnMan *aConnMan) override;
+    void    StateChanged(zqConnMan *aConnMan, CFStringRef aState) override;
+    void    PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties) override;
+    void    ServicesAdded(zqConnMan *aConnMan, CFArrayRef aServices) override;
+    void    ServicesRemoved(zqConnMan *aConnMan, CFArrayRef aServices) override;
+    void    ServicesUpdated(zqConnMan *aConnMan, CFArrayRef aServices) override;
+    void    ServiceChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) override;
+    zqError ServiceRequestInput(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aFields) override;
+    void    ServiceReportError(zqConnMan *aConnMan, CFStringRef aPath, CFStringRef anError) override;
+    void    ServiceDidConnect(zqConnMan *aConnMan, CFStringRef aPath) override;
+    void    ServiceDidNotConnect(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
+    void    ServiceIsOnline(zqConnMan *aConnMan, CFStringRef aPath) override;
+    void    ServiceIsNotOnline(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
+    void    TechnologiesAdded(zqConnMan *aConnMan, CFArrayRef aTechnologies) override;
+    void    TechnologiesRemoved(zqConnMan *aConnMan, CFArrayRef aTechnologies) override;
+    void    TechnologyChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) override;
+    void    TechnologyDidScan(zqConnMan *aConnMan, CFStringRef aPath) override;
+    void    TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
+};
+
+} // namespace Delegate
+
+/**
+ *  An asynchronous request of the client on its way to the daemon. Its one
+ *  outcome goes to the delegate that the client has at that time.
+ */
+class ZQ_EXPORT PendingCall : public zqDBusPendingCall
+{
+public:
+    using SuccessHandler = void (Delegate::Base::*)(zqConnMan *aConnMan, CFStringRef aSubject);
+    using FailureHandler = void (Delegate::Base::*)(zqConnMan *aConnMan, CFStringRef aSubject, zqError anError);
+
+    /**
+     *  @param[in]  aConnMan    The client: when it is destroyed first, it cancels the call.
+     *  @param[in]  aName       The method, for logs; static text.
+     *  @param[in]  aSubject    The object path that the call concerns; retained.
+     *  @param[in]  aOnSuccess  May be null, as may @a aOnFailure.
+     */
+    PendingCall(zqConnMan *aConnMan, const char *aName, CFStringRef aSubject, SuccessHandler aOnSuccess,
+                FailureHandler aOnFailure) noexcept;
+    ~PendingCall() override;
+    PendingCall(const PendingCall &)            = delete;
+    PendingCall &operator=(const PendingCall &) = delete;
+
+    void completed(DBusMessage *aReply) override;
+    void errorReceived(zqDBusError *anError) override;
+
+    /** Reported to the delegate as -16. */
+    void timedOut() override;
+
+protected:
+    /** Null once the client is gone. */
+    zqConnMan *GetConnMan() const noexcept { return mConnMan; }
+
+private:
+    friend class ::zqConnMan;
+
+    void Fail(zqError anError);
+
+    zqConnMan     *mConnMan;
+    const char    *mName;
+    CFStringRef    mSubject;
+    UInt32         mIdentifier;
+    SuccessHandler mOnSuccess;
+    FailureHandler mOnFailure;
+
+    // The client's outstanding calls, guarded by the client's lock.
+    PendingCall *mPrevious = nullptr;
+    PendingCall *mNext     = nullptr;
+
+    static std::atomic<UInt32> sIdentifier;
+};
+
+/** "Connect": ServiceDidConnect or ServiceDidNotConnect. */
+class ZQ_EXPORT ServiceConnectByPathPendingCall : public PendingCall
+{
+public:
+    ServiceConnectByPathPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
+    ~ServiceConnectByPathPendingCall() override;
+};
+
+/** "OnlineCheck": ServiceIsOnline or ServiceIsNotOnline. */
+class ZQ_EXPORT ServiceOnlineCheckPendingCall : public PendingCall
+{
+public:
+    ServiceOnlineCheckPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
+    ~ServiceOnlineCheckPendingCall() override;
+};
+
+/** "Scan": TechnologyDidScan or TechnologyDidNotScan. */
+class ZQ_EXPORT TechnologyScanPendingCall : public PendingCall
+{
+public:
+    TechnologyScanPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
+    ~TechnologyScanPendingCall() override;
+};
+
+/** "SetProperty" on the manager: its outcome is only logged. */
+class ZQ_EXPORT ManagerSetPropertyPendingCall : public PendingCall
+{
+public:
+    ManagerSetPropertyPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
+    ~ManagerSetPropertyPendingCall() override;
+};
+
+/** "SetProperty" on a technology: its outcome is only logged. */
+class ZQ_EXPORT TechnologySetPendingCall : public PendingCall
+{
+public:
+    TechnologySetPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
+    ~TechnologySetPendingCall() override;
+};
+
+/** Part of the family; no operation of the client makes one. */
+class ZQ_EXPORT ServiceConnectPendingCall : public PendingCall
+{
+public:
+    ServiceConnectPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
+    ~ServiceConnectPendingCall() override;
+};
+
+} // namespace ConnMan
+
+} // namespace zq
+
+/** Whether TechnologySetProperty waits for the daemon's answer. */
+enum ConnmanMethodSyncFlag
+{
+    kConnmanMethodSync  = 0,
+    kConnmanMethodAsync = 1
+};
+
+/**
+ *  The client.
+ *
+ *  A thread has one at most, since the agent's object path is its connection's.
+ *  The bus that it uses is the default instance of the thread that calls Init;
+ *  once that bus is lost the client stays unavailable, and a new client is
+ *  needed to follow the daemon on a new bus.
+ */
+class ZQ_EXPORT zqConnMan
+{
+public:
+    /** How what the daemon sends becomes CoreFoundation values. */
+    enum Decoding
+    {
+        /** A reply or signal that holds an element of another type than the device's daemon sends is refused whole. */
+        kDecodingExact,
+
+        /**
+         *  Every type is taken: integers and floating-point numbers become
+         *  CFNumber, structures arrays, containers of any shape keep their
+         *  depth; a file descriptor is left out together with its name. A
+         *  uint64 above 2^63-1 keeps its bits, read as signed. An array of
+         *  strings may also be set as the value of a property.
+         */
+        kDecodingTolerant
+    };
+
+    /**
+     *  Choose the decoding of every client of the process, before the first is
+     *  made; kDecodingExact unless called. From any thread.
+     */
+    static void     SetDecoding(Decoding aDecoding) noexcept;
+    static Decoding GetDecoding() noexcept;
+
+    zqConnMan() noexcept;
+    ~zqConnMan();
+    zqConnMan(const zqConnMan &)            = delete;
+    zqConnMan &operator=(const zqConnMan &) = delete;
+
+    // Lifecycle
+
+    /**
+     *  Take the calling thread's bus, follow the daemon on it, and load what it
+     *  has when it is there.
+     *
+     *  It succeeds when the daemon is absent, and when it is there but what it
+     *  answers cannot be decoded or does not come: that is logged. When the bus
+     *  does not tell within 100 ms whether the daemon is there, its answer is
+     *  awaited in the background.
+     *
+     *  @param[in]  aTimeout  For every call to the daemon, in milliseconds; -1: the bus library's own.
+     *
+     *  @retval   0  Following.
+     *  @retval  -1  There is no bus.
+     *  @retval  -3  Initialised already, or the bus is gone.
+     *  @retval  -7  No lock could be made, or memory is exhausted.
+     *  @retval -12  The bus did not say whether the daemon is there.
+     *  @retval -18  The thread has a client already.
+     */
+    zqError Init(const int &aTimeout);
+    zqError Init();
+
+    /**
+     *  Undo Init; safe to call twice, called by the destructor.
+     *
+     *  The delegate is detached first and hears nothing of what follows: the
+     *  agent is unregistered (a call that waits for the daemon), a held input
+     *  request is cancelled, outstanding requests end with an error.
+     */
+    void Destroy();
+
+    /**
+     *  Register the one delegate, or with null none. It must outlive its registration.
+     *
+     *  A new one is told what is loaded: PropertiesChanged, ServicesAdded and
+     *  TechnologiesAdded, each when there is something, and then Available when
+     *  the agent could be registered. Without one, the agent is unregistered.
+     *  Setting the same again does nothing.
+     */
+    void                         SetDelegate(zq::ConnMan::Delegate::Base *aDelegate);
+    zq::ConnMan::Delegate::Base *GetDelegate() const noexcept;
+
+    /** In milliseconds; -1: the bus library's own. */
+    int  GetTimeout() const noexcept;
+    void SetTimeout(int aTimeout) noexcept;
+
+    /** True while the daemon is on the bus. From any thread. */
+    bool IsAvailable() const noexcept;
+
+    /**
+     *  Ask the bus whether anybody owns "net.connman"; waits 100 ms at most.
+     *
+     *  @param[out]  aHasOwner  1 or 0.
+     *  @retval -12  The answer is not a boolean.
+     */
+    zqError CheckConnManReady(unsigned int &aHasOwner);
+
+    // What the daemon has. A dictionary that is handed out is the caller's (Create rule); it is null after a failure.
+
+    zqError ManagerGetProperties(CFDictionaryRef &aProperties);
+
+    /** Object path to property dictionary, asked from the daemon. */
+    zqError ManagerGetServices(CFDictionaryRef &aServices);
+    zqError ManagerGetTechnologies(CFDictionaryRef &aTechnologies);
+
+    /** Append the object paths, in the daemon's order: of what is loaded, or asked from the daemon when nothing is. */
+    zqError ManagerGetServices(CFMutableArrayRef aPaths);
+    zqError ManagerGetTechnologies(CFMutableArrayRef aPaths);
+
+    zqError ServiceGetProperties(const char *aPath, CFDictionaryRef &aProperties);
+    zqError TechnologyGetProperties(const char *aPath, CFDictionaryRef &aProperties);
+
+    /**
+     *  Load anew from the daemon, and tell the delegate the differences. Update
+     *  stops at the first error; when that is -7000, the daemon is treated as gone.
+     *
+     *  Services that were loaded already keep the properties they have: those
+     *  follow the daemon's signals.
+     */
+    zqError Update();
+    zqError UpdateProperties();
+    zqError UpdateServices();
+    zqError UpdateTechnologies();
+
+    /** Forget what is loaded; the delegate is not told. */
+    void Flush();
+    void FlushProperties();
+    void FlushServices();
+    void FlushTechnologies();
+
+    // Services
+
+    /** Asynchronous: ServiceDidConnect or ServiceDidNotConnect. */
+    zqError ServiceConnect(const char *aPath);
+
+    /** Asynchronous: ServiceIsOnline or ServiceIsNotOnline. */
+    zqError ServiceOnlineCheck(const char *aPath);
+
+    // Synchronous: each waits for the daemon's answer, for the time-out at most.
+    zqError ServiceDisconnect(const char *aPath);
+    zqError ServiceRemove(const char *aPath);
+    zqError ServiceMove(const char *aPath, const char *aTarget, bool aBefore);
+    zqError ServiceClearProperty(const char *aPath, const char *aName);
+
+    /** @param[in]  aValue  A CFString, CFBoolean, CFNumber, or a CFDictionary of such. */
+    zqError ServiceSetProperty(const char *aPath, const char *aName, const void *aValue);
+
+    // Manager and technologies
+
+    /** Asynchronous; the outcome is only logged. */
+    zqError ManagerSetProperty(const char *aName, const void *aValue);
+
+    /** Synchronous or not as @a aMode says; the outcome of an asynchronous one is only logged. */
+    zqError TechnologySetProperty(const char *aPath, const char *aName, const void *aValue,
+                                  ConnmanMethodSyncFlag aMode);
+
+    /**
+     *  Asynchronous: TechnologyDidScan or TechnologyDidNotScan.
+     *
+     *  While a scan is outstanding (see SetScanning) nothing is sent and the result is 0.
+     */
+    zqError TechnologyScan(const char *aPath);
+
+    /** The flag that a scan is outstanding. The delegate clears it when it is told the outcome. */
+    void SetScanning(bool aScanning);
+
+    // The answer to an input request (Delegate::Base::ServiceRequestInput)
+
+    /**
+     *  Answer the held request; the connection is flushed, which can block as
+     *  long as the bus process stalls. When the values cannot be sent the
+     *  request stays held.
+     *
+     *  @param[in]  aPath    The service that the request is for.
+     *  @param[in]  aValues  Name of a field to its value.
+     *
+     *  @retval   0  Answered.
+     *  @retval  -2  The answer could not be queued; the request is no longer held.
+     *  @retval  -3  No request is held.
+     *  @retval  -5  A null argument, or a value of an unsupported type.
+     *  @retval  -7  The answer could not be built.
+     *  @retval -17  The held request is for another service.
+     */
+    zqError ServiceCompleteInput(const char *aPath, CFDictionaryRef aValues);
+
+    /**
+     *  Refuse the held request ("net.connman.Agent.Error.Canceled"); flushes
+     *  as ServiceCompleteInput does.
+     *
+     *  @retval   0  Refused; or no request for this service is held: nothing was done.
+     *  @retval  -2  The refusal could not be queued; the request is no longer held.
+     *  @retval  -5  A null path.
+     *  @retval  -7  The refusal could not be built.
+     */
+    zqError ServiceCancelInput(const char *aPath);
+
+    // Provisioning: the file /var/lib/connman/quil.config. These need neither Init nor the daemon.
+
+    /**
+     *  Read the records: identifier to properties. Values are CFString, but
+     *  that of kProvisionPropertyExtendedPANID is a 64-bit CFNumber; each
+     *  record also has kProvisionPropertyProvisionIdentifier.
+     *
+     *  A file that is missing or cannot be opened is an empty set. Of a damaged
+     *  file the records before the damage are had, with a log line.
+     *
+     *  @param[out]  aProvisions  The caller's (Create rule).
+     *  @retval  0, or -7 when memory is exhausted.
+     */
+    zqError GetProvisions(CFDictionaryRef &aProvisions);
+
+    /** The same, added to a dictionary of the caller. @retval -5 for null. */
+    zqError GetProvisions(CFMutableDictionaryRef aProvisions);
+
+    /**
+     *  Make these records the whole contents of the file. An equal file is not
+     *  touched; otherwise it is replaced in one step, so that it is wholly the
+     *  old or wholly the new one whatever happens, and readable by its owner
+     *  alone. A damaged file that is about to be replaced is kept beside it as
+     *  quil.damaged.
+     *
+     *  Values are written as they are. A text with a backslash reads back
+     *  changed when it looks like an escape of the key-file format.
+     *
+     *  @param[in]  aProvisions  Identifier to properties, as GetProvisions yields them.
+     *  @param[in]  aWrite       False: do nothing.
+     *
+     *  @retval   0  The file holds these records.
+     *  @retval  -1  The file could not be written; the old one is in place.
+     *  @retval  -5  Null, or a name or value that would not be read back as one: a line break, an empty name, a
+     *               bracket or control character in an identifier, a bracket or "=" in a name, or another type
+     *               than told. The old file is in place.
+     *  @retval  -7  Memory is exhausted.
+     */
+    zqError UpdateProvisions(CFDictionaryRef aProvisions, bool aWrite);
+    zqError UpdateProvisions(CFDictionaryRef aProvisions);
+
+    /**
+     *  Whether the daemon's directory holds anything whose name begins with
+     *  that of the technology ("wifi").
+     *
+     *  @retval   0  It does; @a aProvisioned is true.
+     *  @retval  -1  The directory cannot be read.
+     *  @retval -17  It does not, or there is no name; @a aProvisioned is false.
+     */
+    zqError IsTechnologyProvisioned(CFStringRef aTechnology, bool &aProvisioned);
+
+    // Calls to the daemon
+
+    /** A call to "net.connman", with a reference for the caller; null after any failure. */
+    DBusMessage *NewMethodCall(const char *anObject, const char *anInterface, const char *aMethod);
+
+    /**
+     *  Call and wait for the reply.
+     *
+     *  The further arguments are type and address pairs as for
+     *  dbus_message_append_args, ended by DBUS_TYPE_INVALID. Waiting first
+     *  flushes the connection: when the bus process itself stalls, that is not
+     *  bounded by the time-out.
+     *
+     *  @param[out]  aReply   With a reference for the caller; null after a failure.
+     *  @param[out]  anError  Filled in when the daemon or the bus answered with an error; may be null.
+     *  @retval -1   It did: see MapError.
+     *  @retval -16  No reply came in time; @a anError is set too.
+     */
+    zqError PerformMethodCall(const char *aPath, const char *anInterface, const char *aMethod, DBusMessage **aReply,
+                              int aTimeout, DBusError *anError, int aFirstType, ...);
+
+    /** Call, and let @a aPending receive the outcome; it stays the caller's when the result is not 0. */
+    zqError PerformMethodCall(const char *aPath, const char *anInterface, const char *aMethod,
+                              zqDBusPendingCall *aPending, int aTimeout, int aFirstType, ...);
+
+    zqError PerformMethodCallWithMessage(DBusMessage *aMessage, DBusMessage **aResponse, int aTimeout,
+                                         DBusError *anError);
+    zqError PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPendingCall *aPending, int aTimeout);
+
+    /**
+     *  The code for an error of the daemon or the bus. ConnMan's errors are
+     *  told by their message, in any letter case; then the bus's by their name.
+     *  The error is logged under @a aLabel.
+     *
+     *  @returns -5 invalid arguments, service or property; -16 operation
+     *           time-out; -17 not found; -18 not unique; -19 permission denied;
+     *           -20 operation aborted; -21 not connected; -22 already exists,
+     *           enabled, disabled or connected; -23 in progress; -26 not
+     *           implemented; -27 not supported; -113 no route to host; -7000
+     *           ServiceUnknown; -7001 NoReply; -7002 UnknownMethod; -7003
+     *           UnknownObject; -1 for any other, and for an error that is not
+     *           set or has no message.
+     */
+    static zqError MapError(const char *aLabel, DBusError *anError);
+
+private:
+    /** The input request that waits for its answer; guarded by the client's lock. */
+    class RequestInputContext
+    {
+    public:
+        RequestInputContext() noexcept = default;
+        ~RequestInputContext();
+        RequestInputContext(const RequestInputContext &)            = delete;
+        RequestInputContext &operator=(const RequestInputContext &) = delete;
+
+        bool IsPending() const noexcept;
+        bool Matches(const char *thePath) const noexcept;
+        void Set(DBusConnection *aConnection, DBusMessage *aMessage, CFStringRef aPath) noexcept;
+        void Reset() noexcept;
+
+        /** Lent; null when nothing is held. */
+        DBusConnection *GetConnection() const noexcept { return mConnection; }
+        DBusMessage    *GetMessage() const noexcept { return mMessage; }
+
+    private:
+        DBusConnection *mConnection = nullptr;
+        DBusMessage    *mMessage    = nullptr;
+        CFStringRef     mPath       = nullptr;
+    };
+
+    class PresencePendingCall;
+    struct Handlers;
+    friend class zq::ConnMan::PendingCall;
+    friend struct zqConnManBench;
+
+    // Lifecycle and presence
+    zqError AttachToBus();
+    void    DetachFromBus();
+    zqError ChangeFilters(bool anAdd);
+    zqError FindConnMan();
+    zqError AwaitConnMan();
+    bool    NameOwnerChanged(DBusMessage *aMessage);
+    void    BusLost();
+    zqError ConnManAvailable();
+    zqError ConnManUnavailable();
+    zqError UpdateDelegateAvailability();
+    void    ReplayToDelegate();
+
+    // Calls
+    zqError CanCall() const;
+    zqError PerformCall(const char *aPath, const char *anInterface, const char *aMethod, zqDBusPendingCall *aPending,
+                        DBusMessage **aReply, int aTimeout, DBusError *anError, int aFirstType, va_list anArguments);
+    zqError Call(const char *aPath, const char *anInterface, const char *aMethod, int aFirstType, ...);
+    template <class T>
+    zqError CallAsync(const char *aPath, const char *anInterface, const char *aMethod, const char *aText);
+    zqError GetProperties(const char *aPath, const char *anInterface, const char *aMethod, int aTimeout,
+                          const zqDBusCFForm &aForm, CFDictionaryRef &aResult);
+    zqError NewSetProperty(const char *aPath, const char *anInterface, const char *aName, const void *aValue,
+                           DBusMessage *&aMessage);
+    zqError SetProperty(const char *aPath, const char *anInterface, int aTimeout, const char *aName,
+                        const void *aValue);
+    zqError SetProperty(const char *aPath, const char *anInterface, int aTimeout, zqDBusPendingCall *aPending,
+                        const char *aName, const void *aValue);
+    template <class T>
+    zqError SetPropertyAsync(const char *aPath, const char *anInterface, const char *aName, const void *aValue);
+    void    AddPendingCall(zq::ConnMan::PendingCall *aPending) noexcept;
+    void    RemovePendingCall(zq::ConnMan::PendingCall *aPending) noexcept;
+    void    CancelPendingCalls();
+
+    // Caches and signals
+    struct ObjectKind;
+    using PathsHandler = void (zq::ConnMan::Delegate::Base::*)(zqConnMan *aConnMan, CFArrayRef aPaths);
+    zqError UpdateProperties(CFDictionaryRef aChanges);
+    zqError UpdateServices(CFDictionaryRef aCurrent);
+    zqError UpdateTechnologies(CFDictionaryRef aCurrent);
+    zqError UpdateObjects(const ObjectKind &aKind, CFDictionaryRef aCurrent);
+    zqError GetPaths(const ObjectKind &aKind, CFMutableArrayRef aPaths);
+    void    NotifyPaths(PathsHandler aHandler, CFArrayRef aPaths);
+    void    UpdateChangedServices(CFDictionaryRef aCurrent, CFArrayRef aRemoved);
+    void    AddTechnologies(CFDictionaryRef anAdded);
+    void    RemoveTechnology(CFStringRef aPath);
+    bool    ManagerPropertyChanged(DBusMessage *aMessage);
+    bool    ManagerTechnologyAdded(DBusMessage *aMessage);
+    bool    ManagerTechnologyRemoved(DBusMessage *aMessage);
+    bool    ManagerServicesChanged(DBusMessage *aMessage);
+    bool    ServicePropertyChanged(const char *aPath, DBusMessageIter *anIterator);
+    bool    TechnologyPropertyChanged(const char *aPath, DBusMessageIter *anIterator);
+
+    // Agent
+    zqError           SetAgent(bool aRegister);
+    DBusHandlerResult AgentRequestInput(DBusConnection *aConnection, DBusMessage *aMessage);
+    DBusHandlerResult AgentReportError(DBusConnection *aConnection, DBusMessage *aMessage);
+    DBusHandlerResult AgentRelease(DBusConnection *aConnection, DBusMessage *aMessage);
+    DBusHandlerResult AgentCancel(DBusConnection *aConnection, DBusMessage *aMessage);
+    DBusMessage      *CopyHeldInput(DBusConnection *&aConnection, const char *aPath, bool &aMatches);
+    bool              ReleaseHeldInput(DBusMessage *aMessage);
+    zqError           CancelInput(DBusConnection *aConnection, DBusMessage *aMessage);
+    void              CancelHeldInput();
+
+    zqDBus                                    *mDBus;
+    CFMutableDictionaryRef                     mProperties;
+    CFMutableDictionaryRef                     mServices;
+    CFMutableDictionaryRef                     mTechnologies;
+    std::atomic<zq::ConnMan::Delegate::Base *> mDelegate;
+    std::atomic<int>                           mTimeout;
+    std::atomic<bool>                          mAvailable;
+    bool                                       mAgentRegistered;
+    RequestInputContext                        mInput;
+    PRLock                                    *mLock; // guards mInput, mScanning and mPendingCalls
+    bool                                       mScanning;
+    zq::ConnMan::PendingCall                  *mPendingCalls;
+    bool                                       mExported = false; // the agent's object is this client's
+};
+
+#endif // ZQCONNMAN_H

@@ -1,0 +1,204 @@
+/**
+ *  @file
+ *    The requests of the daemon's objects.
+ */
+
+#include "zqconnman-private.h"
+
+#include <new>
+
+using namespace zq::ConnMan;
+
+namespace
+{
+
+/** What a service is asked to reach when it is checked to be online. */
+constexpr const char *kOnlineCheckHost = "www.example.com";
+
+void LogSetProperty(const char *aName, const void *aValue, const char *aPath, const char *anInterface, int aTimeout)
+{
+    ZQ_LOG(zqLogLevel_Detail, "connman: %s %s with %p for %s at %s with time out %d", "SetProperty", aName, aValue,
+           aPath, anInterface, aTimeout);
+}
+
+/** A new pending call about a path. */
+template <class T>
+zqError MakePendingCall(zqConnMan *aConnMan, const char *aPath, T *&aPending)
+{
+    const auto lPath = MakeString(aPath);
+
+    ZQ_REQUIRE(lPath != NULL, zqError_NoResources);
+
+    aPending = new (std::nothrow) T(aConnMan, lPath.Get());
+    ZQ_REQUIRE(aPending != NULL, zqError_OutOfMemory);
+
+    return zqError_None;
+}
+
+} // namespace
+
+/** Send a call of no argument, or of one text. Once it is sent the pending call belongs to the bus. */
+template <class T>
+zqError zqConnMan::CallAsync(const char *aPath, const char *anInterface, const char *aMethod, const char *aText)
+{
+    T      *lPending = nullptr;
+    zqError lReturn  = CanCall();
+
+    if (lReturn == zqError_None)
+        lReturn = MakePendingCall(this, aPath, lPending);
+    if (lReturn != zqError_None)
+        return lReturn;
+
+    lReturn = PerformMethodCall(aPath, anInterface, aMethod, lPending, mTimeout,
+                                aText != nullptr ? DBUS_TYPE_STRING : DBUS_TYPE_INVALID, &aText, DBUS_TYPE_INVALID);
+    if (lReturn != zqError_None)
+        delete lPending;
+
+    return lReturn;
+}
+
+template <class T>
+zqError zqConnMan::SetPropertyAsync(const char *aPath, const char *anInterface, const char *aName, const void *aValue)
+{
+    T      *lPending = nullptr;
+    zqError lReturn  = CanCall();
+
+    if (lReturn == zqError_None)
+        lReturn = MakePendingCall(this, aPath, lPending);
+    if (lReturn != zqError_None)
+        return lReturn;
+
+    lReturn = SetProperty(aPath, anInterface, mTimeout, lPending, aName, aValue);
+    if (lReturn != zqError_None)
+        delete lPending;
+
+    return lReturn;
+}
+
+// Services
+
+zqError zqConnMan::ServiceConnect(const char *aPath)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_LOG(zqLogLevel_Detail, "connman: Connecting service %s with time out %d", aPath, GetTimeout());
+
+    return CallAsync<ServiceConnectByPathPendingCall>(aPath, kServiceInterface, "Connect", nullptr);
+}
+
+zqError zqConnMan::ServiceOnlineCheck(const char *aPath)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_LOG(zqLogLevel_Detail, "connman: Checking service %s online with time out %d", aPath, GetTimeout());
+
+    return CallAsync<ServiceOnlineCheckPendingCall>(aPath, kServiceInterface, "OnlineCheck", kOnlineCheckHost);
+}
+
+zqError zqConnMan::ServiceDisconnect(const char *aPath)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_LOG(zqLogLevel_Detail, "connman: disconnecting service %s with time out %d", aPath, GetTimeout());
+
+    return Call(aPath, kServiceInterface, "Disconnect", DBUS_TYPE_INVALID);
+}
+
+zqError zqConnMan::ServiceRemove(const char *aPath)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_LOG(zqLogLevel_Detail, "connman: removing service %s with time out %d", aPath, GetTimeout());
+
+    return Call(aPath, kServiceInterface, "Remove", DBUS_TYPE_INVALID);
+}
+
+zqError zqConnMan::ServiceMove(const char *aPath, const char *aTarget, bool aBefore)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aTarget != NULL, zqError_InvalidArgument);
+
+    const char *const lMethod = aBefore ? "MoveBefore" : "MoveAfter";
+
+    ZQ_LOG(zqLogLevel_Detail, "connman: service %s %s %s with time out %d", aPath, lMethod, aTarget, GetTimeout());
+
+    return Call(aPath, kServiceInterface, lMethod, DBUS_TYPE_OBJECT_PATH, &aTarget, DBUS_TYPE_INVALID);
+}
+
+zqError zqConnMan::ServiceClearProperty(const char *aPath, const char *aName)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aName != NULL, zqError_InvalidArgument);
+    ZQ_LOG(zqLogLevel_Detail, "connman: service %s %s for %s with time out %d", "ClearProperty", aName, aPath,
+           GetTimeout());
+
+    return Call(aPath, kServiceInterface, "ClearProperty", DBUS_TYPE_STRING, &aName, DBUS_TYPE_INVALID);
+}
+
+zqError zqConnMan::ServiceSetProperty(const char *aPath, const char *aName, const void *aValue)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aName != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
+    LogSetProperty(aName, aValue, aPath, kServiceInterface, GetTimeout());
+
+    return SetProperty(aPath, kServiceInterface, GetTimeout(), aName, aValue);
+}
+
+// The manager and technologies
+
+zqError zqConnMan::ManagerSetProperty(const char *aName, const void *aValue)
+{
+    ZQ_REQUIRE(aName != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
+    LogSetProperty(aName, aValue, kManagerPath, kManagerInterface, GetTimeout());
+
+    return SetPropertyAsync<ManagerSetPropertyPendingCall>(kManagerPath, kManagerInterface, aName, aValue);
+}
+
+zqError zqConnMan::TechnologySetProperty(const char *aPath, const char *aName, const void *aValue,
+                                         ConnmanMethodSyncFlag aMode)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aName != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
+    LogSetProperty(aName, aValue, aPath, kTechnologyInterface, GetTimeout());
+
+    if (aMode == kConnmanMethodSync)
+        return SetProperty(aPath, kTechnologyInterface, GetTimeout(), aName, aValue);
+
+    return SetPropertyAsync<TechnologySetPendingCall>(aPath, kTechnologyInterface, aName, aValue);
+}
+
+zqError zqConnMan::TechnologyScan(const char *aPath)
+{
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_LOG(zqLogLevel_Information, "connman: requesting scan for %s", aPath);
+
+    bool lWasScanning = false;
+
+    {
+        const Locker lLocker(mLock);
+
+        lWasScanning = mScanning;
+        mScanning    = true;
+    }
+
+    if (lWasScanning)
+    {
+        ZQ_LOG(zqLogLevel_Information, "connman: Scanning already in progress for %s", aPath);
+        return zqError_None;
+    }
+
+    const zqError lReturn = CallAsync<TechnologyScanPendingCall>(aPath, kTechnologyInterface, "Scan", nullptr);
+
+    if (lReturn != zqError_None)
+    {
+        ZQ_LOG(zqLogLevel_Notice, "connman: Reset mScanning for unsuccessful scan call");
+        SetScanning(false);
+    }
+    return lReturn;
+}
+
+void zqConnMan::SetScanning(bool aScanning)
+{
+    const Locker lLocker(mLock);
+
+    mScanning = aScanning;
+}

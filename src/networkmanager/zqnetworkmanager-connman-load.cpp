@@ -1,0 +1,289 @@
+/**
+ *  @file
+ *    How the concrete manager fills its lists, and brings them in line with a
+ *    daemon that has come back.
+ */
+
+#include "zqnetworkmanager-connman.h"
+
+#include <zqlog.h>
+
+#include <algorithm>
+#include <iterator>
+
+#define ZQ_LOG_COMPONENT "network manager"
+#define ZQ_LOG_FILE "zqnetworkmanager-connman"
+
+namespace zq
+{
+namespace NetworkManager
+{
+namespace ConnMan
+{
+
+namespace
+{
+
+CFMutableArrayRef NewArray()
+{
+    return CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
+}
+
+/** True for a failure that tells of the daemon, not of one of its objects: the next call would fail as well, and
+ * slowly. */
+bool IsDaemonLost(zqError anError)
+{
+    static const zqError kErrors[] = { zqError_WrongState, zqError_TimedOut, zqError_ServiceUnknown, zqError_NoReply };
+
+    return std::find(std::begin(kErrors), std::end(kErrors), anError) != std::end(kErrors);
+}
+
+/** A refresh merges: what the daemon no longer reports would stay. */
+void ClearUnreported(Object &anObject, CFDictionaryRef aProperties)
+{
+    const CFUSharedRef<CFDictionaryRef> lProperties = anObject.GetProperties();
+
+    anObject.Lock();
+    const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(lProperties.Get()));
+    anObject.Unlock();
+
+    for (CFIndex lIndex = 0; lKeys && lIndex < CFArrayGetCount(lKeys.Get()); ++lIndex)
+    {
+        const auto lKey = CFURetain(static_cast<CFStringRef>(CFArrayGetValueAtIndex(lKeys.Get(), lIndex)));
+        if (!CFDictionaryContainsKey(aProperties, lKey.Get()))
+            (void)anObject.ClearProperty(lKey);
+    }
+}
+
+bool HasProperties(const Object &anObject, CFDictionaryRef aProperties)
+{
+    const CFUSharedRef<CFDictionaryRef> lProperties = anObject.GetProperties();
+
+    anObject.Lock();
+    const bool lEqual = CFEqual(lProperties.Get(), aProperties);
+    anObject.Unlock();
+    return lEqual;
+}
+
+} // namespace
+
+void Manager::Available(zqConnMan *aConnMan)
+{
+    if (!IsOwn(aConnMan))
+        return;
+
+    mLoad = Load::Complete;
+
+    const zqError lReturn = InitCaches();
+    if (mMayBeStale && !IsDaemonLost(lReturn))
+        Reconcile();
+}
+
+void Manager::Unavailable(zqConnMan *aConnMan)
+{
+    if (!IsOwn(aConnMan))
+        return;
+
+    // The lists stay; whether they are still true is seen when the daemon returns.
+    mLoad       = Load::None;
+    mMayBeStale = true;
+}
+
+void Manager::LoadBegins()
+{
+    // A daemon that died while it was loaded never was available, and so it is
+    // not reported unavailable: the next load starts over what it left.
+    if (mLoad == Load::Begun)
+        mMayBeStale = true;
+}
+
+void Manager::LoadGoesOn()
+{
+    if (mLoad == Load::None)
+        mLoad = Load::Begun;
+}
+
+zqError Manager::InitCaches()
+{
+    zqError lReturn = InitProperties();
+    if (!ZQ_CHECK_MESSAGE(lReturn == 0, "Failed to init properties"))
+        return lReturn;
+
+    lReturn = InitServices();
+    if (!ZQ_CHECK_MESSAGE(lReturn == 0, "Failed to init services"))
+        return lReturn;
+
+    lReturn = InitTechnologies();
+    if (!ZQ_CHECK_MESSAGE(lReturn == 0, "Failed to init technologies"))
+        return lReturn;
+
+    lReturn = InitProvisions();
+    (void)ZQ_CHECK_MESSAGE(lReturn == 0, "Failed to init provisions");
+    return lReturn;
+}
+
+zqError Manager::InitProperties()
+{
+    CFDictionaryRef lProperties = nullptr;
+    zqError         lReturn     = mConnMan.ManagerGetProperties(lProperties);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    const auto lHolder = CFUAdopt(lProperties);
+    lReturn            = UpdateProperties(lProperties);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+    return zqError_None;
+}
+
+zqError Manager::InitServices()
+{
+    const auto lServices = CFUAdopt(NewArray());
+    ZQ_REQUIRE(lServices != NULL, zqError_OutOfMemory);
+
+    zqError lReturn = mConnMan.ManagerGetServices(lServices.Get());
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    lReturn = AddReported(lServices.Get(), &Manager::OfferServices);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+    return zqError_None;
+}
+
+zqError Manager::InitTechnologies()
+{
+    const auto lTechnologies = CFUAdopt(NewArray());
+    ZQ_REQUIRE(lTechnologies != NULL, zqError_OutOfMemory);
+
+    zqError lReturn = mConnMan.ManagerGetTechnologies(lTechnologies.Get());
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    lReturn = AddReported(lTechnologies.Get(), &Manager::OfferTechnologies);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+    return zqError_None;
+}
+
+zqError Manager::InitProvisions()
+{
+    const auto lProvisions = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                                &kCFTypeDictionaryValueCallBacks));
+    ZQ_REQUIRE(lProvisions != NULL, zqError_OutOfMemory);
+
+    zqError lReturn = mConnMan.GetProvisions(lProvisions.Get());
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    lReturn = UpdateProvisions(lProvisions.Get(), UpdateOperationAdd);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+    return zqError_None;
+}
+
+zqError Manager::OfferServices(CFArrayRef aPaths)
+{
+    return UpdateServices(aPaths, UpdateOperationAdd);
+}
+
+zqError Manager::OfferTechnologies(CFArrayRef aPaths)
+{
+    return UpdateTechnologies(aPaths, true);
+}
+
+zqError Manager::AddReported(CFArrayRef aPaths, Offer anOffer)
+{
+    const zqError lReturn = (this->*anOffer)(aPaths);
+    const CFIndex lCount  = lReturn != zqError_None && aPaths != nullptr ? CFArrayGetCount(aPaths) : 0;
+    zqError       lLatest = lReturn;
+
+    for (CFIndex lIndex = 0; lCount > 1 && lIndex < lCount && !IsDaemonLost(lLatest); ++lIndex)
+    {
+        const void *lPath = CFArrayGetValueAtIndex(aPaths, lIndex);
+        const auto  lOne  = CFUAdopt(CFArrayCreate(kCFAllocatorDefault, &lPath, 1, &kCFTypeArrayCallBacks));
+
+        lLatest = (this->*anOffer)(lOne.Get());
+    }
+    return lReturn;
+}
+
+/** What is different about services and technologies when they are reconciled. */
+template <typename T>
+struct Manager::Kind
+{
+    zqError (zqConnMan::*mFetch)(CFDictionaryRef &anObjects);
+    zqError (zq::NetworkManager::Manager::*mCopyList)(zqRefObjectArray<T> &anArray) const;
+    zqError (Manager::*mRemove)(CFArrayRef aPaths);
+    zqError (zq::NetworkManager::Manager::*mSignalChanged)(T *anObject, CFDictionaryRef aProperties);
+};
+
+void Manager::Reconcile()
+{
+    static const Kind<Service>    kServices     = { &zqConnMan::ManagerGetServices, &Manager::GetServices,
+                                                    &Manager::DropServices, &Manager::SignalServiceChanged };
+    static const Kind<Technology> kTechnologies = { &zqConnMan::ManagerGetTechnologies, &Manager::GetTechnologies,
+                                                    &Manager::DropTechnologies, &Manager::SignalTechnologyChanged };
+
+    // What could not be asked for is made up for when the daemon comes the next time.
+    mMayBeStale = Reconcile(kServices) != zqError_None || Reconcile(kTechnologies) != zqError_None;
+}
+
+template <typename T>
+zqError Manager::Reconcile(const Kind<T> &aKind)
+{
+    CFDictionaryRef     lObjects = nullptr;
+    zqRefObjectArray<T> lListed;
+
+    zqError lReturn = (mConnMan.*aKind.mFetch)(lObjects);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    const auto lHolder  = CFUAdopt(lObjects);
+    const auto lRemoved = CFUAdopt(NewArray());
+    ZQ_REQUIRE(lRemoved != NULL, zqError_OutOfMemory);
+
+    lReturn = (this->*aKind.mCopyList)(lListed);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    for (int lIndex = 0; lIndex < lListed.GetNumElements(); ++lIndex)
+    {
+        const auto lPath = lListed.GetElementPtr(lIndex)->GetPath();
+        if (!CFDictionaryContainsKey(lObjects, lPath.Get()))
+            CFArrayAppendValue(lRemoved.Get(), lPath.Get());
+    }
+    if (CFArrayGetCount(lRemoved.Get()) > 0)
+    {
+        lReturn = (this->*aKind.mRemove)(lRemoved.Get());
+        (void)ZQ_CHECK(lReturn == 0);
+    }
+
+    for (int lIndex = 0; lIndex < lListed.GetNumElements(); ++lIndex)
+    {
+        T *const    lObject = lListed.GetElementPtr(lIndex);
+        const auto *lProperties =
+            static_cast<CFDictionaryRef>(CFDictionaryGetValue(lObjects, lObject->GetPath().Get()));
+
+        if (lProperties != nullptr && !HasProperties(*lObject, lProperties))
+            RefreshObject(aKind, *lObject, lProperties);
+    }
+    return lReturn;
+}
+
+template <typename T>
+void Manager::RefreshObject(const Kind<T> &aKind, T &anObject, CFDictionaryRef aProperties)
+{
+    ClearUnreported(anObject, aProperties);
+
+    zqError lReturn = anObject.Refresh(CFURetain(aProperties));
+    if (ZQ_CHECK(lReturn == 0))
+    {
+        lReturn = (this->*aKind.mSignalChanged)(&anObject, anObject.GetProperties().Get());
+        (void)ZQ_CHECK(lReturn == 0);
+    }
+}
+
+zqError Manager::DropServices(CFArrayRef aPaths)
+{
+    return UpdateServices(aPaths, UpdateOperationRemove);
+}
+
+zqError Manager::DropTechnologies(CFArrayRef aPaths)
+{
+    return UpdateTechnologies(aPaths, false);
+}
+
+} // namespace ConnMan
+} // namespace NetworkManager
+} // namespace zq

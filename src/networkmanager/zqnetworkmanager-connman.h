@@ -1,0 +1,192 @@
+/**
+ *  @file
+ *    The one concrete manager: it joins the model to the ConnMan client and to
+ *    the WPAN controller.
+ */
+
+#ifndef ZQNETWORKMANAGER_CONNMAN_H
+#define ZQNETWORKMANAGER_CONNMAN_H
+
+#include <zqconnman.h>
+#include <zqnetworkmanager-manager.h>
+#include <zqwpanctl.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <set>
+
+namespace zq
+{
+namespace NetworkManager
+{
+namespace ConnMan
+{
+
+/**
+ *  Threads: Init, Destroy, the destructor and every callback run on the thread
+ *  that drives the run loop, or while no loop runs. The operations of the
+ *  application run on the caller's thread and take no lock here.
+ */
+class Manager final : public zq::NetworkManager::Manager, public ::zq::ConnMan::Delegate::Base
+{
+public:
+    Manager() noexcept;
+    ~Manager() override;
+    Manager(const Manager &)            = delete;
+    Manager &operator=(const Manager &) = delete;
+
+    /**
+     *  @param[in]  aQueue  The application's queue; may be null.
+     *  @returns 0, or the code of the step that failed: every step before it has been undone.
+     */
+    zqError Init(zqEventQueue *aQueue);
+
+    /**
+     *  Afterwards the client tells this manager nothing more. Safe to call twice.
+     *
+     *  It unregisters the input agent, which waits for the daemon's answer: with
+     *  a daemon that is there and silent, for the whole time-out of a call.
+     */
+    void Destroy();
+
+    // The abstract manager
+
+    zqError     ServiceSetProperty(const Service &aService, const CFUSharedRef<CFStringRef> &aKey,
+                                   const CFUSharedRef<const void *> &aValue) override;
+    zqError     ServiceClearProperty(const Service &aService, const CFUSharedRef<CFStringRef> &aKey) override;
+    zqError     ServiceConnect(const Service &aService) override;
+    zqError     ServiceOnlineCheck(const Service &aService) override;
+    zqError     ServiceCompleteInput(const Service &aService, const CFUSharedRef<CFDictionaryRef> &anInput) override;
+    zqError     ServiceDisconnect(const Service &aService) override;
+    zqError     ServiceRemove(const Service &aService) override;
+    zqError     TechnologyScan(const Technology &aTechnology) override;
+    zqError     IsTechnologyProvisioned(const CFUSharedRef<CFStringRef> &aTechnologyType, bool &aProvisioned) override;
+    PRPollDesc *GetPollDescriptors(unsigned int &aCount, bool *aChanged) override;
+    int         HandleEvents(PRPollDesc *aDescriptors) override;
+    zqError     ManagerSetProperty(const CFUSharedRef<CFStringRef>  &aKey,
+                                   const CFUSharedRef<const void *> &aValue) override;
+    bool        IsAvailable() override;
+    zqError     UpdateConnManProvisions(bool aWrite) override;
+    zqError     TechnologySetProperty(const Technology &aTechnology, const CFUSharedRef<CFStringRef> &aKey,
+                                      const CFUSharedRef<const void *> &aValue) override;
+    zqError     CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aProperties) override;
+    zqError     CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties) override;
+
+    // The client's delegate
+
+    void    Available(zqConnMan *aConnMan) override;
+    void    Unavailable(zqConnMan *aConnMan) override;
+    void    StateChanged(zqConnMan *aConnMan, CFStringRef aState) override;
+    void    PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties) override;
+    void    ServicesAdded(zqConnMan *aConnMan, CFArrayRef aServices) override;
+    void    ServicesRemoved(zqConnMan *aConnMan, CFArrayRef aServices) override;
+    void    ServicesUpdated(zqConnMan *aConnMan, CFArrayRef aServices) override;
+    void    ServiceChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) override;
+    zqError ServiceRequestInput(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) override;
+    void    ServiceReportError(zqConnMan *aConnMan, CFStringRef aPath, CFStringRef aError) override;
+    void    ServiceDidConnect(zqConnMan *aConnMan, CFStringRef aPath) override;
+    void    ServiceDidNotConnect(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
+    void    ServiceIsOnline(zqConnMan *aConnMan, CFStringRef aPath) override;
+    void    ServiceIsNotOnline(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
+    void    TechnologiesAdded(zqConnMan *aConnMan, CFArrayRef aTechnologies) override;
+    void    TechnologiesRemoved(zqConnMan *aConnMan, CFArrayRef aTechnologies) override;
+    void    TechnologyChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) override;
+    void    TechnologyDidScan(zqConnMan *aConnMan, CFStringRef aPath) override;
+    void    TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
+
+    // The WPAN controller's signals, and the outcome of the query that is to be
+    // made before the host sleeps
+
+    void HandleWPANCtlPreventSleep(const zqString &anInterface);
+    void HandleWPANCtlAllowSleep(const zqString &anInterface);
+    void HandleWPANCtlNetWake(const zqString &anInterface, int aData, int aRemaining);
+    void HandleWPANDidGetOkToSleepProperty(const zqString &anInterface, zqError anError, const zqString &aKey,
+                                           const CFUSharedRef<const void *> &aValue);
+
+    /** True while any interface keeps the host awake. */
+    bool IsSleepPrevented() const { return !mSleepPreventers.empty(); }
+
+private:
+    // Lifecycle
+
+    zqError InitClients();
+    zqError InitWPANCtl();
+    zqError ConnectWPANCtl();
+
+    // What is loaded whenever the daemon becomes available
+
+    zqError InitCaches();
+    zqError InitProperties();
+    zqError InitServices();
+    zqError InitTechnologies();
+    zqError InitProvisions();
+
+    /**
+     *  Add what a report lists. When the report is dropped because one of its
+     *  objects cannot be had, its other paths are offered again one by one, so
+     *  that one object that vanishes does not hide its neighbours. It costs a
+     *  round trip an object; it ends early when the daemon does not answer.
+     *
+     *  @returns 0, or why the report was dropped.
+     */
+    using Offer = zqError (Manager::*)(CFArrayRef aPaths);
+    zqError AddReported(CFArrayRef aPaths, Offer anOffer);
+    zqError OfferServices(CFArrayRef aPaths);
+    zqError OfferTechnologies(CFArrayRef aPaths);
+    zqError DropServices(CFArrayRef aPaths);
+    zqError DropTechnologies(CFArrayRef aPaths);
+
+    // A load of the client reports the properties first, then objects; outside
+    // a load, neither has a meaning for it.
+    void LoadBegins();
+    void LoadGoesOn();
+
+    /**
+     *  Bring the lists in line with a daemon that has come back: objects that it
+     *  does not list are removed, then those whose properties differ are
+     *  refreshed. A daemon that crashed has sent no removals, and what is listed
+     *  already is not loaded anew.
+     */
+    void Reconcile();
+    template <typename T>
+    struct Kind;
+    template <typename T>
+    zqError Reconcile(const Kind<T> &aKind);
+    template <typename T>
+    void RefreshObject(const Kind<T> &aKind, T &anObject, CFDictionaryRef aProperties);
+
+    // Callbacks
+
+    bool IsOwn(const zqConnMan *aConnMan) const;
+    bool IsOwn(const zqConnMan *aConnMan, CFStringRef aPath) const;
+    bool IsOwnForOnline(const zqConnMan *aConnMan, CFStringRef aPath) const;
+
+    zqError SignalConnectNotFound(CFStringRef aPath);
+
+    zqError ServicePermitJoin(const CFUSharedRef<const void *> &aValue);
+
+    zqConnMan                  mConnMan;
+    std::unique_ptr<zqWPANCtl> mWPANCtl;
+    std::set<zqString>         mSleepPreventers;
+    std::int32_t               mOkToSleepRetries  = 0;
+    std::int32_t               mOkToSleepFailures = 0;
+    std::atomic<bool>          mInitialized{ false }; // cleared under the properties lock
+
+    /** How far the client's load of the daemon that is there has got, as its reports tell. */
+    enum class Load
+    {
+        None,    ///< no object was reported yet
+        Begun,   ///< objects were reported, but not that the daemon is available
+        Complete ///< the daemon is available
+    };
+
+    Load mLoad       = Load::None;
+    bool mMayBeStale = false; // the lists hold what an earlier daemon reported
+};
+
+} // namespace ConnMan
+} // namespace NetworkManager
+} // namespace zq
+
+#endif // ZQNETWORKMANAGER_CONNMAN_H

@@ -1,0 +1,298 @@
+#include <zqnetworkmanager-manager.h>
+
+#include "zqnetworkmanager-lock.h"
+
+#include <zqlog.h>
+#include <zqnetworkmanager-private.h>
+
+#include <tuple>
+
+#define ZQ_LOG_COMPONENT ""
+#define ZQ_LOG_FILE "zqnetworkmanager-manager"
+
+namespace zq
+{
+
+namespace NetworkManager
+{
+
+using Observer::Base;
+using Private::Broadcast;
+using Private::BroadcastObjectsChanged;
+
+namespace
+{
+
+const int kRSSIOffset = 120;
+
+/** A payload value as it is kept while an event is published. */
+template <typename T>
+struct Kept
+{
+    T mValue{};
+
+    zqError Keep(T aValue)
+    {
+        mValue = aValue;
+        return zqError_None;
+    }
+};
+
+template <typename T>
+struct Kept<const zqRefObjectArray<T> &>
+{
+    zqRefObjectArray<T> mValue;
+
+    zqError Keep(const zqRefObjectArray<T> &anArray) { return mValue.Copy(anArray); }
+};
+
+/** What is published to every subscriber: a broadcast function and what it is called with. */
+template <typename... Payload>
+class Publication
+{
+public:
+    using Function = zqError (*)(zqIEventHandler *, zqEventQueue &, Manager *, Payload...);
+
+    Publication(Function aFunction, Manager *aManager) : mFunction(aFunction), mManager(aManager) {}
+
+    template <typename... Given>
+    zqError Keep(const Given &...aPayload)
+    {
+        return std::apply(
+            [&](auto &...aKept)
+            {
+                zqError lReturn = zqError_None;
+                (void)(... && ((lReturn = aKept.Keep(aPayload)) == 0));
+                return lReturn;
+            },
+            mPayload);
+    }
+
+    static zqError Send(zqIEventHandler *aHandler, zqEventQueue *aQueue, void *aContext)
+    {
+        auto &lSelf = *static_cast<Publication *>(aContext);
+
+        return std::apply([&](auto &...aKept)
+                          { return lSelf.mFunction(aHandler, *aQueue, lSelf.mManager, aKept.mValue...); },
+                          lSelf.mPayload);
+    }
+
+private:
+    Function                     mFunction;
+    Manager                     *mManager;
+    std::tuple<Kept<Payload>...> mPayload;
+};
+
+zqString NameOf(const Service *aService)
+{
+    return aService != nullptr ? zqString(aService->GetName()) : zqString();
+}
+
+zqString NameOf(const Technology *aTechnology)
+{
+    return aTechnology != nullptr ? zqString(aTechnology->GetName()) : zqString();
+}
+
+int RSSIOf(const Service *aService)
+{
+    SInt32     lStrength = 0;
+    const auto lValue    = aService != nullptr ? aService->GetStrength() : CFUSharedRef<CFTypeRef>();
+
+    if (CFUIsTypeID(lValue.Get(), CFNumberGetTypeID()))
+        (void)CFNumberGetValue(static_cast<CFNumberRef>(lValue.Get()), kCFNumberSInt32Type, &lStrength);
+
+    return static_cast<UInt8>(lStrength) - kRSSIOffset;
+}
+
+} // namespace
+
+// How every event is raised: the observers first, in the order of their
+// addresses, then the subscribers, all in one hold of the observer lock so that
+// everybody sees events in one order.
+template <typename Slot, typename... Published, typename... Payload>
+zqError Manager::Signal(Slot aSlot, zqError (*aBroadcast)(zqIEventHandler *, zqEventQueue &, Manager *, Published...),
+                        const Payload &...aPayload)
+{
+    Publication<Published...> lPublication(aBroadcast, this);
+    Private::ScopedLock       lLock(lOpaqueLock.uOpaque);
+
+    for (Base *lObserver : mObservers)
+        (void)(lObserver->*aSlot)(this, aPayload...);
+
+    const zqError err     = lPublication.Keep(aPayload...);
+    const zqError lReturn = ZQ_CHECK(err == 0) ? Publish(&Publication<Published...>::Send, &lPublication) : err;
+
+    (void)ZQ_CHECK(lReturn == 0);
+
+    return lReturn;
+}
+
+zqError Manager::SignalStateChanged(CFStringRef aState)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling state \"%s\" changed", zqString(aState).GetAsUTFArray());
+
+    return Signal(&Base::StateChanged, &Private::BroadcastStateChanged, aState);
+}
+
+zqError Manager::SignalPropertiesChanged(CFDictionaryRef aProperties)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling properties changed");
+
+    return Signal(&Base::PropertiesChanged, &Private::BroadcastPropertiesChanged, aProperties);
+}
+
+zqError Manager::SignalServicesAdded(const zqRefObjectArray<Service> &aServices)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling %d services added", aServices.GetNumElements());
+
+    return Signal(&Base::ServicesAdded, &BroadcastObjectsChanged<Service, Event::ServicesAdded>, aServices);
+}
+
+zqError Manager::SignalServicesRemoved(const zqRefObjectArray<Service> &aServices)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling %d services removed", aServices.GetNumElements());
+
+    return Signal(&Base::ServicesRemoved, &BroadcastObjectsChanged<Service, Event::ServicesRemoved>, aServices);
+}
+
+zqError Manager::SignalServiceChanged(Service *aService, CFDictionaryRef aChanged)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling properties changed for service \"%s\" rssi %d",
+           NameOf(aService).GetAsUTFArray(), RSSIOf(aService));
+
+    return Signal(&Base::ServiceChanged, &Broadcast<Event::ServiceChanged, Service *, CFDictionaryRef>, aService,
+                  aChanged);
+}
+
+zqError Manager::SignalServiceInput(Service *aService, CFDictionaryRef aFields)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling input request for service \"%s\"", NameOf(aService).GetAsUTFArray());
+
+    return Signal(&Base::ServiceInput, &Private::BroadcastServiceInput, aService, aFields);
+}
+
+zqError Manager::SignalServiceError(Service *aService, CFStringRef anError)
+{
+    ZQ_LOG(zqLogLevel_Notice, ": signaling error \"%s\" for service \"%s\"", zqString(anError).GetAsUTFArray(),
+           NameOf(aService).GetAsUTFArray());
+
+    return Signal(&Base::ServiceError, &Private::BroadcastServiceError, aService, anError);
+}
+
+zqError Manager::SignalServiceDidConnect(Service *aService)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling did connect for service \"%s\"", NameOf(aService).GetAsUTFArray());
+
+    return Signal(&Base::ServiceDidConnect, &Broadcast<Event::ServiceDidConnect, Service *>, aService);
+}
+
+zqError Manager::SignalServiceDidNotConnect(Service *aService, const zqError &anError)
+{
+    ZQ_LOG(zqLogLevel_Notice, ": signaling did not connect for service \"%s\" with error %d",
+           NameOf(aService).GetAsUTFArray(), anError);
+
+    return Signal(&Base::ServiceDidNotConnect, &Broadcast<Event::ServiceDidNotConnect, Service *, zqError>, aService,
+                  anError);
+}
+
+zqError Manager::SignalServiceIsOnline(Service *aService)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling online for service \"%s\"", NameOf(aService).GetAsUTFArray());
+
+    return Signal(&Base::ServiceIsOnline, &Broadcast<Event::ServiceIsOnline, Service *>, aService);
+}
+
+zqError Manager::SignalServiceIsNotOnline(Service *aService, const zqError &anError)
+{
+    ZQ_LOG(zqLogLevel_Notice, ": signaling offline for service \"%s\" with error %d", NameOf(aService).GetAsUTFArray(),
+           anError);
+
+    return Signal(&Base::ServiceIsNotOnline, &Broadcast<Event::ServiceIsNotOnline, Service *, zqError>, aService,
+                  anError);
+}
+
+// An observer takes the low 8 bits of a wake reason, the event all of it.
+
+zqError Manager::SignalServiceIsWaking(Service *aService, int aReason)
+{
+    ZQ_LOG(zqLogLevel_Notice, ": signaling iswaking for service \"%s\" with reason 0x%02X",
+           NameOf(aService).GetAsUTFArray(), static_cast<unsigned int>(aReason));
+
+    return Signal(&Base::ServiceIsWaking, &Broadcast<Event::ServiceIsWaking, Service *, int>, aService, aReason);
+}
+
+zqError Manager::SignalServiceDidWake(Service *aService, int aReason)
+{
+    ZQ_LOG(zqLogLevel_Notice, ": signaling didwake for service \"%s\" with reason 0x%02X",
+           NameOf(aService).GetAsUTFArray(), static_cast<unsigned int>(aReason));
+
+    return Signal(&Base::ServiceDidWake, &Broadcast<Event::ServiceDidWake, Service *, int>, aService, aReason);
+}
+
+zqError Manager::SignalServiceDidNotWake(Service *aService, const zqError &anError)
+{
+    ZQ_LOG(zqLogLevel_Notice, ": signaling did not wake for service \"%s\" with error %d",
+           NameOf(aService).GetAsUTFArray(), anError);
+
+    return Signal(&Base::ServiceDidNotWake, &Broadcast<Event::ServiceDidNotWake, Service *, zqError>, aService,
+                  anError);
+}
+
+zqError Manager::SignalTechnologiesAdded(const zqRefObjectArray<Technology> &aTechnologies)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling %d technologies added", aTechnologies.GetNumElements());
+
+    return Signal(&Base::TechnologiesAdded, &BroadcastObjectsChanged<Technology, Event::TechnologiesAdded>,
+                  aTechnologies);
+}
+
+zqError Manager::SignalTechnologiesRemoved(const zqRefObjectArray<Technology> &aTechnologies)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling %d technologies removed", aTechnologies.GetNumElements());
+
+    return Signal(&Base::TechnologiesRemoved, &BroadcastObjectsChanged<Technology, Event::TechnologiesRemoved>,
+                  aTechnologies);
+}
+
+zqError Manager::SignalTechnologyChanged(Technology *aTechnology, CFDictionaryRef aChanged)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling properties changed for technology \"%s\"",
+           NameOf(aTechnology).GetAsUTFArray());
+
+    return Signal(&Base::TechnologyChanged, &Broadcast<Event::TechnologyChanged, Technology *, CFDictionaryRef>,
+                  aTechnology, aChanged);
+}
+
+zqError Manager::SignalTechnologyDidScan(Technology *aTechnology)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling did scan for technology \"%s\"", NameOf(aTechnology).GetAsUTFArray());
+
+    return Signal(&Base::TechnologyDidScan, &Broadcast<Event::TechnologyDidScan, Technology *>, aTechnology);
+}
+
+zqError Manager::SignalTechnologyDidNotScan(Technology *aTechnology, const zqError &anError)
+{
+    ZQ_LOG(zqLogLevel_Notice, ": signaling did not scan for technology \"%s\" with error %d",
+           NameOf(aTechnology).GetAsUTFArray(), anError);
+
+    return Signal(&Base::TechnologyDidNotScan, &Broadcast<Event::TechnologyDidNotScan, Technology *, zqError>,
+                  aTechnology, anError);
+}
+
+zqError Manager::SignalDidPrepareForSleep()
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling did prepare for sleep");
+
+    return Signal(&Base::DidPrepareForSleep, &Private::BroadcastDidPrepareForSleep);
+}
+
+zqError Manager::SignalDidNotPrepareForSleep(zqError anError)
+{
+    ZQ_LOG(zqLogLevel_Information, ": signaling did NOT prepare for sleep, error %d", anError);
+
+    return Signal(&Base::DidNotPrepareForSleep, &Private::BroadcastDidNotPrepareForSleep, anError);
+}
+
+} // namespace NetworkManager
+
+} // namespace zq

@@ -1,0 +1,279 @@
+#include <zqnetworkmanager-manager.h>
+
+#include "zqnetworkmanager-lock.h"
+#include "zqnetworkmanager-values.h"
+
+#include <zqlog.h>
+
+#include <new>
+
+#define ZQ_LOG_COMPONENT ""
+#define ZQ_LOG_FILE "zqnetworkmanager-manager"
+
+namespace zq
+{
+
+namespace NetworkManager
+{
+
+using Private::AsString;
+using Private::ScopedLock;
+
+namespace
+{
+
+/** Make the objects of a report that a list does not hold yet; aCopy fetches the properties of one. */
+template <typename T, typename Copy>
+zqError CreateObjects(const ObjectList &aList, CFArrayRef aPaths, Copy aCopy, zqRefObjectArray<T> &aCreated)
+{
+    zqError lReturn = zqError_None;
+
+    for (CFIndex i = 0, lCount = CFArrayGetCount(aPaths); i < lCount; i++)
+    {
+        const auto lAddedPath = CFURetain(AsString(CFArrayGetValueAtIndex(aPaths, i)));
+        ZQ_REQUIRE(lAddedPath != NULL, zqError_NotFound);
+
+        if (aList.Find(lAddedPath) != nullptr)
+            continue;
+
+        CFDictionaryRef lCopied = nullptr;
+
+        lReturn                = aCopy(lAddedPath.Get(), lCopied);
+        const auto lProperties = CFUAdopt(lCopied);
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+
+        const zqSharedPtr<T> aPointer(new (std::nothrow) T);
+        ZQ_REQUIRE(aPointer != NULL, zqError_NoResources);
+
+        lReturn = aPointer->Init(lAddedPath, lProperties);
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+
+        lReturn = aCreated.Append(aPointer);
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+    }
+
+    return lReturn;
+}
+
+/** Add the new objects of a report to a list, all or none, and tell of them with aSignal. */
+template <typename T, typename Copy, typename Signal>
+zqError AddObjects(ObjectList &aList, CFArrayRef aPaths, Copy aCopy, Signal aSignal)
+{
+    zqRefObjectArray<T> lAdded;
+    zqError             lReturn = CreateObjects<T>(aList, aPaths, aCopy, lAdded);
+
+    if (lReturn != 0 || lAdded.IsEmpty())
+        return lReturn;
+
+    lReturn = aList.Append(lAdded);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    lReturn = aSignal(lAdded);
+    (void)ZQ_CHECK(lReturn == 0);
+
+    return lReturn;
+}
+
+/** Remove the objects of a report from a list and tell of them with aSignal. */
+template <typename T, typename Signal>
+zqError RemoveObjects(ObjectList &aList, CFArrayRef aPaths, Signal aSignal)
+{
+    zqRefObjectArray<T> lRemoved;
+    zqError             lReturn = zqError_None;
+
+    for (CFIndex i = 0, lCount = CFArrayGetCount(aPaths); i < lCount; i++)
+    {
+        const auto lRemovedPath = CFURetain(AsString(CFArrayGetValueAtIndex(aPaths, i)));
+
+        if (lRemovedPath == nullptr)
+            continue;
+
+        const auto lObject = aList.Find(lRemovedPath);
+
+        if (lObject != nullptr)
+            lReturn = lRemoved.Append(lObject);
+
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+    }
+
+    if (lRemoved.IsEmpty())
+        return lReturn;
+
+    ZQ_LOG(zqLogLevel_Error, ": Service will be lRemoved");
+
+    lReturn = aList.Erase(lRemoved);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    lReturn = aSignal(lRemoved);
+    (void)ZQ_CHECK(lReturn == 0);
+
+    return lReturn;
+}
+
+} // namespace
+
+zqError Manager::CopyServicePropertiesAux(CFStringRef aPath, CFDictionaryRef &aProperties)
+{
+    return CopyServiceProperties(aPath, aProperties);
+}
+
+zqError Manager::CopyTechnologyPropertiesAux(CFStringRef aPath, CFDictionaryRef &aProperties)
+{
+    return CopyTechnologyProperties(aPath, aProperties);
+}
+
+zqError Manager::UpdateProperties(CFDictionaryRef aProperties)
+{
+    ZQ_REQUIRE(aProperties != NULL, zqError_InvalidArgument);
+
+    {
+        ScopedLock lLock(lOpaquePropertyLock.uOpaque);
+        ZQ_REQUIRE(mProperties != NULL, zqError_WrongState);
+
+        (void)CFUDictionaryMerge(mProperties, aProperties, 1);
+    }
+
+    const zqError lReturn = SignalPropertiesChanged(aProperties);
+    (void)ZQ_CHECK(lReturn == 0);
+
+    return lReturn;
+}
+
+zqError Manager::UpdateServices(CFArrayRef aServices, UpdateOperation anOperation)
+{
+    ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);
+
+    switch (anOperation)
+    {
+    case UpdateOperationAdd:
+        return AddServices(aServices);
+    case UpdateOperationRemove:
+        return RemoveServices(aServices);
+    case UpdateOperationChange:
+        return ChangeServices(aServices);
+    }
+
+    return zqError_InvalidArgument;
+}
+
+zqError Manager::UpdateTechnologies(CFArrayRef aTechnologies, bool anAdd)
+{
+    ZQ_REQUIRE(aTechnologies != NULL, zqError_InvalidArgument);
+
+    return anAdd ? AddTechnologies(aTechnologies) : RemoveTechnologies(aTechnologies);
+}
+
+zqError Manager::UpdateProvisions(CFDictionaryRef aProvisions, UpdateOperation anOperation)
+{
+    ZQ_REQUIRE(aProvisions != NULL, zqError_InvalidArgument);
+
+    return anOperation == UpdateOperationAdd ? AddProvisions(aProvisions) : zqError_InvalidArgument;
+}
+
+zqError Manager::AddServices(CFArrayRef aServices)
+{
+    ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);
+
+    return AddObjects<Service>(
+        mServices, aServices,
+        [this](CFStringRef aPath, CFDictionaryRef &aProperties)
+        { return CopyServicePropertiesAux(aPath, aProperties); },
+        [this](const zqRefObjectArray<Service> &anAdded) { return SignalServicesAdded(anAdded); });
+}
+
+zqError Manager::RemoveServices(CFArrayRef aServices)
+{
+    ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);
+
+    return RemoveObjects<Service>(mServices, aServices,
+                                  [this](const zqRefObjectArray<Service> &aRemoved)
+                                  { return SignalServicesRemoved(aRemoved); });
+}
+
+zqError Manager::AddTechnologies(CFArrayRef aTechnologies)
+{
+    ZQ_REQUIRE(aTechnologies != NULL, zqError_InvalidArgument);
+
+    return AddObjects<Technology>(
+        mTechnologies, aTechnologies,
+        [this](CFStringRef aPath, CFDictionaryRef &aProperties)
+        { return CopyTechnologyPropertiesAux(aPath, aProperties); },
+        [this](const zqRefObjectArray<Technology> &anAdded) { return SignalTechnologiesAdded(anAdded); });
+}
+
+zqError Manager::RemoveTechnologies(CFArrayRef aTechnologies)
+{
+    ZQ_REQUIRE(aTechnologies != NULL, zqError_InvalidArgument);
+
+    return RemoveObjects<Technology>(mTechnologies, aTechnologies,
+                                     [this](const zqRefObjectArray<Technology> &aRemoved)
+                                     { return SignalTechnologiesRemoved(aRemoved); });
+}
+
+zqError Manager::ChangeServices(CFArrayRef aServices)
+{
+    zqRefObjectArray<Service> lUpdated;
+    zqError                   lReturn = zqError_None;
+
+    ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);
+
+    for (CFIndex i = 0, lCount = CFArrayGetCount(aServices); i < lCount; i++)
+    {
+        const auto lUpdatedPath = CFURetain(AsString(CFArrayGetValueAtIndex(aServices, i)));
+        ZQ_REQUIRE(lUpdatedPath != NULL, zqError_NotFound);
+
+        const auto lService = mServices.Find(lUpdatedPath);
+
+        if (lService != nullptr)
+            lReturn = lUpdated.Append(lService);
+
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+    }
+
+    for (int i = 0, lCount = lUpdated.GetNumElements(); i < lCount; i++)
+    {
+        Service        &lService = *lUpdated.GetElementPtr(i);
+        CFDictionaryRef lCopied  = nullptr;
+
+        lReturn                = CopyServiceProperties(lService.GetPath().Get(), lCopied);
+        const auto lProperties = CFUAdopt(lCopied);
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+
+        lReturn = lService.Refresh(lProperties);
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+
+        // A copy: the event is read on the subscribers' threads, where the
+        // service's own dictionary may be changing.
+        const auto lMerged = lService.CopyProperties();
+        ZQ_REQUIRE(lMerged != NULL, zqError_NoResources);
+
+        lReturn = SignalServiceChanged(&lService, lMerged.Get());
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+    }
+
+    return lReturn;
+}
+
+// A record that cannot be used costs only itself: ProvisionCreate has logged it.
+zqError Manager::AddProvisions(CFDictionaryRef aProvisions)
+{
+    CFDictionaryApplyFunction(
+        aProvisions,
+        [](const void *, const void *aValue, void *aContext) noexcept
+        {
+            zqSharedPtr<Provision>        lProvision;
+            CFUSharedRef<CFDictionaryRef> lRecord;
+
+            if (CFUIsTypeID(aValue, CFDictionaryGetTypeID()))
+                lRecord = CFURetain(static_cast<CFDictionaryRef>(aValue));
+
+            (void)static_cast<Manager *>(aContext)->ProvisionCreate(lRecord, lProvision, false);
+        },
+        this);
+
+    return zqError_None;
+}
+
+} // namespace NetworkManager
+
+} // namespace zq

@@ -1,0 +1,152 @@
+#include <zqnetworkmanager-object.h>
+
+#include "zqnetworkmanager-lock.h"
+#include "zqnetworkmanager-values.h"
+
+#include <zqlog.h>
+
+#define ZQ_LOG_COMPONENT ""
+#define ZQ_LOG_FILE "zqnetworkmanager-object"
+
+namespace zq
+{
+
+namespace NetworkManager
+{
+
+using Private::ScopedLock;
+
+Object::Object() noexcept : lOpaqueLock{ nullptr }, mInitialized(false), mPath(nullptr), mProperties(nullptr) {}
+
+Object::~Object()
+{
+    CFURelease(mProperties);
+    CFURelease(mPath);
+
+    if (lOpaqueLock.uNetscape != nullptr)
+        PR_DestroyLock(lOpaqueLock.uNetscape);
+}
+
+void Object::Destroy()
+{
+    delete this;
+}
+
+zqError Object::Init(const CFUSharedRef<CFStringRef> &aPath, const CFUSharedRef<CFDictionaryRef> &aProperties)
+{
+    ZQ_REQUIRE(!mInitialized, zqError_WrongState);
+    ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aProperties != NULL, zqError_InvalidArgument);
+
+    // An Init that failed further down has left its lock.
+    if (lOpaqueLock.uNetscape == nullptr)
+        lOpaqueLock.uNetscape = PR_NewLock();
+
+    ZQ_REQUIRE(lOpaqueLock.uNetscape != NULL, zqError_NoResources);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    auto path = CFUAdopt(CFStringCreateCopy(kCFAllocatorDefault, aPath.Get()));
+    ZQ_REQUIRE(path != NULL, zqError_NoResources);
+
+    auto properties = CFUAdopt(CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, aProperties.Get()));
+    ZQ_REQUIRE(properties != NULL, zqError_NoResources);
+
+    mPath        = path.Leak();
+    mProperties  = properties.Leak();
+    mInitialized = true;
+
+    return zqError_None;
+}
+
+zqError Object::Init(const Object &anObject)
+{
+    return Init(anObject.GetPath(), anObject.GetProperties());
+}
+
+CFUSharedRef<CFStringRef> Object::GetPath() const
+{
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    return CFURetain(mPath);
+}
+
+CFUSharedRef<CFDictionaryRef> Object::GetProperties() const
+{
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    return CFURetain<CFDictionaryRef>(mProperties);
+}
+
+CFUSharedRef<CFDictionaryRef> Object::CopyProperties() const
+{
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    if (mProperties == nullptr)
+        return nullptr;
+
+    return CFUAdopt(CFDictionaryCreateCopy(kCFAllocatorDefault, mProperties));
+}
+
+CFUSharedRef<CFTypeRef> Object::GetProperty(const CFUSharedRef<CFStringRef> &aKey) const
+{
+    ZQ_REQUIRE(aKey != NULL, nullptr);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    return CFURetain(GetPropertyLockedUntyped(aKey.Get()));
+}
+
+CFTypeRef Object::GetPropertyLockedUntyped(CFStringRef aKey) const
+{
+    return mProperties != nullptr ? CFDictionaryGetValue(mProperties, aKey) : nullptr;
+}
+
+zqError Object::RefreshLocked(const CFUSharedRef<CFDictionaryRef> &aProperties)
+{
+    ZQ_REQUIRE(aProperties != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(mInitialized, zqError_WrongState);
+
+    (void)CFUDictionaryMerge(mProperties, aProperties.Get(), 1);
+
+    return zqError_None;
+}
+
+zqError Object::ClearProperty(const CFUSharedRef<CFStringRef> &aKey)
+{
+    ZQ_REQUIRE(mInitialized, zqError_WrongState);
+    ZQ_REQUIRE(aKey != NULL, zqError_InvalidArgument);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    CFDictionaryRemoveValue(mProperties, aKey.Get());
+
+    return zqError_None;
+}
+
+void Object::Lock() const
+{
+    if (lOpaqueLock.uNetscape != nullptr)
+        PR_Lock(lOpaqueLock.uNetscape);
+}
+
+void Object::Unlock() const
+{
+    if (lOpaqueLock.uNetscape != nullptr)
+        (void)PR_Unlock(lOpaqueLock.uNetscape);
+}
+
+bool operator==(const Object &aFirst, const Object &aSecond)
+{
+    const auto lFirst  = aFirst.GetPath();
+    const auto lSecond = aSecond.GetPath();
+
+    if (lFirst == nullptr || lSecond == nullptr)
+        return lFirst.Get() == lSecond.Get();
+
+    return Private::IsEqual(lFirst.Get(), lSecond.Get());
+}
+
+} // namespace NetworkManager
+
+} // namespace zq

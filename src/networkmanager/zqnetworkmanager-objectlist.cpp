@@ -1,0 +1,370 @@
+#include <zqnetworkmanager-objectlist.h>
+
+#include "zqnetworkmanager-lock.h"
+#include "zqnetworkmanager-values.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+#include <unordered_map>
+#include <vector>
+
+#define ZQ_LOG_COMPONENT "network manager"
+#define ZQ_LOG_FILE "zqnetworkmanager-objectlist"
+
+namespace zq
+{
+
+namespace NetworkManager
+{
+
+using Private::ScopedLock;
+
+/**
+ *  Where the element with a path is, without walking the elements.
+ *
+ *  Positions shift when elements before them go, so the index keeps for each
+ *  path the sequence number that its element was given when it was added; the
+ *  sequence numbers of the elements ascend, and a binary search in them gives
+ *  the position. The keys are lent by the elements: a path never changes once
+ *  an object has one.
+ *
+ *  An object without a path may be added too, and may get one later. Those few
+ *  are kept apart, and whoever looks something up asks them one by one.
+ */
+class ObjectList::Index
+{
+public:
+    using Sequence = std::uint64_t;
+
+    /** The elements that were added without a path, in list order. */
+    const std::vector<Sequence> &GetUnnamed() const { return mUnnamed; }
+
+    /** Where an element is. */
+    int GetPosition(Sequence aSequence) const
+    {
+        return static_cast<int>(std::lower_bound(mSequences.begin(), mSequences.end(), aSequence) - mSequences.begin());
+    }
+
+    /** Where the element with a path is; -1 when it is not among those with one. */
+    int Find(CFStringRef aPath) const
+    {
+        const auto lFound = aPath != nullptr ? mByPath.find(aPath) : mByPath.end();
+
+        return lFound != mByPath.end() ? GetPosition(lFound->second) : -1;
+    }
+
+    /** An element follows at the end. @retval 0, -2 (nothing changed). */
+    zqError Append(CFStringRef aPath)
+    {
+        const size_t lCount = mSequences.size();
+
+        try
+        {
+            mSequences.push_back(mNext);
+            mKeep.push_back(1);
+
+            if (aPath != nullptr)
+                mByPath.emplace(aPath, mNext);
+            else
+                mUnnamed.push_back(mNext);
+        }
+        catch (const std::bad_alloc &)
+        {
+            mSequences.resize(lCount);
+            mKeep.resize(lCount);
+            return zqError_OutOfMemory;
+        }
+
+        mNext++;
+
+        return zqError_None;
+    }
+
+    /** An element is not to be found any more; it keeps its position until Compact. */
+    void Forget(int aPosition, CFStringRef aPath)
+    {
+        const Sequence lSequence = mSequences[static_cast<size_t>(aPosition)];
+        const auto     lNamed    = aPath != nullptr ? mByPath.find(aPath) : mByPath.end();
+
+        mKeep[static_cast<size_t>(aPosition)] = 0;
+
+        if (lNamed != mByPath.end() && lNamed->second == lSequence)
+            mByPath.erase(lNamed);
+        else
+            mUnnamed.erase(std::remove(mUnnamed.begin(), mUnnamed.end(), lSequence), mUnnamed.end());
+    }
+
+    /** For each position, whether its element is still to be found. */
+    const std::vector<unsigned char> &GetKeep() const { return mKeep; }
+
+    /** The forgotten elements have gone from the list. */
+    void Compact()
+    {
+        size_t lKept = 0;
+
+        for (size_t i = 0; i < mSequences.size(); i++)
+        {
+            if (mKeep[i] != 0)
+                mSequences[lKept++] = mSequences[i];
+        }
+
+        mSequences.resize(lKept);
+        mKeep.resize(lKept);
+        std::fill(mKeep.begin(), mKeep.end(), static_cast<unsigned char>(1));
+    }
+
+    void Clear()
+    {
+        mByPath.clear();
+        mUnnamed.clear();
+        mSequences.clear();
+        mKeep.clear();
+    }
+
+private:
+    struct Hash
+    {
+        size_t operator()(CFStringRef aPath) const { return CFHash(aPath); }
+    };
+
+    struct Equal
+    {
+        bool operator()(CFStringRef aFirst, CFStringRef aSecond) const { return CFEqual(aFirst, aSecond) != 0; }
+    };
+
+    std::vector<Sequence>                                  mSequences; // of each element, ascending
+    std::vector<unsigned char>                             mKeep;      // of each element, all 1 between operations
+    std::unordered_map<CFStringRef, Sequence, Hash, Equal> mByPath;
+    std::vector<Sequence>                                  mUnnamed;
+    Sequence                                               mNext = 0;
+};
+
+ObjectList::ObjectList() noexcept : mInitialized(false), lOpaqueLock{ nullptr } {}
+
+ObjectList::ObjectList(const ObjectList &) noexcept : ObjectList() {}
+
+ObjectList::~ObjectList()
+{
+    if (mInitialized)
+        (void)Clear();
+
+    mInitialized = false;
+
+    if (lOpaqueLock.uNetscape != nullptr)
+        PR_DestroyLock(lOpaqueLock.uNetscape);
+}
+
+zqError ObjectList::Init()
+{
+    ZQ_REQUIRE(!mInitialized, zqError_WrongState);
+
+    mIndex.reset(new (std::nothrow) Index);
+    ZQ_REQUIRE(mIndex != NULL, zqError_NoResources);
+
+    lOpaqueLock.uNetscape = PR_NewLock();
+    ZQ_REQUIRE(lOpaqueLock.uNetscape != NULL, zqError_NoResources);
+
+    mInitialized = true;
+
+    return zqError_None;
+}
+
+zqError ObjectList::Clear()
+{
+    ZQ_REQUIRE(mInitialized, zqError_WrongState);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    mIndex->Clear();
+    mElements.Clear();
+
+    return zqError_None;
+}
+
+int ObjectList::GetNumElements() const
+{
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    return mInitialized ? mElements.GetNumElements() : -1;
+}
+
+bool ObjectList::IsEmpty() const
+{
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    return mInitialized && mElements.IsEmpty();
+}
+
+zqError ObjectList::CreateCopyAsArray(zqRefCountArray &anArray) const
+{
+    ZQ_REQUIRE(mInitialized, zqError_WrongState);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    anArray.Clear();
+
+    return anArray.Copy(mElements);
+}
+
+int ObjectList::FindLocked(const zqSharedPtr<Object> &anObject) const
+{
+    if (mIndex == nullptr || anObject == nullptr)
+        return -1;
+
+    const int lNamed = mIndex->Find(anObject->GetPath().Get());
+
+    for (const auto lSequence : mIndex->GetUnnamed())
+    {
+        const int     lPosition = mIndex->GetPosition(lSequence);
+        const Object *object    = mElements.GetElementPtr(lPosition);
+
+        if (lNamed >= 0 && lNamed < lPosition)
+            break;
+
+        if (ZQ_CHECK(object != NULL) && (anObject == object || *object == *anObject))
+            return lPosition;
+    }
+
+    return lNamed;
+}
+
+zqSharedPtr<Object> ObjectList::Find(const zqSharedPtr<Object> &anObject) const
+{
+    ZQ_REQUIRE(mInitialized, nullptr);
+    ZQ_REQUIRE(anObject != NULL, nullptr);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    return mElements.GetElement(FindLocked(anObject));
+}
+
+zqSharedPtr<Object> ObjectList::Find(const CFUSharedRef<CFStringRef> &aPath) const
+{
+    if (!CheckFind(mInitialized, "mInitialized", __LINE__) ||
+        !CheckFind(aPath != nullptr, "aPattern != __null", __LINE__))
+        return nullptr;
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+    const int  lNamed = mIndex->Find(aPath.Get());
+
+    for (const auto lSequence : mIndex->GetUnnamed())
+    {
+        const int lPosition = mIndex->GetPosition(lSequence);
+
+        if (lNamed >= 0 && lNamed < lPosition)
+            break;
+
+        const auto lPath = mElements.GetElementPtr(lPosition)->GetPath();
+
+        if (CheckFind(lPath != nullptr, "path != __null", __LINE__) && Private::IsEqual(lPath.Get(), aPath.Get()))
+            return mElements.GetElement(lPosition);
+    }
+
+    return mElements.GetElement(lNamed);
+}
+
+zqError ObjectList::Add(const zqSharedPtr<Object> &anObject)
+{
+    ZQ_REQUIRE(mInitialized, zqError_WrongState);
+    ZQ_REQUIRE(anObject != NULL, zqError_InvalidArgument);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    if (FindLocked(anObject) >= 0)
+        return zqError_None;
+
+    const auto lPath  = anObject->GetPath();
+    zqError    retval = mIndex->Append(lPath.Get());
+
+    if (retval == 0)
+    {
+        retval = mElements.Append(anObject);
+
+        if (retval != 0)
+        {
+            mIndex->Forget(mElements.GetNumElements(), lPath.Get());
+            mIndex->Compact();
+        }
+    }
+
+    (void)ZQ_CHECK(retval == 0);
+
+    return retval;
+}
+
+zqError ObjectList::Remove(const zqSharedPtr<Object> &anObject)
+{
+    ZQ_REQUIRE(mInitialized, zqError_WrongState);
+    ZQ_REQUIRE(anObject != NULL, zqError_InvalidArgument);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+    const int  lIndex = FindLocked(anObject);
+
+    if (lIndex >= 0)
+    {
+        mIndex->Forget(lIndex, mElements.GetElementPtr(lIndex)->GetPath().Get());
+        mIndex->Compact();
+        (void)mElements.RemoveAt(lIndex);
+    }
+
+    return zqError_None;
+}
+
+zqError ObjectList::Append(const zqRefCountArray &anArray)
+{
+    for (int i = 0, lCount = anArray.GetNumElements(); i < lCount; i++)
+    {
+        const zqError retval = Add(zqSharedPtr<Object>(static_cast<Object *>(anArray.GetElementPtr(i))));
+        ZQ_REQUIRE(retval == 0, retval);
+    }
+
+    return zqError_None;
+}
+
+// As Remove for each element, but the ones that stay are moved together once.
+zqError ObjectList::Erase(const zqRefCountArray &anArray)
+{
+    zqError retval = zqError_None;
+
+    if (anArray.IsEmpty())
+        return retval;
+
+    ZQ_REQUIRE(mInitialized, zqError_WrongState);
+
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    for (int i = 0, lCount = anArray.GetNumElements(); i < lCount && retval == 0; i++)
+    {
+        const zqSharedPtr<Object> anObject(static_cast<Object *>(anArray.GetElementPtr(i)));
+        const int                 lIndex = FindLocked(anObject);
+
+        if (!ZQ_CHECK(anObject != NULL))
+            retval = zqError_InvalidArgument;
+        else if (lIndex >= 0)
+            mIndex->Forget(lIndex, mElements.GetElementPtr(lIndex)->GetPath().Get());
+    }
+
+    mElements.Compact(mIndex->GetKeep());
+    mIndex->Compact();
+
+    (void)ZQ_CHECK(retval == 0);
+
+    return retval;
+}
+
+void ObjectList::Lock() const
+{
+    if (lOpaqueLock.uNetscape != nullptr)
+        PR_Lock(lOpaqueLock.uNetscape);
+}
+
+void ObjectList::Unlock() const
+{
+    if (lOpaqueLock.uNetscape != nullptr)
+        (void)PR_Unlock(lOpaqueLock.uNetscape);
+}
+
+} // namespace NetworkManager
+
+} // namespace zq

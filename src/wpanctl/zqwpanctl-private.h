@@ -1,0 +1,73 @@
+/**
+ *  @file
+ *    What the sources of the WPAN client share: the registries of the process.
+ */
+
+#ifndef ZQWPANCTL_PRIVATE_H
+#define ZQWPANCTL_PRIVATE_H
+
+#include <zqwpanctl.h>
+
+#include <dbus/dbus.h>
+
+#include <atomic>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+
+namespace zq
+{
+namespace WPAN
+{
+
+constexpr const char kInterface[]  = "com.corvanix.MeshLink";
+constexpr const char kObjectPath[] = "/com/corvanix/MeshLink";
+
+/**
+ *  The process-wide state. Each lock guards what stands below it; they are never
+ *  held together, but for the dispatch lock, which is taken inside the
+ *  controllers' lock. No signal is raised under any of them.
+ */
+struct Registry
+{
+    std::mutex             mControllersLock;
+    std::list<zqWPANCtl *> mControllers; // null: destroyed during a dispatch
+
+    std::mutex                                                mInterfacesLock;
+    std::map<zqString, std::unique_ptr<zqWPANCtl::Interface>> mInterfaces;
+
+    std::mutex mDispatchLock;
+    int        mDispatching = 0; // a slot that runs the bus dispatches inside a dispatch
+
+    std::atomic<bool> mFilterInstalled{ false };
+
+    /** Made at the first call and never freed: slots of any age may still ask for it. */
+    static Registry &Get();
+
+    void Append(zqWPANCtl *aController);
+
+    /** A dispatch that walks the list keeps its place: the entry is emptied now and removed when the dispatch ends. */
+    void Remove(const zqWPANCtl *aController);
+
+    /** Null when nobody has asked for the interface. */
+    zqWPANCtl::Interface *FindInterface(const zqString &aName);
+};
+
+/** Marks a dispatch for as long as it lives. */
+class Dispatching
+{
+public:
+    Dispatching();
+    ~Dispatching();
+    Dispatching(const Dispatching &)            = delete;
+    Dispatching &operator=(const Dispatching &) = delete;
+};
+
+/** The message filter. */
+DBusHandlerResult HandleMessage(DBusConnection *aConnection, DBusMessage *aMessage, void *aContext) noexcept;
+
+} // namespace WPAN
+} // namespace zq
+
+#endif // ZQWPANCTL_PRIVATE_H

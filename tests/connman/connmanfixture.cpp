@@ -1,0 +1,197 @@
+#include "connmanfixture.h"
+
+#include <algorithm>
+
+namespace zq::Test
+{
+
+namespace
+{
+
+std::string Text(CFStringRef aString)
+{
+    std::string lText(
+        static_cast<std::size_t>(CFStringGetMaximumSizeForEncoding(CFStringGetLength(aString), kCFStringEncodingUTF8)) +
+            1,
+        '\0');
+
+    EXPECT_TRUE(CFStringGetCString(aString, lText.data(), static_cast<CFIndex>(lText.size()), kCFStringEncodingUTF8));
+    return lText.c_str();
+}
+
+std::string NumberText(CFNumberRef aNumber)
+{
+    double lDouble  = 0;
+    SInt64 lInteger = 0;
+
+    if (CFNumberIsFloatType(aNumber))
+    {
+        CFNumberGetValue(aNumber, kCFNumberDoubleType, &lDouble);
+        return std::to_string(lDouble);
+    }
+    CFNumberGetValue(aNumber, kCFNumberSInt64Type, &lInteger);
+    return std::to_string(lInteger);
+}
+
+std::string Join(const Events &aTexts, const char *anOpen, const char *aClose)
+{
+    std::string lText = anOpen;
+
+    for (const std::string &lElement : aTexts)
+        lText += (lText.size() > 1 ? ", " : "") + lElement;
+    return lText + aClose;
+}
+
+} // namespace
+
+std::string Describe(CFTypeRef aValue)
+{
+    Events lTexts;
+
+    if (aValue == nullptr)
+        return "null";
+    if (CFUIsTypeID(aValue, CFStringGetTypeID()))
+        return Text(static_cast<CFStringRef>(aValue));
+    if (CFUIsTypeID(aValue, CFBooleanGetTypeID()))
+        return CFBooleanGetValue(static_cast<CFBooleanRef>(aValue)) ? "true" : "false";
+    if (CFUIsTypeID(aValue, CFNumberGetTypeID()))
+        return NumberText(static_cast<CFNumberRef>(aValue));
+
+    if (CFUIsTypeID(aValue, CFArrayGetTypeID()))
+    {
+        const auto lArray = static_cast<CFArrayRef>(aValue);
+
+        for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(lArray); ++lIndex)
+            lTexts.push_back(Describe(CFArrayGetValueAtIndex(lArray, lIndex)));
+        return Join(lTexts, "[", "]");
+    }
+
+    EXPECT_TRUE(CFUIsTypeID(aValue, CFDictionaryGetTypeID()));
+    CFDictionaryApplyFunction(
+        static_cast<CFDictionaryRef>(aValue),
+        [](const void *aKey, const void *aEntry, void *aContext)
+        { static_cast<Events *>(aContext)->push_back(Describe(aKey) + ": " + Describe(aEntry)); },
+        &lTexts);
+    return Join(lTexts, "{", "}");
+}
+
+std::string DescribeAndRelease(CFDictionaryRef aDictionary)
+{
+    const auto lHolder = CFUAdopt(aDictionary);
+
+    return Describe(aDictionary);
+}
+
+CFUSharedRef<CFStringRef> MakeString(const std::string &aText)
+{
+    return CFUAdopt(CFStringCreateWithCString(nullptr, aText.c_str(), kCFStringEncodingUTF8));
+}
+
+CFUSharedRef<CFMutableDictionaryRef> MakeDictionary(const std::vector<std::pair<std::string, std::string>> &anEntries)
+{
+    auto lDictionary = CFUAdopt(
+        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+
+    for (const auto &lEntry : anEntries)
+        CFDictionarySetValue(lDictionary.Get(), MakeString(lEntry.first).Get(), MakeString(lEntry.second).Get());
+    return lDictionary;
+}
+
+std::size_t RecordingDelegate::Count(const std::string &aPrefix) const
+{
+    return static_cast<std::size_t>(std::count_if(mEvents.begin(), mEvents.end(),
+                                                  [&](const std::string &aEvent)
+                                                  { return aEvent.compare(0, aPrefix.size(), aPrefix) == 0; }));
+}
+
+void RecordingDelegate::Record(const std::string &aName, CFTypeRef aFirst, CFTypeRef aSecond)
+{
+    Add(aName + (aFirst != nullptr ? " " + Describe(aFirst) : "") +
+        (aSecond != nullptr ? " " + Describe(aSecond) : ""));
+}
+
+void RecordingDelegate::Record(const std::string &aName, CFTypeRef aFirst, zqError anError)
+{
+    Add(aName + " " + Describe(aFirst) + " " + std::to_string(anError));
+}
+
+void RecordingDelegate::Add(const std::string &aEvent)
+{
+    mEvents.push_back(aEvent);
+    if (mOnEvent)
+        mOnEvent(aEvent);
+}
+
+ConnManTest::ConnManTest()
+{
+    EXPECT_TRUE(SystemBus().Start());
+    mBus = zqDBus::GetThreadDefaultInstance();
+    EXPECT_NE(mBus, nullptr);
+
+    // The connection outlives each test: what the last one's daemon sent is not this one's.
+    DBusMessage *lCall  = zqDBus::NewMethodCall("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId");
+    DBusMessage *lReply = nullptr;
+
+    EXPECT_EQ(mBus->PerformMethodCallWithMessage(lCall, nullptr, &lReply, 20000, nullptr), 0);
+    dbus_message_unref(lReply);
+    dbus_message_unref(lCall);
+    (void)mBus->HandleEvents(nullptr);
+
+    zqConnMan::SetDecoding(zqConnMan::kDecodingExact);
+}
+
+ConnManTest::~ConnManTest()
+{
+    mDelegate.mOnEvent = nullptr;
+    mDelegate.mOnInput = nullptr;
+    mConnMan.Destroy();
+}
+
+void ConnManTest::Start(int aTimeout)
+{
+    ASSERT_TRUE(mFake.IsPresent() || mFake.Appear());
+
+    mConnMan.SetDelegate(&mDelegate);
+    ASSERT_EQ(mConnMan.Init(aTimeout), 0) << mLog.GetText();
+    ASSERT_TRUE(PumpUntil([this] { return mConnMan.IsAvailable(); })) << mLog.GetText();
+    Settle();
+}
+
+bool ConnManTest::PumpUntil(const std::function<bool()> &aCondition)
+{
+    return WaitUntil(
+        [&]
+        {
+            unsigned int lCount       = 0;
+            PRPollDesc  *lDescriptors = mBus->GetPollDescriptors(lCount, nullptr);
+
+            if (!aCondition() && PR_Poll(lDescriptors, lCount, PR_MillisecondsToInterval(5)) >= 0)
+                (void)mBus->HandleEvents(lDescriptors);
+            return aCondition();
+        });
+}
+
+void ConnManTest::Settle()
+{
+    const std::string lMarker = "PropertiesChanged {Marker: " + std::to_string(++mMarker) + "}";
+
+    mFake.Emit("/", kManager, "PropertyChanged", "('Marker', <'" + std::to_string(mMarker) + "'>)");
+
+    const auto lFind = [&] { return std::find(mDelegate.mEvents.begin(), mDelegate.mEvents.end(), lMarker); };
+
+    ASSERT_TRUE(PumpUntil([&] { return lFind() != mDelegate.mEvents.end(); })) << mLog.GetText();
+    mDelegate.mEvents.erase(lFind());
+}
+
+Events ConnManTest::Take()
+{
+    Settle();
+    return std::exchange(mDelegate.mEvents, {});
+}
+
+void ConnManTest::AddService(const std::string &aName, const Properties &aProperties)
+{
+    mFake.AddService(Path(aName), aProperties);
+}
+
+} // namespace zq::Test

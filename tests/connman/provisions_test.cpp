@@ -1,0 +1,403 @@
+#include "connmanfixture.h"
+
+#include <zqlog.h>
+
+#include "sandbox.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace zq::Test
+{
+namespace
+{
+
+const std::string kDirectory = "/var/lib/connman";
+const std::string kFile      = kDirectory + "/quil.config";
+const std::string kHeader    = "[global]\nName=quil\nDescription=Quil network service provisions\n\n";
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+using Sets  = std::vector<std::pair<std::string, Pairs>>;
+
+CFUSharedRef<CFMutableDictionaryRef> MakeSet(const Sets &aSets)
+{
+    auto lSet = MakeDictionary({});
+
+    for (const auto &lGroup : aSets)
+        CFDictionarySetValue(lSet.Get(), MakeString(lGroup.first).Get(), MakeDictionary(lGroup.second).Get());
+    return lSet;
+}
+
+CFUSharedRef<CFNumberRef> PANID(unsigned long long aNumber)
+{
+    return CFUAdopt(CFNumberCreate(nullptr, kCFNumberSInt64Type, &aNumber));
+}
+
+class ProvisionsTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ZQ_REQUIRE_SANDBOX();
+        EmptyDirectory(kDirectory);
+    }
+
+    std::string Read()
+    {
+        CFDictionaryRef lProvisions = nullptr;
+
+        EXPECT_EQ(mConnMan.GetProvisions(lProvisions), 0);
+        return DescribeAndRelease(lProvisions);
+    }
+
+    zqError Write(const Sets &aSets) { return mConnMan.UpdateProvisions(MakeSet(aSets).Get()); }
+
+    LogCapture mLog;
+    zqConnMan  mConnMan;
+};
+
+// Reading
+
+struct Reading
+{
+    const char *mName;
+    const char *mText;
+    const char *mProvisions;
+    const char *mLog;
+};
+
+class ReadingTest : public ProvisionsTest, public testing::WithParamInterface<Reading>
+{
+};
+
+TEST_P(ReadingTest, YieldsTheRecords)
+{
+    ASSERT_TRUE(WriteFile(kFile, GetParam().mText, 0600));
+    EXPECT_EQ(Read(), GetParam().mProvisions);
+    EXPECT_TRUE(*GetParam().mLog == '\0' || mLog.Contains(GetParam().mLog)) << mLog.GetText();
+    EXPECT_EQ(ReadFile(kFile), GetParam().mText);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, ReadingTest,
+    testing::Values(
+        Reading{ "HeaderOnly", "[global]\nName=quil\n\n", "{}", "" },
+        Reading{ "OneRecord", "[service_home]\nType=wifi\nName=home\nExtendedPANID=1234\n",
+                 "{service_home: {ProvisionIdentifier: service_home, Type: wifi, Name: home, ExtendedPANID: 1234}}",
+                 "" },
+        Reading{ "OtherGroups", "[global]\nA=b\n[wifi_x]\nType=wifi\n[Service_x]\nType=wifi\n[service_]\nType=wifi\n",
+                 "{service_: {ProvisionIdentifier: service_, Type: wifi}}", "" },
+        Reading{ "NoKeys", "[service_a]\n\n", "{service_a: {ProvisionIdentifier: service_a}}",
+                 "connman: no keys for the group service_a" },
+        Reading{ "LargestNumber", "[service_a]\nExtendedPANID=18446744073709551615\n",
+                 "{service_a: {ProvisionIdentifier: service_a, ExtendedPANID: -1}}", "" },
+        Reading{ "NumberThatIsNone", "[service_a]\nExtendedPANID=none\n",
+                 "{service_a: {ProvisionIdentifier: service_a, ExtendedPANID: 0}}", "" },
+        Reading{ "Escapes", "[service_a]\nName=a\\sb\nPassphrase=c\\d\n",
+                 "{service_a: {ProvisionIdentifier: service_a, Name: a b, Passphrase: c\\d}}", "" },
+        Reading{ "NotUTF8", "[service_a]\nName=\xff\nType=wifi\n",
+                 "{service_a: {ProvisionIdentifier: service_a, Type: wifi}}", "no text for the key Name" },
+        Reading{ "Damaged", "[service_a]\nType=wifi\nno key\n[service_b]\nType=wifi\n",
+                 "{service_a: {ProvisionIdentifier: service_a, Type: wifi}}",
+                 "connman: cannot load /var/lib/connman/quil.config file error message" },
+        Reading{ "Empty", "", "{}", "" }),
+    [](const auto &anInfo) { return std::string(anInfo.param.mName); });
+
+TEST_F(ProvisionsTest, AMissingFileIsAnEmptySetWithoutAWord)
+{
+    EXPECT_EQ(Read(), "{}");
+    EXPECT_EQ(mLog.GetText(), "");
+    EXPECT_EQ(mConnMan.GetProvisions(static_cast<CFMutableDictionaryRef>(nullptr)), zqError_InvalidArgument);
+}
+
+// Writing
+
+TEST_F(ProvisionsTest, TheFileIsWrittenByteForByte)
+{
+    const auto lSet  = MakeSet({ { "service_a", { { "Type", "wifi" } } }, { "service_b", {} } });
+    const auto lHome = MakeDictionary({ { "Name", "home" }, { "Type", "wifi" } });
+    mode_t     lMask = ::umask(0);
+
+    CFDictionarySetValue(lHome.Get(), CFSTR("ExtendedPANID"), PANID(18446744073709551615ULL).Get());
+    CFDictionarySetValue(lSet.Get(), CFSTR("service_home"), lHome.Get());
+
+    EXPECT_EQ(mConnMan.UpdateProvisions(lSet.Get()), 0);
+    EXPECT_EQ(ReadFile(kFile), kHeader + "[service_home]\nType=wifi\nName=home\nExtendedPANID=18446744073709551615\n\n"
+                                         "[service_b]\n\n"
+                                         "[service_a]\nType=wifi\n\n");
+    EXPECT_EQ(FileMode(kFile), 0600u);
+    EXPECT_TRUE(mLog.Contains("Wrote 3 provisions to file /var/lib/connman/quil.config with length " +
+                                  std::to_string(ReadFile(kFile).size()),
+                              2))
+        << mLog.GetText();
+
+    // Empty, and written by a process that lets its owner do nothing.
+    ::umask(0777);
+    EXPECT_EQ(Write({}), 0);
+    ::umask(lMask);
+    EXPECT_EQ(ReadFile(kFile), kHeader);
+    EXPECT_EQ(ReadFile(kFile).size(), 64u);
+    EXPECT_EQ(FileMode(kFile), 0600u);
+    EXPECT_NE(::access((kDirectory + "/quil.tmp").c_str(), F_OK), 0);
+}
+
+TEST_F(ProvisionsTest, AnEqualSetTouchesNothing)
+{
+    struct stat lFirst  = {};
+    struct stat lSecond = {};
+
+    EXPECT_EQ(mConnMan.UpdateProvisions(nullptr, false), 0);
+    EXPECT_EQ(mConnMan.UpdateProvisions(nullptr, true), zqError_InvalidArgument);
+    EXPECT_NE(::access(kFile.c_str(), F_OK), 0);
+
+    for (const std::size_t lLength : { 10u, 960u, 961u, 5000u, 200000u })
+    {
+        const std::string lText(lLength, 'x');
+
+        ASSERT_EQ(Write({ { "service_a", { { "Name", lText } } } }), 0);
+        ASSERT_EQ(::stat(kFile.c_str(), &lFirst), 0);
+        mLog.Clear();
+        ASSERT_EQ(Write({ { "service_a", { { "Name", lText } } } }), 0);
+        ASSERT_EQ(::stat(kFile.c_str(), &lSecond), 0);
+        EXPECT_EQ(lFirst.st_ino, lSecond.st_ino);
+        EXPECT_EQ(mLog.GetText(), "");
+        EXPECT_EQ(Read(), "{service_a: {ProvisionIdentifier: service_a, Name: " + lText + "}}");
+
+        // Of equal length, with the difference at its very end.
+        ASSERT_EQ(Write({ { "service_a", { { "Name", lText.substr(1) + "y" } } } }), 0);
+        ASSERT_EQ(::stat(kFile.c_str(), &lSecond), 0);
+        EXPECT_NE(lFirst.st_ino, lSecond.st_ino);
+    }
+}
+
+TEST_F(ProvisionsTest, NothingThatWouldBeReadBackAsSomethingElseIsWritten)
+{
+    const Sets lSets[] = {
+        { { "service_a\n", {} } },
+        { { "service_a\r", {} } },
+        { { "service_[a", {} } },
+        { { "service_a]", {} } },
+        { { "service_\ta", {} } },
+        { { "", {} } },
+        { { "service_a", { { "Passphrase", "x\n[service_b]" } } } },
+        { { "service_a", { { "Passphrase", "x\ry" } } } },
+        { { "service_a", { { "Na\nme", "x" } } } },
+        { { "service_a", { { "Na=me", "x" } } } },
+        { { "service_a", { { "Name[de]", "x" } } } },
+        { { "service_a", { { "#Name", "x" } } } },
+        { { "service_a", { { " Name", "x" } } } },
+        { { "service_a", { { "", "x" } } } },
+        { { "service_b", { { "Name", "good" } } }, { "service_a", { { "", "topsecret" } } } },
+    };
+
+    ASSERT_EQ(Write({ { "service_old", { { "Type", "wifi" } } } }), 0);
+
+    const std::string lOld = ReadFile(kFile);
+
+    for (const Sets &lSet : lSets)
+    {
+        mLog.Clear();
+        EXPECT_EQ(Write(lSet), zqError_InvalidArgument);
+        EXPECT_TRUE(mLog.Contains("ASSERT: connman: ", 4));
+        EXPECT_FALSE(mLog.Contains("topsecret"));
+        EXPECT_EQ(ReadFile(kFile), lOld);
+    }
+
+    const auto lNumber = MakeSet({});
+    CFDictionarySetValue(lNumber.Get(), CFSTR("service_a"), PANID(1).Get());
+    EXPECT_EQ(mConnMan.UpdateProvisions(lNumber.Get()), zqError_InvalidArgument);
+
+    const auto lProperty = MakeDictionary({});
+    CFDictionarySetValue(lProperty.Get(), CFSTR("Hidden"), kCFBooleanTrue);
+    CFDictionarySetValue(lNumber.Get(), CFSTR("service_a"), lProperty.Get());
+    EXPECT_EQ(mConnMan.UpdateProvisions(lNumber.Get()), zqError_InvalidArgument);
+    EXPECT_EQ(ReadFile(kFile), lOld);
+}
+
+TEST_F(ProvisionsTest, WhatCannotBeWrittenLeavesTheOldFile)
+{
+    ASSERT_EQ(Write({ { "service_old", {} } }), 0);
+    const std::string lOld = ReadFile(kFile);
+
+    // A directory in the way of the temporary file.
+    ASSERT_EQ(::mkdir((kDirectory + "/quil.tmp").c_str(), 0700), 0);
+    EXPECT_EQ(Write({ { "service_a", {} } }), zqError_Failed);
+    EXPECT_TRUE(mLog.Contains("ASSERT: connman: fp != __null", 4));
+    EXPECT_EQ(ReadFile(kFile), lOld);
+    ASSERT_EQ(::rmdir((kDirectory + "/quil.tmp").c_str()), 0);
+
+    // A directory in the way of the file itself.
+    ASSERT_EQ(::unlink(kFile.c_str()), 0);
+    ASSERT_EQ(::mkdir(kFile.c_str(), 0700), 0);
+    EXPECT_EQ(Write({ { "service_a", {} } }), zqError_Failed);
+    EXPECT_TRUE(mLog.Contains("ASSERT: connman: ret == 0", 4));
+    EXPECT_NE(::access((kDirectory + "/quil.tmp").c_str(), F_OK), 0);
+    ASSERT_EQ(::rmdir(kFile.c_str()), 0);
+
+    // What a writer that died has left is no obstacle.
+    ASSERT_TRUE(WriteFile(kDirectory + "/quil.tmp", "half", 0644));
+    EXPECT_EQ(Write({ { "service_a", {} } }), 0);
+    EXPECT_EQ(FileMode(kFile), 0600u);
+}
+
+TEST_F(ProvisionsTest, AFullFileSystemLeavesTheOldFile)
+{
+    struct rlimit lLimit = {};
+
+    ASSERT_EQ(Write({ { "service_old", {} } }), 0);
+    const std::string lOld = ReadFile(kFile);
+
+    // As short as a full disk, and without the privilege to mount one.
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &lLimit), 0);
+    const struct rlimit lSmall = { 4096, lLimit.rlim_max };
+    ASSERT_NE(std::signal(SIGXFSZ, SIG_IGN), SIG_ERR);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &lSmall), 0);
+    EXPECT_EQ(Write({ { "service_a", { { "Name", std::string(10000, 'x') } } } }), zqError_Failed);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &lLimit), 0);
+
+    EXPECT_TRUE(mLog.Contains("ASSERT: connman: len2 == len", 4));
+    EXPECT_EQ(ReadFile(kFile), lOld);
+    EXPECT_NE(::access((kDirectory + "/quil.tmp").c_str(), F_OK), 0);
+}
+
+TEST_F(ProvisionsTest, ADamagedFileIsKeptBesideTheOneThatReplacesIt)
+{
+    const std::string lDamaged = "[service_a]\nType=wifi\nno key\n[service_b]\nPassphrase=secret\n";
+
+    ASSERT_TRUE(WriteFile(kFile, lDamaged, 0600));
+    ASSERT_EQ(Write({ { "service_a", {} } }), 0);
+    EXPECT_EQ(ReadFile(kDirectory + "/quil.damaged"), lDamaged);
+    EXPECT_EQ(FileMode(kDirectory + "/quil.damaged"), 0600u);
+    EXPECT_EQ(Read(), "{service_a: {ProvisionIdentifier: service_a}}");
+
+    // A sound file is not kept.
+    ASSERT_EQ(Write({}), 0);
+    EXPECT_EQ(ReadFile(kDirectory + "/quil.damaged"), lDamaged);
+}
+
+/** Write sets of growing numbers of records for ever. */
+[[noreturn]] void WriteForEver(unsigned int aSeed)
+{
+    zqConnMan lConnMan;
+
+    zqLogSetHandler([](void *, const char *, int, const char *) {}, nullptr, 5);
+    for (;; ++aSeed)
+    {
+        Sets lSets;
+
+        for (unsigned int lIndex = 0; lIndex < aSeed % 50; ++lIndex)
+            lSets.push_back({ "service_" + std::to_string(lIndex), { { "Name", std::to_string(aSeed % 500) } } });
+        (void)lConnMan.UpdateProvisions(MakeSet(lSets).Get());
+    }
+}
+
+bool IsOneWholeSet(const std::string &aText)
+{
+    const std::size_t lRecord = aText.find("Name=", kHeader.size());
+
+    if (aText.compare(0, kHeader.size(), kHeader) != 0)
+        return false;
+    if (lRecord == std::string::npos)
+        return aText == kHeader;
+
+    const unsigned int    lSeed = static_cast<unsigned int>(std::atoi(aText.c_str() + lRecord + 5));
+    std::set<std::string> lNames;
+    std::string           lExpected = kHeader;
+
+    for (unsigned int lIndex = 0; lIndex < lSeed % 50; ++lIndex)
+        lNames.insert("service_" + std::to_string(lIndex));
+    for (auto lName = lNames.rbegin(); lName != lNames.rend(); ++lName)
+        lExpected += "[" + *lName + "]\nName=" + std::to_string(lSeed) + "\n\n";
+    return aText == lExpected;
+}
+
+std::pair<ino_t, long> Identity()
+{
+    struct stat lStatus = {};
+
+    EXPECT_EQ(::stat(kFile.c_str(), &lStatus), 0);
+    return { lStatus.st_ino, lStatus.st_mtim.tv_nsec };
+}
+
+TEST_F(ProvisionsTest, AWriterThatIsKilledLeavesOneWholeSet)
+{
+    ASSERT_EQ(Write({}), 0);
+    for (unsigned int lKill = 0; lKill < 200; ++lKill)
+    {
+        const auto lBefore = Identity();
+
+        // Two at once: neither may rename what the other has half written.
+        pid_t lWriters[2] = {};
+
+        for (pid_t &lWriter : lWriters)
+            if ((lWriter = ::fork()) == 0)
+                WriteForEver(lKill * 37 + (&lWriter == lWriters ? 1 : 250));
+
+        EXPECT_TRUE(WaitUntil([&] { return Identity() != lBefore; })) << "nothing is written";
+        ::usleep((lKill * 7919) % 3000); // anywhere in the writing of the next ones
+
+        for (const pid_t lWriter : lWriters)
+        {
+            ASSERT_EQ(::kill(lWriter, SIGKILL), 0);
+            ASSERT_EQ(::waitpid(lWriter, nullptr, 0), lWriter);
+        }
+
+        const std::string lText = ReadFile(kFile);
+
+        ASSERT_TRUE(IsOneWholeSet(lText)) << lText;
+    }
+    EXPECT_EQ(Write({ { "service_a", {} } }), 0);
+}
+
+// Whether a technology is provisioned
+
+TEST_F(ProvisionsTest, ATechnologyIsProvisionedByAnyNameThatBeginsLikeIt)
+{
+    static const struct
+    {
+        const char *mEntry;
+        const char *mTechnology;
+        zqError     mReturn;
+    } sCases[] = {
+        { "wifi_abc", "wifi", 0 },     { "wifi.config", "wifi", 0 }, { "wifixyz", "wifi", 0 },
+        { "ethernet_1", "wifi", -17 }, { "wif", "wifi", -17 },       { "Wifi_abc", "wifi", -17 },
+        { "my_wifi", "wifi", -17 },    { "lowpan_1", "lowpan", 0 },
+    };
+
+    for (const auto &lCase : sCases)
+    {
+        bool lProvisioned = lCase.mReturn != 0;
+
+        EmptyDirectory(kDirectory);
+        ASSERT_TRUE(WriteFile(kDirectory + "/" + lCase.mEntry, ""));
+        mLog.Clear();
+        EXPECT_EQ(mConnMan.IsTechnologyProvisioned(MakeString(lCase.mTechnology).Get(), lProvisioned), lCase.mReturn)
+            << lCase.mEntry;
+        EXPECT_EQ(lProvisioned, lCase.mReturn == 0);
+        EXPECT_TRUE(mLog.Contains("connman: In IsTechnologyProvisioned " + std::string(lCase.mTechnology) + " " +
+                                      std::to_string(std::string(lCase.mTechnology).size()),
+                                  1));
+    }
+
+    bool lProvisioned = true;
+
+    EXPECT_EQ(mConnMan.IsTechnologyProvisioned(nullptr, lProvisioned), -17);
+    EXPECT_FALSE(lProvisioned);
+
+    EmptyDirectory(kDirectory);
+    ASSERT_EQ(::rmdir(kDirectory.c_str()), 0) << "the directory cannot be taken away here";
+    EXPECT_EQ(mConnMan.IsTechnologyProvisioned(CFSTR("wifi"), lProvisioned), -1);
+    EXPECT_TRUE(mLog.Contains("connman: could not open the directory"));
+    EXPECT_EQ(Write({}), zqError_Failed);
+    ASSERT_EQ(::mkdir(kDirectory.c_str(), 0755), 0);
+}
+
+} // namespace
+} // namespace zq::Test

@@ -1,0 +1,237 @@
+#include "connmanfixture.h"
+
+namespace zq::Test
+{
+namespace
+{
+
+class SignalsTest : public ConnManTest
+{
+protected:
+    SignalsTest()
+    {
+        mFake.AddServices({ { Path("a"), { { "State", "'idle'" } } }, { Path("b"), { { "State", "'idle'" } } } });
+        mFake.AddTechnology("/t", { { "Powered", "false" } });
+    }
+
+    void Begin()
+    {
+        Start();
+        Take();
+        mLog.Clear();
+    }
+
+    /** What a delegate that comes now would be told of the services. */
+    Events Replay()
+    {
+        RecordingDelegate lOther;
+
+        mConnMan.SetDelegate(&lOther);
+        mConnMan.SetDelegate(&mDelegate);
+        mDelegate.mEvents.clear();
+        return lOther.mEvents;
+    }
+};
+
+struct Change
+{
+    const char *mName;
+    const char *mBody;
+    Events      mEvents;
+};
+
+class ServicesChangedTest : public SignalsTest, public testing::WithParamInterface<Change>
+{
+};
+
+TEST_P(ServicesChangedTest, TellsAddedRemovedAndUpdatedInThisOrder)
+{
+    Begin();
+    mFake.Emit("/", kManager, "ServicesChanged", GetParam().mBody);
+    EXPECT_EQ(Take(), GetParam().mEvents);
+    EXPECT_TRUE(mLog.Contains("services to 2 existing services", 2));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, ServicesChangedTest,
+    testing::Values(Change{ "Nothing", "(@a(oa{sv}) [], @ao [])", {} },
+                    Change{ "UnchangedOnly",
+                            "(@a(oa{sv}) [('/net/connman/service/a', {}), ('/net/connman/service/b', {})], @ao [])",
+                            {} },
+                    Change{ "RemovedOnly",
+                            "(@a(oa{sv}) [], [objectpath '/net/connman/service/b', '/unknown'])",
+                            { "ServicesRemoved [/net/connman/service/b, /unknown]" } },
+                    Change{
+                        "AllKinds",
+                        "(@a(oa{sv}) [('/n', {'State': <'idle'>}), ('/net/connman/service/a', {'State': <'ready'>})], "
+                        "[objectpath '/net/connman/service/b'])",
+                        { "ServicesAdded [/n]", "ServicesRemoved [/net/connman/service/b]",
+                          "ServicesUpdated [/net/connman/service/a]" } },
+                    Change{ "AddedWithoutProperties", "(@a(oa{sv}) [('/n', {})], @ao [])", { "ServicesAdded [/n]" } },
+                    Change{ "AddedAndRemovedAtOnce",
+                            "(@a(oa{sv}) [('/n', {})], [objectpath '/n'])",
+                            { "ServicesAdded [/n]", "ServicesRemoved [/n]" } },
+                    Change{ "TheSameTwice",
+                            "(@a(oa{sv}) [('/n', {'A': <'1'>}), ('/n', {'A': <'2'>})], @ao [])",
+                            { "ServicesAdded [/n]" } }),
+    [](const auto &anInfo) { return std::string(anInfo.param.mName); });
+
+TEST_F(SignalsTest, WhatASignalChangesIsWhatTheNextOneFinds)
+{
+    Begin();
+    mFake.Emit("/", kManager, "ServicesChanged",
+               "(@a(oa{sv}) [('/n', {'State': <'idle'>})], [objectpath '/net/connman/service/a'])");
+    mFake.Emit("/net/connman/service/a", kService, "PropertyChanged", "('State', <'ready'>)");
+    mFake.Emit("/n", kService, "PropertyChanged", "('State', <'ready'>)");
+    mFake.Emit("/", kManager, "ServicesChanged", "(@a(oa{sv}) [('/n', {'Name': <'n'>})], @ao [])");
+
+    EXPECT_EQ(Take(), (Events{ "ServicesAdded [/n]", "ServicesRemoved [/net/connman/service/a]",
+                               "ServiceChanged /n {State: ready}", "ServicesUpdated [/n]" }));
+    EXPECT_TRUE(mLog.Contains("connman: failed to find service /net/connman/service/a for properties change"));
+    EXPECT_EQ(Replay()[1], "ServicesAdded [/net/connman/service/b, /n]");
+}
+
+TEST_F(SignalsTest, EveryPropertyChangedComesExactlyOnce)
+{
+    Begin();
+    mFake.SetServiceProperty(Path("a"), "IPv4", "{'Method': <'dhcp'>, 'Address': <'192.0.2.1'>}");
+    mFake.SetServiceProperty(Path("a"), "Ethernet", "{'MTU': <uint16 1500>}");
+    mFake.SetTechnologyProperty("/t", "Powered", "true");
+    mFake.SetManagerProperty("State", "'online'");
+    mFake.Emit("/other", kManager, "PropertyChanged", "('State', <'idle'>)");
+    mFake.Emit("/unknown", kService, "PropertyChanged", "('State', <'idle'>)");
+    mFake.Emit("/unknown", kTechnology, "PropertyChanged", "('Powered', <true>)");
+
+    EXPECT_EQ(Take(), (Events{ "ServiceChanged /net/connman/service/a {IPv4: {Method: dhcp, Address: 192.0.2.1}}",
+                               "ServiceChanged /net/connman/service/a {Ethernet: {MTU: 1500}}",
+                               "TechnologyChanged /t {Powered: true}", "PropertiesChanged {State: online}",
+                               "StateChanged online" }));
+    EXPECT_EQ(mLog.Count("connman: ServicePropertyChanged", 1), 3u);
+    EXPECT_TRUE(mLog.Contains("connman: failed to find service /unknown for properties change"));
+    EXPECT_TRUE(mLog.Contains("connman: failed to find technology /unknown for properties change"));
+}
+
+TEST_F(SignalsTest, TechnologiesComeAndGo)
+{
+    Begin();
+    mFake.AddTechnology("/u", { { "Powered", "false" }, { "Name", "'U'" } });
+    mFake.SetTechnologyProperty("/u", "Powered", "true");
+    mFake.RemoveTechnology("/t");
+    mFake.SetTechnologyProperty("/u", "Connected", "true");
+
+    EXPECT_EQ(Take(), (Events{ "TechnologiesAdded [/u]", "TechnologyChanged /u {Powered: true}",
+                               "TechnologiesRemoved [/t]", "TechnologyChanged /u {Connected: true}" }));
+    EXPECT_TRUE(mLog.Contains("connman: adding 1 technologies to 1 existing technologies", 2));
+}
+
+struct WrongSignal
+{
+    const char *mPath;
+    const char *mInterface;
+    const char *mMember;
+    const char *mBody;
+};
+
+TEST_F(SignalsTest, SignalsOfAnotherSignatureAreRefusedAndChangeNothing)
+{
+    static const WrongSignal sSignals[] = {
+        { "/", kManager, "PropertyChanged", "" },
+        { "/", kManager, "PropertyChanged", "('State', 'idle')" },
+        { "/", kManager, "PropertyChanged", "('State', <'idle'>, 'more')" },
+        { "/net/connman/service/a", kService, "PropertyChanged", "(<'State'>, 'idle')" },
+        { "/net/connman/service/a", kService, "PropertyChanged", "(@a{sv} {'State': <'ready'>},)" },
+        { "/t", kTechnology, "PropertyChanged", "('Powered',)" },
+        { "/", kManager, "TechnologyAdded", "(objectpath '/u',)" },
+        { "/", kManager, "TechnologyAdded", "('/u', @a{sv} {})" },
+        { "/", kManager, "TechnologyRemoved", "('/t',)" },
+        { "/", kManager, "ServicesChanged", "(@a(oa{sv}) [],)" },
+        { "/", kManager, "ServicesChanged", "(@ao [], @a(oa{sv}) [])" },
+        { "/", kManager, "ServicesChanged", "(@a(oa{sv}) [('/n', {})], @as ['/net/connman/service/a'])" },
+        { "/", kManager, "ServicesChanged", "(@a(oa{ss}) [('/n', {})], @ao [])" },
+    };
+
+    Begin();
+    for (const zqConnMan::Decoding lDecoding : { zqConnMan::kDecodingExact, zqConnMan::kDecodingTolerant })
+        for (const WrongSignal &lSignal : sSignals)
+        {
+            zqConnMan::SetDecoding(lDecoding);
+            mLog.Clear();
+            mFake.Emit(lSignal.mPath, lSignal.mInterface, lSignal.mMember, lSignal.mBody);
+            EXPECT_EQ(Take(), Events()) << lSignal.mMember << lSignal.mBody;
+            EXPECT_TRUE(mLog.Contains("ASSERT: connman: ", 4)) << lSignal.mMember << lSignal.mBody;
+        }
+    EXPECT_EQ(Replay()[1], "ServicesAdded [/net/connman/service/a, /net/connman/service/b]");
+}
+
+TEST_F(SignalsTest, AnElementThatExactDecodingRefusesCostsItsSignalOnly)
+{
+    static const char *const sBody = "(@a(oa{sv}) [('/n', {}), ('/net/connman/service/a', "
+                                     "{'State': <'ready'>, 'Extra': <uint16 7>})], "
+                                     "[objectpath '/net/connman/service/b'])";
+
+    Begin();
+    mFake.Emit("/", kManager, "ServicesChanged", sBody);
+    mFake.Emit("/t", kTechnology, "PropertyChanged", "('TetheringFreq', <2412>)");
+    EXPECT_EQ(Take(), Events());
+    EXPECT_EQ(mLog.Count("connman: cannot decode", 4), 2u);
+
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+    mFake.Emit("/", kManager, "ServicesChanged", sBody);
+    mFake.Emit("/t", kTechnology, "PropertyChanged", "('TetheringFreq', <2412>)");
+    EXPECT_EQ(Take(),
+              (Events{ "ServicesAdded [/n]", "ServicesRemoved [/net/connman/service/b]",
+                       "ServicesUpdated [/net/connman/service/a]", "TechnologyChanged /t {TetheringFreq: 2412}" }));
+}
+
+TEST_F(SignalsTest, ARefreshTellsTheDifferencesAndKeepsWhatWasKnown)
+{
+    Begin();
+    mFake.Silently(true);
+    mFake.RemoveService(Path("a"));
+    AddService("n");
+    mFake.SetServiceProperty(Path("b"), "State", "'ready'");
+    mFake.RemoveTechnology("/t");
+    mFake.AddTechnology("/u", {});
+    mFake.Silently(false);
+
+    EXPECT_EQ(mConnMan.Update(), 0);
+    Events lEvents = Take();
+
+    lEvents.erase(lEvents.begin(), lEvents.begin() + 2); // the manager's properties and its state
+    EXPECT_EQ(lEvents, (Events{ "ServicesAdded [/net/connman/service/n]", "ServicesRemoved [/net/connman/service/a]",
+                                "ServicesUpdated [/net/connman/service/b]", "TechnologiesAdded [/u]",
+                                "TechnologiesRemoved [/t]" }));
+    EXPECT_TRUE(mLog.Contains("connman: updating 2 services to 2 existing services", 2));
+}
+
+TEST_F(SignalsTest, WithoutCachesSignalsAreNothing)
+{
+    Begin();
+    mConnMan.Flush();
+    mFake.SetServiceProperty(Path("a"), "State", "'ready'");
+    mFake.SetTechnologyProperty("/t", "Powered", "true");
+    AddService("n");
+    mFake.RemoveTechnology("/t");
+    ASSERT_EQ(mConnMan.UpdateProperties(), 0);
+    mDelegate.mEvents.clear();
+    EXPECT_EQ(Take(), Events());
+}
+
+TEST_F(SignalsTest, TenThousandServicesArriveWhole)
+{
+    std::string lText;
+
+    Begin();
+    for (int lIndex = 0; lIndex < 10000; ++lIndex)
+        lText += (lIndex > 0 ? ", ('/n" : "('/n") + std::to_string(lIndex) + "', {'State': <'idle'>})";
+    mFake.Emit("/", kManager, "ServicesChanged", "(@a(oa{sv}) [" + lText + "], @ao [])");
+    mFake.Emit("/n9999", kService, "PropertyChanged", "('State', <'ready'>)");
+
+    const Events lEvents = Take();
+
+    ASSERT_EQ(lEvents.size(), 2u);
+    EXPECT_EQ(lEvents[1], "ServiceChanged /n9999 {State: ready}");
+}
+
+} // namespace
+} // namespace zq::Test

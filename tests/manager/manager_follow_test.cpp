@@ -1,0 +1,546 @@
+/**
+ *  @file
+ *    How a manager of CreateManager follows a ConnMan of GDBus: what it tells,
+ *    in which order, and what is in its lists afterwards.
+ */
+
+#include "runningmanager.h"
+
+#include <zqdbus.h>
+
+#include <logcapture.h>
+#include <privatebus.h>
+#include <waituntil.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+using namespace zq::Test;
+using namespace zq::NetworkManager;
+
+namespace
+{
+
+const std::string kHome   = FakeConnMan::ServicePath("home");
+const std::string kOffice = FakeConnMan::ServicePath("office");
+const std::string kCafe   = FakeConnMan::ServicePath("cafe");
+const std::string kWired  = FakeConnMan::ServicePath("wired");
+const std::string kWiFi   = FakeConnMan::TechnologyPath("wifi");
+
+const std::string kAllProperties = "PropertiesChanged OfflineMode SessionMode State";
+
+// A service's properties, as the fake gives them.
+const std::string kWiFiKeys = " AutoConnect Domains Domains.Configuration Ethernet Favorite IPv4 IPv4.Configuration "
+                              "IPv6 IPv6.Configuration Immutable Name Nameservers Nameservers.Configuration Provider "
+                              "Proxy Proxy.Configuration Security State Strength Timeservers "
+                              "Timeservers.Configuration Type mDNS mDNS.Configuration";
+
+const Answer kNoSuchObject =
+    Answer::Error("org.freedesktop.DBus.Error.UnknownObject", "Method \"GetProperties\" doesn't exist\n");
+
+class Follow : public testing::Test
+{
+protected:
+    Follow()
+    {
+        SystemBus();
+        mConnMan.AddServices({ { kHome, FakeConnMan::WiFiService("home") },
+                               { kWired, FakeConnMan::EthernetService({ { "State", "'ready'" } }) } });
+        mConnMan.AddTechnology(kWiFi, FakeConnMan::Technology("wifi"));
+        mConnMan.SetManagerProperty("State", "'ready'");
+    }
+
+    /** Make the manager, and watch it from before the daemon comes. */
+    void StartWatching()
+    {
+        mManager = std::make_unique<RunningManager>();
+        ASSERT_NE(mManager->Get(), nullptr) << mManager->GetError();
+        ASSERT_EQ((*mManager)->AddObserver(&mRecorder), 0);
+    }
+
+    /** The same with the daemon there and everything loaded. */
+    void StartFilled()
+    {
+        ASSERT_TRUE(mConnMan.Appear());
+        StartWatching();
+        ASSERT_TRUE(WaitUntil([&] { return mManager->GetTechnologies().size() == 1; })) << mLog.GetText();
+        ASSERT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
+        mRecorder.Clear();
+    }
+
+    void TearDown() override
+    {
+        if (mManager != nullptr && mManager->Get() != nullptr)
+        {
+            EXPECT_EQ((*mManager)->RemoveObserver(&mRecorder), 0);
+        }
+    }
+
+    /** Everything that the daemon has sent has been handled. */
+    void Settle()
+    {
+        mConnMan.SetManagerProperty("OfflineMode", ++mSettled % 2 != 0 ? "true" : "false");
+        EXPECT_TRUE(mRecorder.WaitFor("PropertiesChanged OfflineMode", mSettled)) << mLog.GetText();
+    }
+
+    /** The lines since the last Clear, without those of Settle. */
+    Lines Told()
+    {
+        Lines lLines;
+
+        Settle();
+        for (const std::string &lLine : mRecorder.GetLines())
+        {
+            if (lLine != "PropertiesChanged OfflineMode")
+                lLines.push_back(lLine);
+        }
+        mRecorder.Clear();
+        mSettled = 0;
+        return lLines;
+    }
+
+    /** The daemon is away for a moment and told nobody; it knows other things when it comes back. */
+    template <typename Change>
+    void CrashAndReturn(const Change &aChange)
+    {
+        mConnMan.Crash();
+        ASSERT_TRUE(mLog.WaitFor("disconnected"));
+        aChange();
+        mRecorder.Clear();
+        mSettled = 0;
+        ASSERT_TRUE(mConnMan.Appear());
+        // The second of them is the last loader's.
+        ASSERT_TRUE(mRecorder.WaitFor(kAllProperties, 2)) << mLog.GetText();
+    }
+
+    LogCapture                      mLog;
+    FakeConnMan                     mConnMan;
+    Recorder                        mRecorder;
+    std::unique_ptr<RunningManager> mManager;
+    std::size_t                     mSettled = 0;
+};
+
+} // namespace
+
+// MARK: Coming and going
+
+TEST_F(Follow, FillsInOrderWhenTheDaemonComes)
+{
+    StartWatching();
+    EXPECT_TRUE((*mManager)->IsAvailable());
+    EXPECT_EQ(mManager->GetServices(), Lines{});
+    EXPECT_EQ(mRecorder.GetLines(), Lines{ "PropertiesChanged" });
+    mRecorder.Clear();
+
+    ASSERT_TRUE(mConnMan.Appear());
+    // The loaders of Available tell the properties once more, and know all the rest.
+    EXPECT_TRUE(mRecorder.WaitForAll(
+        { kAllProperties, "StateChanged ready", "ServicesAdded home wired", "TechnologiesAdded wifi", kAllProperties }))
+        << mLog.GetText();
+    Settle();
+    EXPECT_EQ(Value(mManager->FindService("home").Get(), "Name"), "home");
+    EXPECT_EQ(zqString((*mManager)->ManagerGetState()), zqString("ready"));
+}
+
+TEST_F(Follow, ADaemonThatIsThereIsLoadedAtOnceAndAskedOnce)
+{
+    ASSERT_TRUE(mConnMan.Appear());
+    StartWatching();
+
+    EXPECT_TRUE(mRecorder.WaitForAll(
+        { kAllProperties, "StateChanged ready", "ServicesAdded home wired", "TechnologiesAdded wifi" }))
+        << mLog.GetText();
+    Settle();
+    // Nothing is brought in line where nothing was before.
+    EXPECT_EQ(mConnMan.CountCalls("GetServices"), 1U);
+    EXPECT_EQ(mConnMan.CountCalls("GetTechnologies"), 1U);
+}
+
+TEST_F(Follow, AnEmptyDaemonStillHasTechnologies)
+{
+    mConnMan.Reset();
+    mConnMan.AddTechnology(kWiFi, FakeConnMan::Technology("wifi"));
+    StartWatching();
+    mRecorder.Clear();
+    ASSERT_TRUE(mConnMan.Appear());
+    EXPECT_TRUE(
+        mRecorder.WaitForAll({ kAllProperties, "StateChanged ready", "TechnologiesAdded wifi", kAllProperties }))
+        << mLog.GetText();
+}
+
+TEST_F(Follow, AnswersThatCannotBeDecodedLeaveAManagerThatTriesAgain)
+{
+    mConnMan.Script("GetServices", Answer::Value("([(objectpath '/a', {'MTU': <uint16 1500>})],)"));
+    ASSERT_TRUE(mConnMan.Appear());
+    StartWatching();
+    EXPECT_EQ(mManager->GetError(), 0);
+    EXPECT_EQ(mManager->GetServices(), Lines{});
+    EXPECT_TRUE(mLog.Contains(4, "ASSERT: "));
+
+    mConnMan.ClearScripts();
+    CrashAndReturn([] {});
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
+    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "wifi" });
+}
+
+TEST_F(Follow, ACleanRestartLeavesNothingStaleOrDoubled)
+{
+    StartFilled();
+    const zqSharedPtr<Service> lOld = mManager->FindService("home");
+
+    mConnMan.Shutdown();
+    ASSERT_TRUE(mRecorder.WaitFor("ServicesRemoved home wired")) << mLog.GetText();
+    EXPECT_EQ(mRecorder.GetLines(), (Lines{ "TechnologiesRemoved wifi", "ServicesRemoved home wired" }));
+    ASSERT_TRUE(mLog.WaitFor("disconnected"));
+    mRecorder.Clear();
+
+    mConnMan.AddService(kHome, FakeConnMan::WiFiService("home"));
+    ASSERT_TRUE(mConnMan.Appear());
+    EXPECT_TRUE(mRecorder.WaitForAll({ kAllProperties, "StateChanged ready", "ServicesAdded home", kAllProperties }))
+        << mLog.GetText();
+    EXPECT_EQ(Told().size(), 4U);
+    EXPECT_EQ(mManager->GetServices(), Lines{ "home" });
+    EXPECT_NE(mManager->FindService("home").Get(), lOld.Get());
+}
+
+TEST_F(Follow, AfterACrashTheListsAreBroughtInLine)
+{
+    mConnMan.AddServices({ { kOffice, FakeConnMan::WiFiService("office", { { "Error", "'invalid-key'" } }) },
+                           { kCafe, FakeConnMan::WiFiService("cafe") } });
+    mConnMan.AddTechnology(FakeConnMan::TechnologyPath("bluetooth"), FakeConnMan::Technology("bluetooth"));
+    ASSERT_TRUE(mConnMan.Appear());
+    StartWatching();
+    ASSERT_TRUE(WaitUntil([&] { return mManager->GetTechnologies().size() == 2; }));
+    const zqSharedPtr<Service> lOffice = mManager->FindService("office");
+    ASSERT_EQ(Value(lOffice.Get(), "Error"), "invalid-key");
+
+    CrashAndReturn(
+        [&]
+        {
+            EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired", "office", "cafe" })); // kept while it is away
+            mConnMan.Reset();
+            mConnMan.AddServices({ { FakeConnMan::ServicePath("new"), FakeConnMan::WiFiService("new") },
+                                   { kOffice, FakeConnMan::WiFiService("office", { { "Strength", "byte 33" } }) },
+                                   { kCafe, FakeConnMan::WiFiService("cafe") } });
+            mConnMan.AddTechnology(kWiFi, FakeConnMan::Technology("wifi", { { "Powered", "false" } }));
+        });
+
+    EXPECT_EQ(Told(), (Lines{ kAllProperties, "StateChanged ready", "ServicesAdded new", kAllProperties,
+                              "ServicesRemoved home wired", "ServiceChanged office" + kWiFiKeys,
+                              "TechnologiesRemoved bluetooth",
+                              "TechnologyChanged wifi Connected Name Powered Tethering Type" }))
+        << mLog.GetText();
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "office", "cafe", "new" }));
+    EXPECT_EQ(mManager->FindService("office").Get(), lOffice.Get());
+    EXPECT_EQ(Value(lOffice.Get(), "Error"), ""); // what is not reported any more does not linger
+    EXPECT_FALSE(lOffice->GetError());
+    EXPECT_EQ(Value(lOffice.Get(), "Strength"), Value(lOffice.Get(), "Strength"));
+    EXPECT_EQ(mManager->FindTechnology("wifi")->IsPowered().Get(), kCFBooleanFalse);
+}
+
+TEST_F(Follow, AfterACrashThatChangedNothingNothingIsTold)
+{
+    StartFilled();
+    for (int lRound = 0; lRound < 3; ++lRound)
+    {
+        mLog.Clear();
+        CrashAndReturn([] {});
+        EXPECT_EQ(Told(), (Lines{ kAllProperties, "StateChanged ready", kAllProperties }));
+        EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
+    }
+}
+
+TEST_F(Follow, ADaemonThatDiesWhileItIsLoadedLeavesNothingStale)
+{
+    const char *const kMethods[] = { "GetServices", "GetTechnologies", "GetProperties" };
+
+    StartWatching();
+    for (const char *lMethod : kMethods)
+    {
+        SCOPED_TRACE(lMethod);
+        mLog.Clear();
+        mConnMan.Script(lMethod, Answer::Crash(), "", 1);
+        ASSERT_TRUE(mConnMan.Appear());
+        ASSERT_TRUE(WaitUntil([&] { return !mConnMan.IsPresent(); }));
+        ASSERT_TRUE(mLog.WaitFor("disconnected"));
+    }
+
+    // The last load got as far as it got; the daemon comes back without the service.
+    mConnMan.Reset();
+    mConnMan.AddService(kOffice, FakeConnMan::WiFiService("office"));
+    ASSERT_TRUE(mConnMan.Appear());
+    EXPECT_TRUE(WaitUntil([&] { return mManager->GetServices() == Lines{ "office" }; })) << mLog.GetText();
+    EXPECT_TRUE(WaitUntil([&] { return mManager->GetTechnologies().empty(); })) << mLog.GetText();
+    Settle();
+}
+
+TEST_F(Follow, ADaemonThatDiesBetweenServicesAndTechnologiesLeavesNothingStale)
+{
+    StartWatching();
+    mConnMan.Script("GetTechnologies", Answer::Crash(), "", 1);
+    ASSERT_TRUE(mConnMan.Appear());
+    ASSERT_TRUE(mLog.WaitFor("disconnected")) << mLog.GetText();
+
+    mConnMan.Reset();
+    ASSERT_TRUE(mConnMan.Appear());
+    EXPECT_TRUE(WaitUntil([&] { return mManager->GetServices().empty(); })) << mLog.GetText();
+    Settle();
+}
+
+TEST_F(Follow, ALateAnswerIsWaitedFor)
+{
+    StartWatching();
+    mConnMan.Script("GetServices", Answer::Held(), "", 1);
+    ASSERT_TRUE(mConnMan.Appear());
+    ASSERT_TRUE(mConnMan.WaitForCall("GetServices"));
+    EXPECT_EQ(mManager->GetServices(), Lines{});
+    mConnMan.ReleaseHeld();
+    EXPECT_TRUE(mRecorder.WaitFor("ServicesAdded home wired"));
+}
+
+// MARK: Changes
+
+TEST_F(Follow, ChangesAreToldOnceEach)
+{
+    StartFilled();
+
+    mConnMan.SetServiceProperty(kHome, "Strength", "byte 47");
+    mConnMan.SetTechnologyProperty(kWiFi, "Connected", "true");
+    mConnMan.SetManagerProperty("State", "'online'");
+    mConnMan.AddService(kCafe, FakeConnMan::WiFiService("cafe"));
+    mConnMan.RemoveService(kHome);
+    mConnMan.AddTechnology(FakeConnMan::TechnologyPath("p2p"), FakeConnMan::Technology("p2p"));
+    mConnMan.RemoveTechnology(kWiFi);
+
+    EXPECT_EQ(Told(), (Lines{ "ServiceChanged home Strength", "TechnologyChanged wifi Connected",
+                              "PropertiesChanged State", "StateChanged online", "ServicesAdded cafe",
+                              "ServicesRemoved home", "TechnologiesAdded p2p", "TechnologiesRemoved wifi" }))
+        << mLog.GetText();
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "wired", "cafe" }));
+    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "p2p" });
+}
+
+TEST_F(Follow, AServicesChangedThatUpdatesTellsTheWholeService)
+{
+    StartFilled();
+    // The daemon's batch: a full dictionary for a service that is known.
+    mConnMan.Silently(true);
+    mConnMan.SetServiceProperty(kHome, "State", "'association'");
+    mConnMan.Silently(false);
+    mConnMan.Emit("/", FakeConnMan::kManager, "ServicesChanged",
+                  "([(objectpath '" + kHome + "', {'State': <'association'>})], @ao [])");
+
+    EXPECT_EQ(Told(), Lines{ "ServiceChanged home" + kWiFiKeys });
+    EXPECT_EQ(Value(mManager->FindService("home").Get(), "State"), "association");
+}
+
+TEST_F(Follow, ChangesOfUnknownObjectsAreLoggedAndNotTold)
+{
+    StartFilled();
+    mConnMan.Emit(kOffice, FakeConnMan::kService, "PropertyChanged", "('State', <'ready'>)");
+    mConnMan.Emit("/net/connman/technology/none", FakeConnMan::kTechnology, "PropertyChanged", "('Powered', <true>)");
+    EXPECT_EQ(Told(), Lines{});
+    EXPECT_TRUE(mLog.Contains("failed to find service " + kOffice));
+    EXPECT_TRUE(mLog.Contains("failed to find technology /net/connman/technology/none"));
+}
+
+TEST_F(Follow, HostileSignalsChangeNothing)
+{
+    const struct
+    {
+        const char *mMember;
+        std::string mBody;
+    } kRows[] = {
+        { "ServicesChanged", "(@a{sv} {}, @ao [])" },
+        { "ServicesChanged", "" },
+        { "ServicesChanged", "([(objectpath '/x', {'A': <int64 1>})], @ao [])" },
+        { "PropertyChanged", "('State',)" },
+        { "PropertyChanged", "(<1>, <2>)" },
+        { "TechnologyAdded", "('/not/a/path', {'Name': <'x'>})" },
+        { "TechnologyAdded", "(objectpath '/x', {'Name': <'x'>})" }, // lacks what a technology must have
+        { "TechnologyRemoved", "(3,)" },
+    };
+    StartFilled();
+    mConnMan.Script("GetProperties", Answer::Value("({'Name': <'x'>},)"), "/x");
+    for (const auto &lRow : kRows)
+    {
+        SCOPED_TRACE(lRow.mMember + lRow.mBody);
+        mConnMan.Emit("/", FakeConnMan::kManager, lRow.mMember, lRow.mBody);
+        EXPECT_EQ(Told(), Lines{});
+    }
+    mConnMan.EmitForged("/", FakeConnMan::kManager, "ServicesChanged", "(@a(oa{sv}) [], [objectpath '" + kHome + "'])");
+    EXPECT_EQ(Told(), Lines{});
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
+    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "wifi" });
+}
+
+// MARK: One bad object among good ones
+
+TEST_F(Follow, OneVanishingServiceDoesNotHideItsNeighbours)
+{
+    StartFilled();
+    mConnMan.Script("GetProperties", kNoSuchObject, kOffice);
+    mConnMan.AddServices({ { FakeConnMan::ServicePath("one"), FakeConnMan::WiFiService("one") },
+                           { kOffice, FakeConnMan::WiFiService("office") },
+                           { kCafe, FakeConnMan::WiFiService("cafe") } });
+    EXPECT_EQ(Told(), (Lines{ "ServicesAdded one", "ServicesAdded cafe" })) << mLog.GetText();
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired", "one", "cafe" }));
+    EXPECT_TRUE(mLog.Contains(4, "ASSERT: network manager: lReturn == 0, file: zqnetworkmanager-connman, line: "))
+        << mLog.GetText();
+}
+
+TEST_F(Follow, AServiceThatLacksWhatItMustHaveDoesNotHideTheLoad)
+{
+    Properties lNoState = FakeConnMan::WiFiService("office");
+    lNoState.erase("State");
+    mConnMan.AddServices({ { kOffice, lNoState }, { kCafe, FakeConnMan::WiFiService("cafe") } });
+    ASSERT_TRUE(mConnMan.Appear());
+    StartWatching();
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired", "cafe" })) << mLog.GetText();
+    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "wifi" });
+
+    // It stays bad, and a crash is made good all the same.
+    CrashAndReturn([&] { mConnMan.Silently(true), mConnMan.RemoveService(kHome), mConnMan.Silently(false); });
+    EXPECT_TRUE(mRecorder.WaitFor("ServicesRemoved home")) << mLog.GetText();
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "wired", "cafe" }));
+}
+
+TEST_F(Follow, OneVanishingTechnologyDoesNotHideItsNeighbours)
+{
+    mConnMan.AddTechnology(FakeConnMan::TechnologyPath("p2p"), FakeConnMan::Technology("p2p"));
+    mConnMan.Script("GetProperties", kNoSuchObject, kWiFi);
+    ASSERT_TRUE(mConnMan.Appear());
+    StartWatching();
+    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "p2p" }) << mLog.GetText();
+}
+
+TEST_F(Follow, ADaemonThatDiesDuringAReportIsNotAskedForTheRest)
+{
+    StartFilled();
+    mConnMan.Script("GetProperties", Answer::Crash(), kOffice);
+    mConnMan.ClearCalls();
+    FakeConnMan::Objects lMany{ { kOffice, FakeConnMan::WiFiService("office") } };
+    for (int lIndex = 0; lIndex < 50; ++lIndex)
+        lMany.push_back(
+            { FakeConnMan::ServicePath("many" + std::to_string(lIndex)), FakeConnMan::WiFiService("many") });
+    mConnMan.AddServices(lMany);
+    ASSERT_TRUE(mLog.WaitFor("disconnected")) << mLog.GetText();
+    EXPECT_LE(mLog.Count("ASSERT: network manager: lReturn == 0"), 10U) << mLog.GetText();
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
+
+    mConnMan.ClearScripts();
+    CrashAndReturn([] {});
+    EXPECT_EQ(mManager->GetServices().size(), 53U);
+}
+
+// MARK: Who is told
+
+TEST_F(Follow, SubscribersGetTheEventsThatObserversAreTold)
+{
+    StartFilled();
+    Subscriber lSubscriber(mManager->Get());
+    ASSERT_EQ(lSubscriber.GetError(), 0);
+    const Lines lReplay = lSubscriber.Drain();
+    EXPECT_EQ(lReplay,
+              (Lines{ kAllProperties, "StateChanged ready", "ServicesAdded home wired", "TechnologiesAdded wifi" }));
+
+    mConnMan.AddService(kCafe, FakeConnMan::WiFiService("cafe"));
+    ASSERT_TRUE(mRecorder.WaitFor("ServicesAdded cafe")); // it is there while it is fetched
+    mConnMan.SetServiceProperty(kCafe, "State", "'ready'");
+    mConnMan.SetTechnologyProperty(kWiFi, "Powered", "false");
+    mConnMan.RemoveServices({ kCafe, kWired });
+    mConnMan.RemoveTechnology(kWiFi);
+    mConnMan.CallAgent("ReportError", "(objectpath '" + kHome + "', 'connect-failed')");
+    ASSERT_TRUE(mRecorder.WaitFor("ServiceError home connect-failed")) << mLog.GetText();
+    Settle();
+
+    // An observer is called before the event is published.
+    Lines lExpected = lReplay;
+    for (const std::string &lLine : mRecorder.GetLines())
+        lExpected.push_back(lLine);
+    EXPECT_TRUE(WaitUntil([&] { return lSubscriber.Drain().size() >= lExpected.size(); }));
+    EXPECT_EQ(lSubscriber.Drain(), lExpected);
+    EXPECT_GE(lExpected.size(), 10U) << testing::PrintToString(lExpected);
+}
+
+TEST_F(Follow, AnotherRunGoesOnFollowing)
+{
+    StartFilled();
+    for (int lRound = 1; lRound < 4; ++lRound)
+    {
+        mManager->Pause();
+        mConnMan.SetServiceProperty(kHome, "Strength", "byte " + std::to_string(lRound));
+        mConnMan.Flush();
+        mManager->Resume();
+        EXPECT_TRUE(mRecorder.WaitFor("ServiceChanged home Strength", static_cast<std::size_t>(lRound)));
+    }
+}
+
+// MARK: Ends
+
+TEST_F(Follow, ALostBusEndsNothingButTheFollowing)
+{
+    StartFilled();
+    SystemBus().Kill();
+    EXPECT_TRUE(mLog.WaitFor("connman: the bus is gone", 3)) << mLog.GetText();
+    EXPECT_EQ((*mManager)->ServiceConnect(*mManager->FindService("home")), -3);
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
+
+    // The loop is alive: it ends and runs again when it is asked to.
+    mManager->Pause();
+    mManager->Resume();
+
+    ASSERT_TRUE(SystemBus().Start());
+    const RunningManager lNext;
+    EXPECT_NE(lNext.Get(), nullptr) << lNext.GetError();
+}
+
+TEST_F(Follow, WithoutABusThereIsNoManager)
+{
+    SystemBus().Kill();
+    const RunningManager lManager;
+    EXPECT_EQ(lManager.Get(), nullptr);
+    EXPECT_EQ(lManager.GetError(), -1);
+    EXPECT_TRUE(mLog.Contains(4, "aError == 0"));
+    ASSERT_TRUE(SystemBus().Start());
+}
+
+TEST_F(Follow, AHundredManagersComeAndGo)
+{
+    ASSERT_TRUE(mConnMan.Appear());
+    std::thread(
+        [&]
+        {
+            for (int lRound = 0; lRound < 100; ++lRound)
+            {
+                zqError        lError   = -1;
+                Manager *const lManager = CreateManager(lError, nullptr);
+
+                ASSERT_NE(lManager, nullptr) << lError;
+                EXPECT_EQ(lManager->AddObserver(&mRecorder), 0);
+                // What is still under way when the manager goes finds nobody.
+                mConnMan.SetServiceProperty(kHome, "Strength", "byte " + std::to_string(lRound));
+                delete lManager;
+            }
+            EXPECT_EQ(mRecorder.Count("ServicesAdded home wired"), 100U);
+            EXPECT_EQ(mConnMan.GetAgentOwner(), "");
+        })
+        .join();
+}
+
+TEST_F(Follow, AThreadHasOneManager)
+{
+    std::thread(
+        [&]
+        {
+            zqError        lError = -1;
+            Manager *const lFirst = CreateManager(lError, nullptr);
+            ASSERT_NE(lFirst, nullptr);
+            EXPECT_EQ(CreateManager(lError, nullptr), nullptr);
+            EXPECT_EQ(lError, -18);
+            EXPECT_TRUE(lFirst->IsAvailable());
+            delete lFirst;
+        })
+        .join();
+}

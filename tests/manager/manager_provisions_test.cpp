@@ -1,0 +1,145 @@
+/**
+ *  @file
+ *    The stored provisions of a manager. Runs in the sandbox: the file's place is fixed.
+ */
+
+#include "runningmanager.h"
+
+#include <logcapture.h>
+#include <privatebus.h>
+#include <sandbox.h>
+#include <waituntil.h>
+
+#include <gtest/gtest.h>
+
+using namespace zq::Test;
+using namespace zq::NetworkManager;
+
+namespace
+{
+
+const std::string kDirectory = "/var/lib/connman";
+const std::string kFile      = kDirectory + "/quil.config";
+const std::string kHeader    = "[global]\nName=quil\nDescription=Quil network service provisions\n\n";
+
+class Provisions : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ZQ_REQUIRE_SANDBOX();
+        SystemBus();
+        EmptyDirectory(kDirectory);
+    }
+
+    static Lines GetProvisions(const RunningManager &aManager)
+    {
+        zqRefObjectArray<Provision> lArray;
+        Lines                       lReturn;
+
+        EXPECT_EQ(aManager->GetProvisions(lArray), 0);
+        for (int lIndex = 0; lIndex < lArray.GetNumElements(); ++lIndex)
+            lReturn.push_back(Name(lArray.GetElementPtr(lIndex)));
+        return lReturn;
+    }
+
+    LogCapture  mLog;
+    FakeConnMan mConnMan;
+};
+
+CFUSharedRef<CFDictionaryRef> Record(const char *anIdentifier, const char *aName)
+{
+    auto lReturn = CFUAdopt(
+        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+
+    CFDictionarySetValue(lReturn.Get(), kServicePropertyProvisionIdentifier, zqString(anIdentifier).GetAsCFString());
+    CFDictionarySetValue(lReturn.Get(), kServicePropertyType, kServiceTypeWiFi);
+    CFDictionarySetValue(lReturn.Get(), kServicePropertyName, zqString(aName).GetAsCFString());
+    return lReturn;
+}
+
+} // namespace
+
+TEST_F(Provisions, WithoutAFileThereIsAManagerWithNone)
+{
+    const RunningManager lManager;
+    ASSERT_NE(lManager.Get(), nullptr) << lManager.GetError() << mLog.GetText();
+    EXPECT_EQ(GetProvisions(lManager), Lines{});
+    EXPECT_EQ(FileMode(kFile), 0U); // and none is made
+}
+
+TEST_F(Provisions, ADamagedFileCostsNoManager)
+{
+    for (const char *lText : { "", "garbage", "[service_home\nType=wifi\n", "\xff\xfe\x00[", "[service_home]\nType" })
+    {
+        SCOPED_TRACE(lText);
+        ASSERT_TRUE(WriteFile(kFile, lText));
+        const RunningManager lManager;
+        EXPECT_NE(lManager.Get(), nullptr) << lManager.GetError();
+        EXPECT_EQ(ReadFile(kFile), lText); // reading does not write
+    }
+}
+
+TEST_F(Provisions, ARecordWithoutATypeIsLeftOutAlone)
+{
+    ASSERT_TRUE(
+        WriteFile(kFile, kHeader + "[service_a]\nName=a\n\n[service_b]\nType=wifi\nName=b\n\n[wifi_x]\nType=wifi\n"));
+    const RunningManager lManager;
+    ASSERT_NE(lManager.Get(), nullptr) << lManager.GetError();
+    EXPECT_EQ(GetProvisions(lManager), Lines{ "service_b" });
+}
+
+TEST_F(Provisions, AreReadAgainWhenTheDaemonComes)
+{
+    const RunningManager lManager;
+    ASSERT_NE(lManager.Get(), nullptr);
+    ASSERT_TRUE(WriteFile(kFile, kHeader + "[service_late]\nType=wifi\nName=late\n\n"));
+    ASSERT_TRUE(mConnMan.Appear());
+    EXPECT_TRUE(WaitUntil([&] { return GetProvisions(lManager) == Lines{ "service_late" }; })) << mLog.GetText();
+}
+
+TEST_F(Provisions, EveryChangeIsWrittenWithAllTheOthers)
+{
+    ASSERT_TRUE(WriteFile(kFile, kHeader + "[service_home]\nType=wifi\nName=home\nPassphrase=secret123\n\n"));
+    const RunningManager   lManager;
+    zqSharedPtr<Provision> lProvision;
+    ASSERT_NE(lManager.Get(), nullptr);
+    ASSERT_EQ(GetProvisions(lManager), Lines{ "service_home" });
+
+    EXPECT_EQ(lManager->ProvisionCreate(Record("service_office", "office"), lProvision), 0);
+    EXPECT_EQ(ReadFile(kFile), kHeader + "[service_office]\nType=wifi\nName=office\n\n"
+                                         "[service_home]\nType=wifi\nPassphrase=secret123\nName=home\n\n");
+    EXPECT_EQ(FileMode(kFile), 0600U);
+    EXPECT_EQ(lManager->ProvisionCreate(Record("service_quiet", "quiet"), lProvision, false), 0);
+    EXPECT_EQ(ReadFile(kFile).find("quiet"), std::string::npos);
+
+    EXPECT_EQ(lManager->ProvisionRemoveAll(), 0);
+    EXPECT_EQ(ReadFile(kFile), kHeader);
+    EXPECT_FALSE(mLog.Contains("secret123"));
+}
+
+// The manager's records are the application's whether or not they can be stored.
+TEST_F(Provisions, AFileThatCannotBeWrittenFailsNoChange)
+{
+    const RunningManager   lManager;
+    zqSharedPtr<Provision> lProvision;
+    ASSERT_NE(lManager.Get(), nullptr);
+
+    EXPECT_EQ(lManager->ProvisionCreate(Record("service_home", "two\nlines"), lProvision), 0);
+    EXPECT_EQ(lManager->UpdateConnManProvisions(true), 0);
+    EXPECT_EQ(FileMode(kFile), 0U);
+    EXPECT_EQ(GetProvisions(lManager), Lines{ "service_home" });
+}
+
+TEST_F(Provisions, ATechnologyIsProvisionedByAFileOfItsName)
+{
+    const RunningManager lManager;
+    bool                 lProvisioned = true;
+    ASSERT_NE(lManager.Get(), nullptr);
+
+    EXPECT_EQ(lManager->IsTechnologyProvisioned(CFURetain(kTechnologyTypeWiFi), lProvisioned), -17);
+    EXPECT_FALSE(lProvisioned);
+    ASSERT_TRUE(WriteFile(kDirectory + "/wifi_abc", ""));
+    EXPECT_EQ(lManager->IsTechnologyProvisioned(CFURetain(kTechnologyTypeWiFi), lProvisioned), 0);
+    EXPECT_TRUE(lProvisioned);
+}

@@ -1,0 +1,429 @@
+/**
+ *  @file
+ *    What an application asks of a manager, and what reaches ConnMan; and the
+ *    radio's wakes, which reach the application.
+ */
+
+#include "runningmanager.h"
+
+#include <logcapture.h>
+#include <privatebus.h>
+#include <waituntil.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+using namespace zq::Test;
+using namespace zq::NetworkManager;
+
+namespace
+{
+
+const std::string kHome     = FakeConnMan::ServicePath("home");
+const std::string kMesh     = FakeConnMan::ServicePath("mesh");
+const std::string kWiFi     = FakeConnMan::TechnologyPath("wifi");
+const std::string kCellular = FakeConnMan::TechnologyPath("cellular");
+
+CFUSharedRef<CFStringRef> String(const char *aText)
+{
+    return CFUAdopt(CFStringCreateWithCString(nullptr, aText, kCFStringEncodingUTF8));
+}
+
+CFUSharedRef<CFNumberRef> Number(std::int64_t aNumber)
+{
+    return CFUAdopt(CFNumberCreate(nullptr, kCFNumberSInt64Type, &aNumber));
+}
+
+CFUSharedRef<CFMutableDictionaryRef>
+Dictionary(const std::vector<std::pair<CFStringRef, CFUSharedRef<CFTypeRef>>> &aPairs)
+{
+    auto lReturn = CFUAdopt(
+        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+
+    for (const auto &lPair : aPairs)
+        CFDictionarySetValue(lReturn.Get(), lPair.first, lPair.second.Get());
+    return lReturn;
+}
+
+class FakeRadio final : public FakePeer
+{
+public:
+    FakeRadio() : FakePeer("com.corvanix.MeshLink") {}
+    ~FakeRadio() override { Detach(); }
+
+    void Wake(const std::string &anInterface, int aReason, int aRemaining)
+    {
+        Emit("/com/corvanix/MeshLink/" + anInterface, "com.corvanix.MeshLink", "NetWake",
+             "(byte " + std::to_string(aReason) + ", " + std::to_string(aRemaining) + ")");
+    }
+
+private:
+    Answer AnswerLocked(const Call &, GVariant *) override { return Answer::Silence(); }
+};
+
+class Requests : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        SystemBus();
+        mConnMan.AddServices(
+            { { kHome, FakeConnMan::WiFiService("home", { { "State", "'ready'" } }) },
+              { kMesh, FakeConnMan::WiFiService("mesh", { { "Type", "'lowpan'" },
+                                                          { "State", "'online'" },
+                                                          { "Ethernet", "{'Interface': <'wpan0'>}" } }) } });
+        mConnMan.AddTechnology(kWiFi, FakeConnMan::Technology("wifi"));
+        mConnMan.AddTechnology(kCellular, FakeConnMan::Technology("cellular"));
+        ASSERT_TRUE(mConnMan.Appear());
+
+        mManager = std::make_unique<RunningManager>();
+        ASSERT_NE(mManager->Get(), nullptr) << mManager->GetError();
+        ASSERT_EQ((*mManager)->AddObserver(&mRecorder), 0);
+        ASSERT_EQ(mManager->GetTechnologies().size(), 2U) << mLog.GetText();
+
+        mHome     = mManager->FindService("home");
+        mMesh     = mManager->FindService("mesh");
+        mWiFi     = mManager->FindTechnology("wifi");
+        mCellular = mManager->FindTechnology("cellular");
+        mConnMan.ClearCalls();
+        mLog.Clear();
+    }
+
+    void TearDown() override { EXPECT_EQ((*mManager)->RemoveObserver(&mRecorder), 0); }
+
+    Manager &GetManager() { return *mManager->Get(); }
+
+    LogCapture                      mLog;
+    FakeConnMan                     mConnMan;
+    Recorder                        mRecorder;
+    std::unique_ptr<RunningManager> mManager;
+    zqSharedPtr<Service>            mHome, mMesh;
+    zqSharedPtr<Technology>         mWiFi, mCellular;
+};
+
+} // namespace
+
+TEST_F(Requests, EachReachesTheObjectThatItIsFor)
+{
+    const CFUSharedRef<CFStringRef> kKey   = CFURetain(kServicePropertyAutoConnect);
+    const CFUSharedRef<CFTypeRef>   kTrue  = CFURetain<CFTypeRef>(kCFBooleanTrue);
+    const CFUSharedRef<CFTypeRef>   kFalse = CFURetain<CFTypeRef>(kCFBooleanFalse);
+    const CFUSharedRef<CFStringRef> kError = CFURetain(kServicePropertyError);
+    const struct
+    {
+        std::function<zqError()> mRequest;
+        const char              *mMethod;
+        std::string              mPath;
+        const char              *mArguments;
+        zqError                  mResult;
+    } kRows[] = {
+        { [&] { return GetManager().ServiceConnect(*mHome); }, "Connect", kHome, "()", 0 },
+        { [&] { return GetManager().ServiceDisconnect(*mHome); }, "Disconnect", kHome, "()", 0 },
+        { [&] { return GetManager().ServiceDisconnect(*mHome); }, "Disconnect", kHome, "()", -21 },
+        { [&] { return GetManager().ServiceRemove(*mHome); }, "Remove", kHome, "()", 0 },
+        { [&] { return GetManager().ServiceSetProperty(*mMesh, kKey, kTrue); }, "SetProperty", kMesh,
+          "('AutoConnect', <true>)", -5 },
+        { [&] { return GetManager().ServiceClearProperty(*mHome, kError); }, "ClearProperty", kHome, "('Error',)", 0 },
+        { [&] { return GetManager().ServiceClearProperty(*mHome, kKey); }, "ClearProperty", kHome, "('AutoConnect',)",
+          -5 },
+        { [&] { return GetManager().TechnologyScan(*mWiFi); }, "Scan", kWiFi, "()", 0 },
+        { [&] { return GetManager().TechnologySetEnabled(*mWiFi, false); }, "SetProperty", kWiFi,
+          "('Powered', <false>)", 0 },
+        { [&] { return GetManager().TechnologySetEnabled(*mWiFi, false); }, "SetProperty", kWiFi,
+          "('Powered', <false>)", -22 },
+        { [&] { return GetManager().ManagerSetProperty(CFURetain(kManagerPropertyOfflineMode), kTrue); }, "SetProperty",
+          "/", "('OfflineMode', <true>)", 0 },
+    };
+
+    for (const auto &lRow : kRows)
+    {
+        SCOPED_TRACE(std::string(lRow.mMethod) + " " + lRow.mArguments);
+        EXPECT_EQ(lRow.mRequest(), lRow.mResult);
+        ASSERT_TRUE(mConnMan.WaitForCall(lRow.mMethod));
+        const FakePeer::Call lCall = mConnMan.GetCalls(lRow.mMethod).back();
+        EXPECT_EQ(lCall.mPath, lRow.mPath);
+        EXPECT_EQ(lCall.mArguments, lRow.mArguments);
+        mConnMan.ClearCalls();
+    }
+    EXPECT_TRUE(mLog.Contains(4, "network manager: Connman could not clear service property for key AutoConnect and "
+                                 "service " +
+                                     kHome));
+    EXPECT_EQ(GetManager().ManagerGetProperty(kManagerPropertyOfflineMode).Get(), kCFBooleanTrue);
+}
+
+TEST_F(Requests, NullKeysAndValuesAreRefusedAndNothingIsSent)
+{
+    const CFUSharedRef<CFStringRef> kKey = CFURetain(kServicePropertyAutoConnect);
+    const CFUSharedRef<CFTypeRef>   kTrue(CFURetain<CFTypeRef>(kCFBooleanTrue));
+
+    EXPECT_EQ(GetManager().ServiceSetProperty(*mHome, nullptr, kTrue), -5);
+    EXPECT_EQ(GetManager().ServiceSetProperty(*mHome, kKey, nullptr), -5);
+    EXPECT_EQ(GetManager().ServiceClearProperty(*mHome, nullptr), -5);
+    EXPECT_EQ(GetManager().TechnologySetProperty(*mWiFi, nullptr, kTrue), -5);
+    EXPECT_EQ(GetManager().TechnologySetProperty(*mWiFi, kKey, nullptr), -5);
+    EXPECT_EQ(GetManager().ManagerSetProperty(nullptr, kTrue), -5);
+    EXPECT_EQ(GetManager().ManagerSetProperty(kKey, nullptr), -5);
+    EXPECT_EQ(mLog.Count("aKey != __null", 4), 4U);
+    EXPECT_EQ(mLog.Count("aValue != __null", 4), 3U);
+    EXPECT_EQ(mConnMan.GetCalls().size(), 0U);
+}
+
+TEST_F(Requests, OnlyCellularIsPoweredWithoutWaiting)
+{
+    mConnMan.Script("SetProperty", Answer::Held(), kCellular);
+    EXPECT_EQ(GetManager().TechnologySetEnabled(*mCellular, false), 0); // the answer is outstanding
+    EXPECT_TRUE(mConnMan.WaitForCall("SetProperty"));
+    EXPECT_EQ(GetManager().TechnologySetEnabled(*mWiFi, false), 0);
+    EXPECT_TRUE(mLog.Contains(2, "network manager: Enable Technology for Cellular asynchronously"));
+    EXPECT_TRUE(mLog.Contains(2, "network manager: Enable Technology for WiFi synchronously"));
+    mConnMan.ReleaseHeld();
+    EXPECT_TRUE(mRecorder.WaitFor("TechnologyChanged cellular Powered"));
+}
+
+TEST_F(Requests, OutcomesOfConnectingAreTold)
+{
+    ASSERT_EQ(GetManager().ServiceDisconnect(*mHome), 0);
+    EXPECT_EQ(GetManager().ServiceConnect(*mHome), 0);
+    EXPECT_TRUE(mRecorder.WaitFor("ServiceDidConnect home"));
+    EXPECT_EQ(GetManager().ServiceConnect(*mHome), 0);
+    EXPECT_TRUE(mRecorder.WaitFor("ServiceDidNotConnect home -22"));
+}
+
+// The daemon answers for a service that has gone in the meantime.
+TEST_F(Requests, AnOutcomeForAServiceThatHasGoneIsAnErrorOfNone)
+{
+    ASSERT_EQ(GetManager().ServiceDisconnect(*mHome), 0);
+    for (const char *lOutcome : { "it connects", "it is connected already" })
+    {
+        SCOPED_TRACE(lOutcome);
+        mRecorder.Clear();
+        mConnMan.Script("Connect", Answer::Held(), "", 1);
+        ASSERT_EQ(GetManager().ServiceConnect(*mHome), 0);
+        ASSERT_TRUE(mConnMan.WaitForCall("Connect"));
+        mConnMan.ClearCalls();
+        mConnMan.Emit("/", FakeConnMan::kManager, "ServicesChanged", "(@a(oa{sv}) [], [objectpath '" + kHome + "'])");
+        ASSERT_TRUE(mRecorder.WaitFor("ServicesRemoved home"));
+        mConnMan.ReleaseHeld();
+        EXPECT_TRUE(mRecorder.WaitFor("ServiceError - not-found")) << mLog.GetText();
+        EXPECT_TRUE(mLog.Contains(4, "network manager: failed to find service " + kHome + " for connect failure"));
+
+        mConnMan.Emit("/", FakeConnMan::kManager, "ServicesChanged",
+                      "([(objectpath '" + kHome + "', " + FakeConnMan::Dictionary(FakeConnMan::WiFiService("home")) +
+                          ")], @ao [])");
+        ASSERT_TRUE(mRecorder.WaitFor("ServicesAdded home")) << mLog.GetText();
+        mHome = mManager->FindService("home");
+        mLog.Clear();
+    }
+}
+
+TEST_F(Requests, AScanEndsWithItsTechnologyOrWithoutIt)
+{
+    EXPECT_EQ(GetManager().TechnologyScan(*mWiFi), 0);
+    EXPECT_TRUE(mRecorder.WaitFor("TechnologyDidScan wifi"));
+    EXPECT_TRUE(mLog.Contains(1, "network manager: Reset mScanning for did scan"));
+
+    mConnMan.Script("Scan", Answer::Error("net.connman.Error.NoCarrier", "No carrier"), "", 1);
+    EXPECT_EQ(GetManager().TechnologyScan(*mWiFi), 0);
+    EXPECT_TRUE(mRecorder.WaitFor("TechnologyDidNotScan wifi -1"));
+    EXPECT_TRUE(mLog.Contains(1, "network manager: Reset mScanning for DidNotScan"));
+
+    mConnMan.Script("Scan", Answer::Held(), "", 1);
+    mConnMan.ClearCalls();
+    EXPECT_EQ(GetManager().TechnologyScan(*mWiFi), 0);
+    ASSERT_TRUE(mConnMan.WaitForCall("Scan"));
+    mConnMan.Emit("/", FakeConnMan::kManager, "TechnologyRemoved", "(objectpath '" + kWiFi + "',)");
+    ASSERT_TRUE(mRecorder.WaitFor("TechnologiesRemoved wifi"));
+    mConnMan.ReleaseHeld();
+    EXPECT_TRUE(mLog.WaitFor("network manager: failed to find technology " + kWiFi + " for scan success", 4));
+    EXPECT_EQ(GetManager().TechnologyScan(*mCellular), 0);
+    EXPECT_TRUE(mRecorder.WaitFor("TechnologyDidScan cellular")); // the flag was cleared for the unknown one, too
+}
+
+TEST_F(Requests, AnInputRequestIsToldAndAnswered)
+{
+    const auto lInput = Dictionary({ { kServicePropertyPassphrase, String("secret123") } });
+
+    const std::uint32_t lTicket =
+        mConnMan.CallAgent("RequestInput", "(objectpath '" + kHome +
+                                               "', {'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>}>})");
+    ASSERT_NE(lTicket, 0U);
+    ASSERT_TRUE(mRecorder.WaitFor("ServiceInput home Passphrase")) << mLog.GetText();
+    EXPECT_EQ(GetManager().ServiceCompleteInput(*mMesh, lInput), -17);
+    EXPECT_EQ(GetManager().ServiceCompleteInput(*mHome, lInput), 0);
+
+    FakePeer::Reply lReply;
+    ASSERT_TRUE(mConnMan.WaitForReply(lTicket, lReply));
+    EXPECT_EQ(lReply.mErrorName, "");
+    EXPECT_EQ(lReply.mBody, "({'Passphrase': <'secret123'>},)");
+    EXPECT_EQ(GetManager().ServiceCompleteInput(*mHome, lInput), -3);
+    EXPECT_FALSE(mLog.Contains("secret123"));
+}
+
+TEST_F(Requests, CommissioningIsCheckedBeforeItIsRefused)
+{
+    const auto Port = [](const CFUSharedRef<CFTypeRef> &aPort)
+    { return std::make_pair(kServiceCommissioningPort, aPort); };
+    const auto Duration = [](const CFUSharedRef<CFTypeRef> &aDuration)
+    { return std::make_pair(kServiceCommissioningDuration, aDuration); };
+    const struct
+    {
+        CFUSharedRef<CFTypeRef> mValue;
+        zqError                 mResult;
+        const char             *mLine; // null: none
+    } kRows[] = {
+        { Number(300), -26, "for 300 seconds at port 0" },
+        { String("300"), -26, "for 300 seconds at port 0" },
+        { CFURetain<CFTypeRef>(kCFBooleanTrue), -5, nullptr },
+        { Number(std::int64_t(1) << 32), -5, nullptr },
+        { Dictionary({ Duration(Number(60)), Port(Number(65534)) }), -26, "for 60 seconds at port 65534" },
+        { Dictionary({ Duration(Number(60)), Port(Number(65535)) }), -5, "lPort < 65535, Bad port value" },
+        { Dictionary({ Duration(Number(60)), Port(String("-1")) }), -5, "lPort >= 0, Bad port value" },
+        { Dictionary({ Port(String("8080")) }), -26, "for 0 seconds at port 8080" },
+        { Dictionary({}), -26, "for 0 seconds at port 0" },
+        { Dictionary({ Duration(CFURetain<CFTypeRef>(kCFBooleanTrue)), Port(Number(-1)) }), -5, nullptr },
+        { Dictionary({ Port(Dictionary({})) }), -5, nullptr },
+    };
+    const auto lKey = CFURetain(kServicePropertyCommissioning);
+
+    for (const auto &lRow : kRows)
+    {
+        const auto lText = CFUAdopt(CFCopyDescription(lRow.mValue.Get()));
+        SCOPED_TRACE(zqString(lText).GetAsUTFArray());
+        mLog.Clear();
+        EXPECT_EQ(GetManager().ServiceSetProperty(*mMesh, lKey, lRow.mValue), lRow.mResult);
+        EXPECT_EQ(mLog.Count("", 4), lRow.mLine != nullptr ? 1U : 0U) << mLog.GetText();
+        if (lRow.mLine != nullptr)
+        {
+            EXPECT_TRUE(mLog.Contains(4, lRow.mLine)) << mLog.GetText();
+        }
+    }
+    EXPECT_EQ(mConnMan.GetCalls().size(), 0U); // ConnMan is not told
+
+    // Of any other service it is a property like the others.
+    (void)GetManager().ServiceSetProperty(*mHome, lKey, Number(300));
+    EXPECT_EQ(mConnMan.CountCalls("SetProperty"), 1U);
+}
+
+TEST_F(Requests, WithoutTheDaemonEachIsRefusedAtOnce)
+{
+    const CFUSharedRef<CFTypeRef> kTrue  = CFURetain<CFTypeRef>(kCFBooleanTrue);
+    const auto                    kKey   = CFURetain(kManagerPropertyOfflineMode);
+    CFDictionaryRef               lProps = nullptr;
+
+    mConnMan.Crash();
+    ASSERT_TRUE(mLog.WaitFor("disconnected"));
+    EXPECT_EQ(GetManager().ServiceConnect(*mHome), -3);
+    EXPECT_EQ(GetManager().ServiceOnlineCheck(*mHome), -3);
+    EXPECT_EQ(GetManager().ServiceDisconnect(*mHome), -3);
+    EXPECT_EQ(GetManager().ServiceRemove(*mHome), -3);
+    EXPECT_EQ(GetManager().ServiceSetProperty(*mHome, kKey, kTrue), -3);
+    EXPECT_EQ(GetManager().ServiceClearProperty(*mHome, kKey), -3);
+    EXPECT_EQ(GetManager().TechnologyScan(*mWiFi), -3);
+    EXPECT_EQ(GetManager().TechnologySetProperty(*mWiFi, kKey, kTrue), -3);
+    EXPECT_EQ(GetManager().CopyServiceProperties(mHome->GetPath().Get(), lProps), -3);
+    EXPECT_EQ(GetManager().CopyTechnologyProperties(mWiFi->GetPath().Get(), lProps), -3);
+    EXPECT_EQ(lProps, nullptr);
+    // The copy held here does not run ahead of the daemon.
+    EXPECT_EQ(GetManager().ManagerSetProperty(kKey, kTrue), -3);
+    EXPECT_EQ(GetManager().ManagerGetProperty(kManagerPropertyOfflineMode).Get(), kCFBooleanFalse);
+}
+
+TEST_F(Requests, PropertiesAreCopiedFreshFromTheDaemon)
+{
+    CFDictionaryRef lProperties = nullptr;
+
+    mConnMan.Silently(true);
+    mConnMan.SetServiceProperty(kHome, "State", "'failure'");
+    ASSERT_EQ(GetManager().CopyServiceProperties(mHome->GetPath().Get(), lProperties), 0);
+    const auto lHolder = CFUAdopt(lProperties);
+    EXPECT_TRUE(CFEqual(CFDictionaryGetValue(lProperties, kServicePropertyState), CFSTR("failure")));
+    EXPECT_EQ(Value(mHome.Get(), "State"), "ready");
+
+    EXPECT_EQ(GetManager().CopyServiceProperties(CFSTR("/net/connman/service/none"), lProperties), -7003);
+    EXPECT_EQ(lProperties, nullptr);
+}
+
+// An application's threads ask while the loop's thread tells.
+TEST_F(Requests, MayComeFromAnyThreadWhileEventsFlow)
+{
+    std::atomic<bool> lDone{ false };
+    std::thread       lThread(
+        [&]
+        {
+            for (int lRound = 0; lRound < 40; ++lRound)
+            {
+                CFDictionaryRef lProperties = nullptr;
+
+                (void)GetManager().ServiceConnect(*mHome);
+                EXPECT_EQ(GetManager().CopyServiceProperties(mHome->GetPath().Get(), lProperties), 0);
+                CFURelease(lProperties);
+                (void)GetManager().TechnologySetEnabled(*mWiFi, lRound % 2 != 0);
+                (void)GetManager().TechnologyScan(*mWiFi);
+                (void)GetManager().ManagerGetState();
+                (void)mManager->GetServices();
+                (void)mHome->GetStrength();
+            }
+            lDone = true;
+        });
+
+    for (int lRound = 0; !lDone; ++lRound)
+    {
+        mConnMan.SetServiceProperty(kHome, "Strength", "byte " + std::to_string(lRound % 100));
+        mConnMan.Flush();
+    }
+    lThread.join();
+    EXPECT_TRUE(mRecorder.WaitFor("ServiceChanged home Strength"));
+}
+
+/** Asks from inside a callback, with the observer lock held. */
+class AskingObserver : public Observer::Default
+{
+public:
+    void ServiceChanged(Manager *aManager, Service *aService, CFDictionaryRef) override
+    {
+        CFDictionaryRef lProperties = nullptr;
+
+        mResult = aManager->CopyServiceProperties(aService->GetPath().Get(), lProperties);
+        CFURelease(lProperties);
+        mDone = true;
+    }
+
+    std::atomic<bool>    mDone{ false };
+    std::atomic<zqError> mResult{ -1 };
+};
+
+TEST_F(Requests, MayComeFromInsideACallback)
+{
+    AskingObserver lObserver;
+
+    ASSERT_EQ(GetManager().AddObserver(&lObserver), 0);
+    mConnMan.SetServiceProperty(kHome, "Strength", "byte 1");
+    EXPECT_TRUE(WaitUntil([&] { return lObserver.mDone.load(); }));
+    EXPECT_EQ(lObserver.mResult, 0);
+    EXPECT_EQ(GetManager().RemoveObserver(&lObserver), 0);
+}
+
+// MARK: The radio
+
+TEST_F(Requests, ARadiosWakeIsToldOfTheConnectedServiceOnItsInterface)
+{
+    FakeRadio lRadio;
+    ASSERT_TRUE(lRadio.Appear());
+
+    lRadio.Wake("wpan0", 0x42, 2000);
+    EXPECT_TRUE(mRecorder.WaitFor("ServiceIsWaking mesh 66")) << mLog.GetText();
+    lRadio.Wake("wpan0", 0x43, 0);
+    EXPECT_TRUE(mRecorder.WaitFor("ServiceDidWake mesh 67"));
+    lRadio.Wake("wpan0", 0x44, -1);
+    EXPECT_TRUE(mRecorder.WaitFor("ServiceDidWake mesh 68"));
+
+    lRadio.Wake("wpan1", 1, 0);
+    EXPECT_TRUE(mLog.WaitFor("network manager: Got a wake, but found no online service for interface wpan1", 4));
+    mConnMan.SetServiceProperty(kMesh, "State", "'idle'");
+    ASSERT_TRUE(mRecorder.WaitFor("ServiceChanged mesh State"));
+    lRadio.Wake("wpan0", 1, 0);
+    EXPECT_TRUE(mLog.WaitFor("network manager: Got a wake, but found no online service for interface wpan0", 4));
+}

@@ -1,0 +1,214 @@
+#include "model.h"
+
+#include <gtest/gtest.h>
+#include <waituntil.h>
+
+#include <thread>
+
+using namespace zq::Test;
+
+namespace
+{
+
+/** A manager's loop on a thread of its own. */
+class Loop
+{
+public:
+    explicit Loop(TestManager &aManager)
+        : mManager(aManager), mThread(
+                                  [this]
+                                  {
+                                      mManager.Run();
+                                      mEnded = true;
+                                  })
+    {
+    }
+
+    ~Loop()
+    {
+        EXPECT_EQ(mManager.Stop(), 0);
+        mThread.join();
+    }
+
+    bool HasEnded() const { return mEnded; }
+
+    /** Run a function on the loop's thread and wait for it; false when the loop does not come to it. */
+    bool Call(const std::function<void()> &aFunction)
+    {
+        std::atomic<bool> lDone{ false };
+
+        mManager.Post(
+            [&]
+            {
+                aFunction();
+                lDone = true;
+            });
+
+        return WaitUntil([&] { return lDone.load(); });
+    }
+
+private:
+    TestManager      &mManager;
+    std::atomic<bool> mEnded{ false };
+    std::thread       mThread;
+};
+
+} // namespace
+
+TEST(TheRunLoop, StoppedBeforeItRunsEndsAfterOnePass)
+{
+    LogCapture  lLog;
+    TestManager lManager;
+
+    EXPECT_EQ(lManager.Stop(), 0);
+    lManager.Run();
+
+    EXPECT_EQ(lManager.mNumPasses, 1);
+    EXPECT_TRUE(lLog.Contains(": Handle event 0x", 1));
+    EXPECT_EQ(lLog.Count(": Run() - # of poll fds: 2", 1), 1u);
+    EXPECT_FALSE(lLog.Contains("handled fds"));
+}
+
+TEST(TheRunLoop, IsRegisteredWithTheApplicationsQueueWhileItRuns)
+{
+    zqEventQueue lApplication;
+    ASSERT_EQ(lApplication.Init(), 0);
+    TestManager lManager(&lApplication);
+    int         lRegistered = -1;
+
+    lManager.Post(
+        [&]
+        {
+            lRegistered = zqHeartBeatClient::GetNumRegistered(&lApplication);
+            EXPECT_EQ(lManager.Stop(), 0);
+        });
+
+    EXPECT_EQ(zqHeartBeatClient::GetNumRegistered(&lApplication), 0);
+    lManager.Run();
+    EXPECT_EQ(lRegistered, 1);
+    EXPECT_EQ(zqHeartBeatClient::GetNumRegistered(&lApplication), 0);
+}
+
+TEST(TheRunLoop, PollsTheBusAgainWhenItRunsASecondTime)
+{
+    TestManager lManager;
+
+    for (int i = 0; i < 3; i++)
+    {
+        Loop lLoop(lManager);
+        EXPECT_TRUE(lLoop.Call([] {})) << i;
+    }
+
+    EXPECT_EQ(lManager.mNumHandled, 3);
+}
+
+TEST(TheRunLoop, PollsItsOwnQueueAloneWhileTheBusIsGoneAndBothAfterwards)
+{
+    LogCapture  lLog;
+    TestManager lManager;
+
+    {
+        Loop lLoop(lManager);
+        EXPECT_TRUE(lLoop.Call([&] { lManager.mAvailable = false; }));
+        EXPECT_TRUE(lLog.WaitFor(": Run() - # of poll fds: 1", 1));
+    }
+
+    lManager.mAvailable = true;
+    Loop lLoop(lManager);
+    EXPECT_TRUE(lLoop.Call([] {}));
+}
+
+TEST(TheRunLoop, GoesOnPollingASetThatShrankToNothing)
+{
+    TestManager lManager;
+    Loop        lLoop(lManager);
+
+    EXPECT_TRUE(lLoop.Call([&] { lManager.mYieldsNothing = true; }));
+    EXPECT_TRUE(lLoop.Call([] {}));
+}
+
+TEST(TheRunLoop, ReportsDescriptorsThatNobodyHandled)
+{
+    LogCapture  lLog;
+    TestManager lManager;
+    Loop        lLoop(lManager);
+
+    EXPECT_TRUE(lLoop.Call([&] { lManager.mLeavesUnhandled = true; }));
+    EXPECT_TRUE(lLog.WaitFor(": active fds: 1, handled fds = 0", 4));
+    EXPECT_FALSE(lLoop.HasEnded());
+}
+
+TEST(TheRunLoop, HandlesTheBusAlsoInThePassThatEndsIt)
+{
+    LogCapture  lLog;
+    TestManager lManager;
+    bool        lHandled = false;
+
+    lManager.Post([&] { lHandled = true; });
+    EXPECT_EQ(lManager.Stop(), 0);
+    EXPECT_EQ(lManager.Stop(), 0); // both are taken in the one pass
+    lManager.Run();
+
+    EXPECT_TRUE(lHandled);
+    EXPECT_EQ(lLog.Count(": Handle event 0x", 1), 2u);
+    EXPECT_FALSE(lLog.Contains("handled fds"));
+}
+
+TEST(TheRunLoop, WithoutAManagerIsALogLine)
+{
+    LogCapture  lLog;
+    TestManager lManager;
+    TestManager lNone(nullptr, nullptr, false);
+
+    Manager::Run(nullptr);
+    EXPECT_TRUE(lLog.Contains(": No network manager instance", 4));
+
+    EXPECT_EQ(lManager.Stop(), 0);
+    Manager::Run(static_cast<void *>(static_cast<Manager *>(&lManager)));
+    EXPECT_EQ(lManager.mNumPasses, 1);
+
+    lNone.Run();
+    EXPECT_EQ(lNone.Stop(), -3);
+}
+
+TEST(AManager, IsInitialisedOnce)
+{
+    LogCapture  lLog;
+    TestManager lManager;
+
+    ASSERT_EQ(lManager.AddServices({ "/a" }), 0);
+    EXPECT_EQ(lManager.Init(nullptr, nullptr), -3);
+    EXPECT_TRUE(Asserted(lLog, "lReturn == 0", "zqnetworkmanager-manager"));
+    EXPECT_TRUE(lManager.FindService(Str("/a").Get()) != nullptr);
+}
+
+TEST(AManager, ThatIsDestroyedIsEmptyAndForgetsWhoListened)
+{
+    TestManager          lManager;
+    RecordingObserver    lObserver;
+    Subscriber           lSubscriber;
+    zqSharedPtr<Service> lService;
+
+    ASSERT_EQ(lManager.AddServices({ "/a" }), 0);
+    ASSERT_EQ(lManager.AddTechnology("/t", "wifi"), 0);
+    ASSERT_EQ(lManager.AddObserver(&lObserver), 0);
+    ASSERT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), 0);
+    lService = lManager.FindService(Str("/a").Get());
+    lObserver.mCalls.clear();
+    (void)lSubscriber.Take();
+
+    lManager.Destroy();
+    lManager.Destroy();
+
+    EXPECT_TRUE(lManager.FindService(Str("/a").Get()) == nullptr);
+    EXPECT_TRUE(lManager.FindTechnology(Str("/t").Get()) == nullptr);
+    EXPECT_TRUE(lManager.ManagerGetProperties() == nullptr);
+    EXPECT_EQ(lManager.Notify(&lObserver), -3);
+    EXPECT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), -3);
+    EXPECT_EQ(lManager.Stop(), -3);
+    EXPECT_EQ(lManager.RemoveObserver(&lObserver), -17);
+    EXPECT_TRUE(lObserver.mCalls.empty());
+    EXPECT_TRUE(lSubscriber.Take().empty());
+    EXPECT_EQ(lService->GetRefCount(), 1);
+    EXPECT_EQ(Text(lService->GetName().Get()), "home");
+}
