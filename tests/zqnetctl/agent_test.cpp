@@ -1,0 +1,151 @@
+#include "tool.h"
+
+namespace zq::Test
+{
+
+constexpr const char *kPassphrase = "'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>}>";
+
+class AgentTest : public ToolTest
+{
+protected:
+    std::uint32_t Ask(const std::string &aFields)
+    {
+        return mConnMan.CallAgent("RequestInput",
+                                  "(objectpath '" + std::string(kHome) + "', @a{sv} {" + aFields + "})");
+    }
+
+    /** A connect whose daemon asks and then waits for ReleaseHeld. */
+    void ConnectAndAsk(Tool &, const std::string &aFields)
+    {
+        ASSERT_TRUE(mConnMan.WaitForCall("Connect"));
+        mTicket = Ask(aFields);
+        ASSERT_NE(mTicket, 0U);
+    }
+
+    std::string GetAnswer()
+    {
+        FakePeer::Reply lReply;
+
+        EXPECT_TRUE(mConnMan.WaitForReply(mTicket, lReply));
+        return lReply.mErrorName + lReply.mBody;
+    }
+
+    std::uint32_t mTicket = 0;
+};
+
+TEST_F(AgentTest, ConnectAnswersWithWhatStandsOnStandardInputAndNeverShowsIt)
+{
+    mConnMan.Script("Connect", Answer::Held());
+    Tool lTool({ "-vvv", "--json", "connect", "home" });
+
+    ConnectAndAsk(lTool, kPassphrase);
+    lTool.Write("opensesame\n");
+    EXPECT_EQ(GetAnswer(), "({'Passphrase': <'opensesame'>},)");
+    mConnMan.ReleaseHeld();
+
+    EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
+    EXPECT_EQ((lTool.GetOutput() + lTool.GetErrors()).find("opensesame"), std::string::npos);
+}
+
+TEST_F(AgentTest, EveryFieldThatMayBeAnsweredIsAskedForOnce)
+{
+    struct Case
+    {
+        const char *mFields;
+        const char *mInput;
+        const char *mAnswer;
+    };
+
+    const std::string lWPS =
+        "'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>, 'Alternates': <['WPS']>}>, "
+        "'WPS': <{'Type': <'wpspin'>, 'Requirement': <'alternate'>}>";
+    const Case lCases[] = {
+        { "'Identity': <{'Type': <'string'>, 'Requirement': <'mandatory'>}>, "
+          "'Passphrase': <{'Type': <'passphrase'>, 'Requirement': <'mandatory'>}>",
+          "me\nopensesame\n", "({'Identity': <'me'>, 'Passphrase': <'opensesame'>},)" },
+        { lWPS.c_str(), "\n12345670\n", "({'WPS': <'12345670'>},)" },
+        { lWPS.c_str(), "opensesame\n", "({'Passphrase': <'opensesame'>},)" },
+        { "'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>}>, "
+          "'PreviousPassphrase': <{'Type': <'psk'>, 'Requirement': <'informational'>, 'Value': <'old'>}>",
+          "opensesame\n", "({'Passphrase': <'opensesame'>},)" },
+    };
+
+    Tool lTool({ "agent" });
+    ASSERT_TRUE(WaitUntil([&] { return !mConnMan.GetAgentOwner().empty(); }));
+
+    for (const Case &lCase : lCases)
+    {
+        mTicket = Ask(lCase.mFields);
+        lTool.Write(lCase.mInput);
+        EXPECT_EQ(GetAnswer(), lCase.mAnswer) << lTool.GetErrors();
+    }
+
+    lTool.Signal(SIGINT);
+    EXPECT_EQ(lTool.Wait(), 0);
+    EXPECT_EQ(lTool.GetErrors(), "");
+}
+
+TEST_F(AgentTest, AnEmptyAnswerAndTheEndOfInputRefuse)
+{
+    for (const bool lEmpty : { true, false })
+    {
+        mConnMan.ClearCalls();
+        mConnMan.SetServiceProperty(kHome, "State", "'idle'");
+        mConnMan.Script("Connect", Answer::Held(), "", 1);
+        mConnMan.Script("Disconnect", Answer::Error("net.connman.Error.NotConnected", "Not connected"));
+        Tool lTool({ "connect", "home" });
+
+        ConnectAndAsk(lTool, kPassphrase);
+        if (lEmpty)
+            lTool.Write("\n");
+        else
+            lTool.EndInput();
+        EXPECT_TRUE(mConnMan.WaitForCall("Disconnect"));
+
+        mConnMan.ReleaseHeld();
+        EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
+    }
+}
+
+TEST_F(AgentTest, AQuestionIsDroppedWhenTheConnectionHasItsOutcome)
+{
+    mConnMan.Script("Connect", Answer::Held());
+    Tool lTool({ "connect", "home" }, Tool::kTerminal);
+
+    ConnectAndAsk(lTool, kPassphrase);
+    EXPECT_TRUE(lTool.WaitForOutput("Passphrase for home: ")) << lTool.GetOutput();
+    mConnMan.ReleaseHeld();
+    EXPECT_EQ(lTool.Wait(), 0);
+    EXPECT_NE(lTool.GetOutput().find("the request for credentials is over"), std::string::npos) << lTool.GetOutput();
+}
+
+TEST_F(AgentTest, ATerminalDoesNotEchoASecretButAnythingElse)
+{
+    Tool lTool({ "agent" }, Tool::kTerminal);
+    ASSERT_TRUE(WaitUntil([&] { return !mConnMan.GetAgentOwner().empty(); }));
+
+    mTicket = Ask("'Identity': <{'Type': <'string'>, 'Requirement': <'mandatory'>}>, " + std::string(kPassphrase));
+    ASSERT_TRUE(lTool.WaitForOutput("Identity for home: ")) << lTool.GetOutput();
+    lTool.Write("visible\n");
+    ASSERT_TRUE(lTool.WaitForOutput("Passphrase for home: ")) << lTool.GetOutput();
+    lTool.Write("opensesame\n");
+
+    EXPECT_EQ(GetAnswer(), "({'Identity': <'visible'>, 'Passphrase': <'opensesame'>},)");
+    lTool.Signal(SIGINT);
+    EXPECT_EQ(lTool.Wait(), 0);
+    EXPECT_NE(lTool.GetOutput().find("visible"), std::string::npos);
+    EXPECT_EQ(lTool.GetOutput().find("opensesame"), std::string::npos);
+}
+
+TEST_F(AgentTest, ServesADaemonThatComesLaterAndTellsItsErrors)
+{
+    mConnMan.Crash();
+    Tool lTool({ "--json", "agent" });
+
+    ASSERT_TRUE(mConnMan.Appear());
+    ASSERT_TRUE(WaitUntil([&] { return !mConnMan.GetAgentOwner().empty(); }));
+    mConnMan.CallAgent("ReportError", "(objectpath '" + std::string(kHome) + "', 'invalid-key')");
+    EXPECT_EQ(lTool.WaitForObject({ { "event", "ServiceError" } })["error"], "invalid-key");
+}
+
+} // namespace zq::Test

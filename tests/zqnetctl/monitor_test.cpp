@@ -1,0 +1,160 @@
+#include "tool.h"
+
+#include <csignal>
+#include <functional>
+
+namespace zq::Test
+{
+
+class MonitorTest : public ToolTest
+{
+protected:
+    /** The names of the events, in order. */
+    static Words GetNames(const Tool &aTool)
+    {
+        Words lNames;
+
+        for (const Json &lObject : aTool.GetObjects())
+            lNames.push_back(lObject.value("event", ""));
+        return lNames;
+    }
+};
+
+const Words kReplay = { "PropertiesChanged", "StateChanged", "ServicesAdded", "TechnologiesAdded" };
+
+TEST_F(MonitorTest, FirstTellsWhatIsThereInTheModelsOrder)
+{
+    Tool lTool({ "--json", "monitor", "--count", "4" });
+
+    EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
+    EXPECT_EQ(GetNames(lTool), kReplay);
+    EXPECT_EQ(lTool.GetObjects()[1]["state"], "offline");
+    EXPECT_EQ(lTool.GetObjects()[2]["services"][0]["path"], kHome);
+    EXPECT_EQ(lTool.GetObjects()[3]["technologies"][0]["properties"]["Type"], "wifi");
+}
+
+TEST_F(MonitorTest, EveryEventHasTheShapeThatConsumersRelyOn)
+{
+    struct Case
+    {
+        std::function<void()> mProvoke;
+        Json                  mEvent;
+    };
+
+    const std::string lGuest = FakeConnMan::ServicePath("wifi_guest");
+    const std::string lTech  = FakeConnMan::TechnologyPath("bluetooth");
+
+    const Case lCases[] = {
+        { [&] { mConnMan.SetManagerProperty("OfflineMode", "true"); },
+          { { "event", "PropertiesChanged" }, { "properties", { { "OfflineMode", true } } } } },
+        { [&] { mConnMan.SetManagerProperty("State", "'ready'"); },
+          { { "event", "StateChanged" }, { "state", "ready" } } },
+        { [&] { mConnMan.SetServiceProperty(kHome, "Strength", "byte 200"); },
+          { { "event", "ServiceChanged" }, { "service", kHome }, { "properties", { { "Strength", 200 } } } } },
+        { [&] { mConnMan.SetTechnologyProperty(kWiFi, "Connected", "true"); },
+          { { "event", "TechnologyChanged" }, { "technology", kWiFi }, { "properties", { { "Connected", true } } } } },
+        { [&] { mConnMan.CallAgent("ReportError", "(objectpath '" + std::string(kHome) + "', 'invalid-key')"); },
+          { { "event", "ServiceError" }, { "service", kHome }, { "error", "invalid-key" } } },
+        { [&]
+          {
+              mConnMan.CallAgent("RequestInput",
+                                 "(objectpath '" + std::string(kHome) +
+                                     "', @a{sv} {'PreviousPassphrase': <{'Type': <'psk'>, 'Requirement': "
+                                     "<'informational'>, 'Value': <'opensesame'>}>})");
+          },
+          { { "event", "ServiceInput" },
+            { "service", kHome },
+            { "fields",
+              { { "PreviousPassphrase",
+                  { { "Type", "psk" }, { "Requirement", "informational" }, { "Value", "********" } } } } } } },
+    };
+
+    Tool lTool({ "--json", "monitor" });
+    ASSERT_FALSE(lTool.WaitForObject({ { "event", "TechnologiesAdded" } }).is_null()) << lTool.GetErrors();
+
+    for (const Case &lCase : lCases)
+    {
+        lCase.mProvoke();
+        EXPECT_EQ(lTool.WaitForObject(lCase.mEvent), lCase.mEvent) << lTool.GetOutput();
+    }
+
+    mConnMan.AddService(lGuest, FakeConnMan::WiFiService("guest"));
+    mConnMan.AddTechnology(lTech, FakeConnMan::Technology("bluetooth"));
+    EXPECT_TRUE(lTool.WaitForOutput(R"("TechnologiesAdded","technologies":[{"path":")" + lTech));
+    mConnMan.RemoveService(lGuest);
+    mConnMan.RemoveTechnology(lTech);
+
+    const Json lTechnologies = lTool.WaitForObject({ { "event", "TechnologiesRemoved" } });
+    const Json lServices     = lTool.WaitForObject({ { "event", "ServicesRemoved" } });
+
+    EXPECT_EQ(lTechnologies.value("/technologies/0/path"_json_pointer, ""), lTech);
+    EXPECT_EQ(lServices.value("/services/0/properties/Name"_json_pointer, ""), "guest");
+
+    lTool.Signal(SIGINT);
+    EXPECT_EQ(lTool.Wait(), 0);
+    EXPECT_EQ(lTool.GetOutput().find("opensesame"), std::string::npos);
+}
+
+TEST_F(MonitorTest, WaitsForTheDaemon)
+{
+    mConnMan.Crash();
+    Tool lTool({ "--json", "monitor" });
+
+    EXPECT_EQ(lTool.WaitForObject({ { "event", "PropertiesChanged" } })["properties"], Json::object());
+    ASSERT_TRUE(mConnMan.Appear());
+    EXPECT_FALSE(lTool.WaitForObject({ { "event", "TechnologiesAdded" } }).is_null()) << lTool.GetErrors();
+    lTool.Signal(SIGTERM);
+    EXPECT_EQ(lTool.Wait(), 0);
+}
+
+TEST_F(MonitorTest, PlainLinesTellTheTimeAndOnlyWhatIsNew)
+{
+    Tool lTool({ "monitor" });
+
+    EXPECT_TRUE(lTool.WaitForOutput("  ServicesAdded home (wifi, idle), Wired (ethernet, online)\n"));
+    EXPECT_TRUE(lTool.WaitForOutput("  TechnologiesAdded WiFi (wifi, powered)\n"));
+    mConnMan.SetServiceProperty(kHome, "Strength", "byte 61");
+    mConnMan.SetServiceProperty(kHome, "Strength", "byte 61");
+    EXPECT_TRUE(lTool.WaitForOutput("  ServiceChanged home Strength=61\n"));
+    EXPECT_TRUE(lTool.WaitForOutput("  ServiceChanged home nothing new\n")) << lTool.GetOutput();
+    mConnMan.RemoveService(kHome);
+    EXPECT_TRUE(lTool.WaitForOutput("  ServicesRemoved home (wifi, idle)\n"));
+
+    for (const std::string &lLine : lTool.GetLines())
+        EXPECT_EQ(lLine.find_first_not_of("0123456789:."), 12U) << lLine;
+}
+
+TEST_F(MonitorTest, EndsAfterItsSecondsWhenNothingHappens)
+{
+    Tool lTool({ "--json", "monitor", "--seconds", "0.2" });
+
+    EXPECT_EQ(lTool.Wait(), 0);
+    EXPECT_EQ(GetNames(lTool), kReplay);
+}
+
+TEST_F(MonitorTest, EndsWhenNobodyReadsAnyMore)
+{
+    // Nothing happens after the first lines, so it cannot be writing that tells.
+    const std::string lCommand = std::string(ZQ_NETCTL) + " monitor | head -n 1 >/dev/null; exit ${PIPESTATUS[0]}";
+
+    EXPECT_EQ(system(("timeout 30 bash -c '" + lCommand + "'").c_str()), 0);
+}
+
+TEST_F(MonitorTest, TenThousandEventsComeCompleteAndInOrder)
+{
+    constexpr int kCount = 10000;
+    Tool          lTool({ "--json", "monitor", "--count", std::to_string(kCount + 4) });
+
+    ASSERT_FALSE(lTool.WaitForObject({ { "event", "TechnologiesAdded" } }).is_null());
+    for (int lNumber = 0; lNumber < kCount; lNumber++)
+        mConnMan.SetServiceProperty(kHome, "Number", "int32 " + std::to_string(lNumber));
+
+    ASSERT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
+    const auto lObjects = lTool.GetObjects();
+
+    ASSERT_EQ(lObjects.size(), kCount + 4U);
+    for (int lNumber = 0; lNumber < kCount; lNumber++)
+        ASSERT_EQ(lObjects[static_cast<std::size_t>(lNumber) + 4]["properties"]["Number"], lNumber);
+}
+
+} // namespace zq::Test

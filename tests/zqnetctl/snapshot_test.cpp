@@ -1,0 +1,133 @@
+#include "tool.h"
+
+namespace zq::Test
+{
+
+class SnapshotTest : public ToolTest
+{
+protected:
+    static std::vector<Json> GetObjects(const Words &aWords)
+    {
+        Tool lTool(aWords);
+
+        EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
+        return lTool.GetObjects();
+    }
+};
+
+TEST_F(SnapshotTest, WithoutTheDaemonEverySnapshotAndActionExitsWith3)
+{
+    mConnMan.Crash();
+
+    for (const Words &lWords :
+         { Words{ "state" }, Words{ "--json", "technologies" }, Words{ "services" }, Words{ "provisions" },
+           Words{ "connect", "home" }, Words{ "enable", "wifi" }, Words{ "provision", "list" } })
+    {
+        const Result lResult = RunTool(lWords);
+
+        EXPECT_EQ(lResult.mStatus, 3) << lWords.front();
+        EXPECT_EQ(lResult.mOutput, "");
+        EXPECT_NE(lResult.mErrors.find("ConnMan is not on the bus\n"), std::string::npos) << lResult.mErrors;
+    }
+}
+
+TEST_F(SnapshotTest, ADaemonWhoseAnswersCannotBeUsedIsNotAnAbsentOne)
+{
+    mConnMan.Script("GetProperties", Answer::Value("('nonsense',)"), "/");
+
+    EXPECT_EQ(RunTool({ "technologies" }).mStatus, 1);
+}
+
+TEST_F(SnapshotTest, PlainTablesAreAligned)
+{
+    EXPECT_EQ(RunTool({ "state" }).mOutput, "PROPERTY     VALUE\n"
+                                            "OfflineMode  no\n"
+                                            "SessionMode  no\n"
+                                            "State        offline\n");
+
+    EXPECT_EQ(RunTool({ "technologies" }).mOutput, "TYPE  NAME  POWERED  CONNECTED  TETHERING  PATH\n"
+                                                   "wifi  WiFi  yes      no         no         " +
+                                                       std::string(kWiFi) + "\n");
+
+    EXPECT_EQ(RunTool({ "services" }).mOutput, "   NAME   TYPE      STATE   STRENGTH  SECURITY  ADDRESS    PATH\n"
+                                               "   home   wifi      idle    60        psk       -          " +
+                                                   std::string(kHome) +
+                                                   "\n"
+                                                   "*  Wired  ethernet  online  -         -         192.0.2.7  " +
+                                                   std::string(kWired) + "\n");
+}
+
+TEST_F(SnapshotTest, WideAndHostileNamesNeitherBreakTheColumnsNorReachTheTerminal)
+{
+    mConnMan.Reset();
+    mConnMan.AddServices({ { kHome, FakeConnMan::WiFiService("Z\u00fcrich\u2713") },
+                           { kWired, FakeConnMan::WiFiService("\x1b[2J\u009b31m\\nx") } });
+
+    const std::string lOutput = RunTool({ "services" }).mOutput;
+
+    EXPECT_NE(lOutput.find("   Z\u00fcrich\u2713     wifi  idle"), std::string::npos) << lOutput;
+    EXPECT_NE(lOutput.find("   ?[2J?31m?x  wifi  idle"), std::string::npos) << lOutput;
+}
+
+TEST_F(SnapshotTest, JsonKeepsEveryType)
+{
+    mConnMan.SetServiceProperty(kHome, "Odd", "{'Inner': <{'Deep': <int64 -5>}>, 'Bytes': <[byte 1, 0xff]>}");
+    mConnMan.SetServiceProperty(kHome, "Half", "0.5");
+
+    EXPECT_EQ(GetObjects({ "--json", "state" }).at(0),
+              Json({ { "State", "offline" }, { "OfflineMode", false }, { "SessionMode", false } }));
+
+    const auto lServices = GetObjects({ "--json", "services" });
+
+    ASSERT_EQ(lServices.size(), 2U);
+    EXPECT_EQ(lServices[0]["path"], kHome);
+    EXPECT_EQ(lServices[0]["properties"]["Strength"], 60);
+    EXPECT_EQ(lServices[0]["properties"]["Security"], Json({ "psk" }));
+    EXPECT_EQ(lServices[0]["properties"]["Odd"], Json::parse(R"({"Inner":{"Deep":-5},"Bytes":[1,255]})"));
+    EXPECT_EQ(lServices[0]["properties"]["Half"], 0.5);
+    EXPECT_EQ(lServices[1]["properties"]["Ethernet"]["MTU"], 1500);
+}
+
+TEST_F(SnapshotTest, ExactDecodingRefusesWhatTheDevicesDaemonNeverSends)
+{
+    const Result lResult = RunTool({ "--exact", "--json", "services" });
+
+    EXPECT_EQ(lResult.mStatus, 1) << lResult.mErrors;
+    EXPECT_EQ(lResult.mOutput, "");
+    EXPECT_NE(lResult.mErrors.find("zqnetctl: services: not all could be loaded\n"), std::string::npos);
+}
+
+TEST_F(SnapshotTest, SecretsOfPropertiesAreMasked)
+{
+    mConnMan.SetServiceProperty(kHome, "Passphrase", "'opensesame'");
+    mConnMan.SetTechnologyProperty(kWiFi, "TetheringPassphrase", "'opensesame'");
+
+    for (const char *lCommand : { "services", "technologies", "monitor" })
+        for (const Words &lWords : { Words{ "-vvv", lCommand }, Words{ "-vvv", "--json", lCommand } })
+        {
+            Tool lTool(lWords);
+
+            EXPECT_TRUE(lTool.WaitForOutput(lWords.size() == 3 ? "********" : "home") || lTool.WaitForOutput("wifi"));
+            lTool.Signal(SIGINT);
+            EXPECT_EQ(lTool.Wait(), 0) << lCommand;
+            EXPECT_EQ(lTool.GetOutput().find("opensesame"), std::string::npos) << lCommand;
+            EXPECT_EQ(lTool.GetErrors().find("opensesame"), std::string::npos) << lCommand;
+        }
+}
+
+TEST_F(SnapshotTest, VerbosityDecidesWhatIsLogged)
+{
+    const std::pair<Words, const char *> kCases[] = { { { "state" }, "" },
+                                                      { { "-vv", "state" }, "[2] " },
+                                                      { { "-v", "-vv", "state" }, "[1] " } };
+
+    for (const auto &lCase : kCases)
+    {
+        const Result lResult = RunTool(lCase.first);
+
+        EXPECT_EQ(lResult.mErrors.empty(), *lCase.second == '\0') << lResult.mErrors;
+        EXPECT_NE(lResult.mErrors.find(lCase.second), std::string::npos);
+    }
+}
+
+} // namespace zq::Test

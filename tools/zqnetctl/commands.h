@@ -1,0 +1,38 @@
+/**
+ *  @file
+ *    The commands. Each finds its arguments in the session's options, as many as
+ *    the table in main.cpp says, and yields the exit status.
+ */
+
+#ifndef ZQNETCTL_COMMANDS_H
+#define ZQNETCTL_COMMANDS_H
+
+#include "session.h"
+
+namespace zqnetctl
+{
+
+ExitStatus ShowState(Session &aSession);
+ExitStatus ShowTechnologies(Session &aSession);
+ExitStatus ShowServices(Session &aSession);
+ExitStatus ShowProvisions(Session &aSession);
+ExitStatus RunMonitor(Session &aSession);
+ExitStatus EnableTechnology(Session &aSession);
+ExitStatus DisableTechnology(Session &aSession);
+ExitStatus ScanTechnology(Session &aSession);
+ExitStatus CheckOnline(Session &aSession);
+ExitStatus ConnectService(Session &aSession);
+ExitStatus DisconnectService(Session &aSession);
+ExitStatus RemoveService(Session &aSession);
+ExitStatus SetServiceProperty(Session &aSession);
+ExitStatus ClearServiceProperty(Session &aSession);
+ExitStatus RunAgent(Session &aSession);
+ExitStatus CreateProvision(Session &aSession);
+ExitStatus SetProvisionProperty(Session &aSession);
+ExitStatus ClearProvisionProperty(Session &aSession);
+ExitStatus RemoveProvision(Session &aSession);
+ExitStatus RemoveAllProvisions(Session &aSession);
+
+} // namespace zqnetctl
+
+#endif // ZQNETCTL_COMMANDS_H

@@ -1,0 +1,168 @@
+#include "commands.h"
+#include "output.h"
+#include "prompt.h"
+
+#include <zqconnman.h>
+
+#include <functional>
+
+namespace zqnetctl
+{
+
+namespace
+{
+
+constexpr const char *kIdentifier    = "ProvisionIdentifier";
+constexpr const char *kExtendedPANID = "ExtendedPANID";
+
+/** Only groups of this prefix are read back from the file. */
+constexpr const char *kPrefix = "service_";
+
+const std::vector<std::string> &GetArguments(const Session &aSession)
+{
+    return aSession.GetOptions().mArguments;
+}
+
+/**
+ *  The value of a property from its text: a string, or an unsigned number for
+ *  an extended PAN ID. "-" for a secret asks for it, so that it need not stand
+ *  in the list of processes.
+ *
+ *  @returns null when there is none.
+ */
+CFUSharedRef<CFTypeRef> ToValue(Prompt &aPrompt, const std::string &aKey, std::string aText)
+{
+    unsigned long long lNumber = 0;
+
+    if (IsSecret(aKey) && aText == "-" &&
+        aPrompt.Ask(
+            aKey, true, Deadline(), [](const Json &) { return false; }, aText) != Prompt::kAnswered)
+        return nullptr;
+
+    if (aKey != kExtendedPANID)
+        return FromText(aText);
+    if (!ParseUnsigned(aText, lNumber))
+        return nullptr;
+    return CFUAdopt<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &lNumber));
+}
+
+/**
+ *  Whether the file has followed. The manager's operations succeed when the
+ *  record has changed in memory, so the file is compared with the records here
+ *  (and written, should it still differ).
+ */
+zqError CheckFile(Manager &aManager)
+{
+    zqRefObjectArray<Provision> lProvisions;
+    const zqError               lError = aManager.GetProvisions(lProvisions);
+    const auto                  lSet   = CreateDictionary();
+
+    if (lError != zqError_None || !lSet)
+        return lError != zqError_None ? lError : zqError_NoResources;
+
+    for (int lIndex = 0; lIndex < lProvisions.GetNumElements(); lIndex++)
+        CFDictionarySetValue(lSet.Get(), lProvisions.GetElementPtr(lIndex)->GetPath().Get(),
+                             lProvisions.GetElementPtr(lIndex)->CopyProperties().Get());
+
+    return zqConnMan().UpdateProvisions(lSet.Get(), true);
+}
+
+/** The end of every change: complain of its failure, or of the file's. */
+ExitStatus Finish(Session &aSession, const std::string &aSubject, zqError anError)
+{
+    return Complain(aSession.GetOptions().mCommand + aSubject,
+                    anError != zqError_None ? anError : CheckFile(aSession.GetManager()));
+}
+
+ExitStatus RefuseUsage(Session &aSession, const std::string &aProblem)
+{
+    Complain(aSession.GetOptions().mCommand, aProblem);
+    return kExitUsage;
+}
+
+/** Add one "KEY=VALUE" to a record. @returns what is wrong with it, or nothing. */
+std::string AddToRecord(Prompt &aPrompt, const std::string &aWord, CFMutableDictionaryRef aRecord)
+{
+    const auto lEqual = aWord.find('=');
+
+    if (lEqual == std::string::npos)
+        return "an argument is not KEY=VALUE";
+
+    const std::string lName  = aWord.substr(0, lEqual);
+    const auto        lKey   = FromText(lName);
+    const auto        lValue = ToValue(aPrompt, lName, aWord.substr(lEqual + 1));
+
+    if (!lKey || !lValue)
+        return lName + ": no value that can be used";
+
+    CFDictionarySetValue(aRecord, lKey.Get(), lValue.Get());
+    return std::string();
+}
+
+/** Do something with the listed record of the first argument. */
+ExitStatus Change(Session &aSession, const std::function<zqError(const Provision &aProvision)> &aChange)
+{
+    zqSharedPtr<Provision> lProvision;
+    const std::string     &lIdentifier = GetArguments(aSession)[0];
+    const zqError lError = aSession.GetManager().ManagerLookupProvisionIdentifier(FromText(lIdentifier), lProvision);
+
+    return Finish(aSession, " " + lIdentifier, lError != zqError_None ? lError : aChange(*lProvision));
+}
+
+} // namespace
+
+ExitStatus CreateProvision(Session &aSession)
+{
+    Prompt                 lPrompt(aSession.GetInbox());
+    zqSharedPtr<Provision> lProvision;
+    const auto             lRecord = CreateDictionary();
+
+    if (!lRecord)
+        return Finish(aSession, "", zqError_NoResources);
+
+    for (const std::string &lWord : GetArguments(aSession))
+        if (const std::string lProblem = AddToRecord(lPrompt, lWord, lRecord.Get()); !lProblem.empty())
+            return RefuseUsage(aSession, lProblem);
+
+    const auto        lFound      = CFDictionaryGetValue(lRecord.Get(), FromText(kIdentifier).Get());
+    const std::string lIdentifier = ToText(static_cast<CFStringRef>(lFound));
+
+    if (lIdentifier.rfind(kPrefix, 0) != 0 || lIdentifier == kPrefix)
+        return RefuseUsage(aSession, "ProvisionIdentifier=service_NAME is needed");
+
+    return Finish(aSession, " " + lIdentifier, aSession.GetManager().ProvisionCreate(lRecord, lProvision));
+}
+
+ExitStatus SetProvisionProperty(Session &aSession)
+{
+    Prompt             lPrompt(aSession.GetInbox());
+    const std::string &lName  = GetArguments(aSession)[1];
+    const auto         lKey   = FromText(lName);
+    const auto         lValue = ToValue(lPrompt, lName, GetArguments(aSession)[2]);
+
+    if (!lKey || !lValue || lName == kIdentifier)
+        return RefuseUsage(aSession, lName + ": no value that can be used");
+
+    return Change(aSession, [&](const Provision &aProvision)
+                  { return aSession.GetManager().ProvisionSetProperty(aProvision, lKey, lValue); });
+}
+
+ExitStatus ClearProvisionProperty(Session &aSession)
+{
+    return Change(
+        aSession, [&](const Provision &aProvision)
+        { return aSession.GetManager().ProvisionClearProperty(aProvision, FromText(GetArguments(aSession)[1])); });
+}
+
+ExitStatus RemoveProvision(Session &aSession)
+{
+    return Change(aSession,
+                  [&](const Provision &aProvision) { return aSession.GetManager().ProvisionRemove(aProvision); });
+}
+
+ExitStatus RemoveAllProvisions(Session &aSession)
+{
+    return Finish(aSession, "", aSession.GetManager().ProvisionRemoveAll());
+}
+
+} // namespace zqnetctl

@@ -1,0 +1,134 @@
+#include "session.h"
+
+#include "log.h"
+
+#include <zqconnman.h>
+
+namespace zqnetctl
+{
+
+namespace
+{
+
+/** For the bus to say who is on it: it is asked only when the manager, which waits less, has found nobody. */
+constexpr int kOwnerTimeout = 5000;
+
+/** For a daemon that is on the bus but had not answered when the manager was made. */
+constexpr std::chrono::seconds kLoadLimit{ 40 };
+
+/** When no event has come for so long, a late load is over. */
+constexpr std::chrono::milliseconds kQuiet{ 500 };
+
+/** Whether anybody owns the daemon's name, asked over a connection of this thread. */
+bool IsDaemonOnBus()
+{
+    zqDBus      *lBus   = zqDBus::GetThreadDefaultInstance();
+    DBusMessage *lReply = nullptr;
+    const char  *lName  = "net.connman";
+    dbus_bool_t  lOwned = FALSE;
+    DBusMessage *lMessage =
+        zqDBus::NewMethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "NameHasOwner");
+
+    if (lBus != nullptr && lMessage != nullptr &&
+        dbus_message_append_args(lMessage, DBUS_TYPE_STRING, &lName, DBUS_TYPE_INVALID) &&
+        lBus->PerformMethodCallWithMessage(lMessage, nullptr, &lReply, kOwnerTimeout, nullptr) == zqError_None)
+        (void)zqDBus::DecodeMessageParams(lReply, nullptr, DBUS_TYPE_BOOLEAN, &lOwned, DBUS_TYPE_INVALID);
+
+    if (lReply != nullptr)
+        dbus_message_unref(lReply);
+    if (lMessage != nullptr)
+        dbus_message_unref(lMessage);
+    return lOwned != FALSE;
+}
+
+} // namespace
+
+Session::Session(const Options &anOptions)
+    : mOptions(anOptions), mReporter([this](Json anEvent) { mInbox.Post(std::move(anEvent)); })
+{
+}
+
+Session::~Session()
+{
+    if (!mLoop.joinable())
+        return;
+
+    if (mManager != nullptr)
+        mManager->Stop();
+    mLoop.join();
+}
+
+ExitStatus Session::Open(bool aDaemonNeeded)
+{
+    std::promise<zqError> lCreated;
+    std::future<zqError>  lResult = lCreated.get_future();
+
+    if (const zqError lError = mInbox.Open(); lError != zqError_None)
+        return Complain(mOptions.mCommand, lError);
+
+    zqConnMan::SetDecoding(mOptions.mExact ? zqConnMan::kDecodingExact : zqConnMan::kDecodingTolerant);
+    mLoop = std::thread(&Session::RunLoop, this, std::move(lCreated));
+
+    if (const zqError lError = lResult.get(); lError != zqError_None)
+    {
+        Complain(mOptions.mCommand, "the system bus cannot be used: " + DescribeError(lError));
+        return kExitAbsent;
+    }
+
+    const ExitStatus lStatus = aDaemonNeeded ? FindDaemon() : kExitSuccess;
+
+    mComplete = GetNumErrors() == 0;
+    return lStatus;
+}
+
+void Session::RunLoop(std::promise<zqError> aCreated)
+{
+    zqError lError = zqError_None;
+
+    mManager.reset(zq::NetworkManager::CreateManager(lError, nullptr));
+    if (mManager == nullptr)
+        return aCreated.set_value(lError);
+
+    // Observing before the loop runs: no change can overtake the replay of what is there.
+    lError = mManager->AddObserver(&mReporter);
+    aCreated.set_value(lError);
+
+    mManager->Run();
+    (void)mManager->RemoveObserver(&mReporter);
+    mManager.reset();
+}
+
+ExitStatus Session::FindDaemon()
+{
+    // A daemon that has been loaded has a state.
+    if (mManager->ManagerGetState())
+        return kExitSuccess;
+
+    if (!IsDaemonOnBus())
+    {
+        Complain(mOptions.mCommand, "ConnMan is not on the bus");
+        return kExitAbsent;
+    }
+
+    if (AwaitLoad())
+        return kExitSuccess;
+
+    Complain(mOptions.mCommand, "ConnMan's answers cannot be used");
+    return kExitFailed;
+}
+
+bool Session::AwaitLoad()
+{
+    const Deadline lDeadline = GetDeadline(kLoadLimit);
+    Json           lEvent;
+
+    while (!mManager->ManagerGetState())
+        if (mInbox.Wait(lEvent, lDeadline) != Inbox::kEvent)
+            return false;
+
+    while (mInbox.Wait(lEvent, GetDeadline(kQuiet)) == Inbox::kEvent)
+        continue;
+    return true;
+}
+
+} // namespace zqnetctl
