@@ -110,7 +110,8 @@ ExitStatus Session::FindDaemon()
         return kExitAbsent;
     }
 
-    if (AwaitLoad())
+    // What could not be loaded when the manager was made is not going to come by waiting.
+    if (GetNumErrors() == 0 && AwaitLoad())
         return kExitSuccess;
 
     Complain(mOptions.mCommand, "ConnMan's answers cannot be used");
