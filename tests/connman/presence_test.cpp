@@ -316,55 +316,28 @@ TEST_F(PresenceTest, DestroyTakesTheAgentBackAndMayBeRepeated)
     EXPECT_EQ(Take(), kLoaded);
 }
 
-/** Handle the bus of the calling thread until the condition holds. */
-bool Pump(zqDBus *aDBus, const std::function<bool()> &aCondition)
+TEST_F(ConnManTest, TheLossOfTheBusEndsInUnavailableAndEveryCallInWrongState)
 {
-    return WaitUntil(
-        [&]
-        {
-            unsigned int lCount       = 0;
-            PRPollDesc  *lDescriptors = aDBus->GetPollDescriptors(lCount, nullptr);
+    const std::string lPath = Path("a");
 
-            (void)PR_Poll(lDescriptors, lCount, PR_MillisecondsToInterval(5));
-            (void)aDBus->HandleEvents(lDescriptors);
-            return aCondition();
-        });
-}
-
-TEST(BusTest, ItsLossEndsInUnavailableAndEveryCallInWrongState)
-{
-    ASSERT_TRUE(SystemBus().Start());
-
-    LogCapture        lLog;
-    FakeConnMan       lFake;
-    RecordingDelegate lDelegate;
-    zqConnMan         lConnMan;
-    const char *const lPath = "/net/connman/service/a";
-
-    ASSERT_TRUE(lFake.Appear());
-    lFake.AddService(lPath, { { "State", "'idle'" } });
-    lFake.Script("Connect", Answer::Silence());
-    lConnMan.SetDelegate(&lDelegate);
-    ASSERT_EQ(lConnMan.Init(20000), 0);
-
-    zqDBus *const lDBus = zqDBus::GetThreadDefaultInstance();
-
-    ASSERT_TRUE(Pump(lDBus, [&] { return lDelegate.Count("Available") == 1; }));
-    ASSERT_EQ(lConnMan.ServiceConnect(lPath), 0);
+    AddService("a");
+    mFake.Script("Connect", Answer::Silence());
+    Start();
+    ASSERT_EQ(mConnMan.ServiceConnect(lPath.c_str()), 0);
 
     SystemBus().Kill();
-    EXPECT_TRUE(Pump(lDBus, [&] { return lDelegate.Count("Unavailable") == 1; }));
-    EXPECT_EQ(lDelegate.Count("ServiceDidNotConnect /net/connman/service/a"), 1u);
-    EXPECT_TRUE(lLog.Contains("connman: the bus is gone", 3));
-    EXPECT_EQ(lConnMan.ServiceDisconnect(lPath), zqError_WrongState);
-    EXPECT_EQ(lConnMan.ServiceConnect(lPath), zqError_WrongState);
+    EXPECT_TRUE(PumpUntil([&] { return mDelegate.Count("Unavailable") == 1; }));
+    EXPECT_EQ(mDelegate.Count("ServiceDidNotConnect " + lPath), 1u);
+    EXPECT_TRUE(mLog.Contains("connman: the bus is gone", 3));
+    EXPECT_EQ(mConnMan.ServiceDisconnect(lPath.c_str()), zqError_WrongState);
+    EXPECT_EQ(mConnMan.ServiceConnect(lPath.c_str()), zqError_WrongState);
 
     // Without a bus there is no client; with a new one there is.
-    lConnMan.Destroy();
-    EXPECT_EQ(lConnMan.Init(), zqError_Failed);
-    EXPECT_TRUE(lLog.Contains("ASSERT: connman: mDBus != __null", 4));
+    mConnMan.Destroy();
+    EXPECT_EQ(mConnMan.Init(), zqError_Failed);
+    EXPECT_TRUE(mLog.Contains("ASSERT: connman: mDBus != __null", 4));
     ASSERT_TRUE(SystemBus().Start());
-    EXPECT_EQ(lConnMan.Init(), 0);
+    EXPECT_EQ(mConnMan.Init(), 0);
 }
 
 } // namespace

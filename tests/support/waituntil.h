@@ -13,7 +13,7 @@ namespace zq::Test
 {
 
 /** Long enough for a loaded machine under a sanitizer; a passing test never waits so long. */
-constexpr std::chrono::milliseconds kWaitLimit{ 15000 };
+constexpr std::chrono::milliseconds kWaitLimit{ 60000 };
 
 /** Poll until the condition holds; false when it did not within the limit. */
 template <typename Condition>
