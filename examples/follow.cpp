@@ -6,6 +6,7 @@
  *  change. The daemon may come, go and come again meanwhile.
  */
 
+#include <zqconnman.h>
 #include <zqnetworkmanager.h>
 
 #include <csignal>
@@ -47,6 +48,9 @@ private:
 
 int main()
 {
+    // A current ConnMan sends types that the device's own does not.
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+
     zqError  lError = zqError_None;
     Printer  lPrinter;
     sigset_t lSignals;

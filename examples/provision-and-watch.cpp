@@ -6,6 +6,7 @@
  *  that name is in reach, the daemon connects it by itself.
  */
 
+#include <zqconnman.h>
 #include <zqnetworkmanager.h>
 
 #include <cstdio>
@@ -56,6 +57,9 @@ zqError Store(Manager &aManager, const zqString &aName, const zqString &aPassphr
 
 int main(int aCount, char **aWords)
 {
+    // A current ConnMan sends types that the device's own does not.
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+
     zqError                        lError = zqError_None;
     const zqString                 lName(aCount > 1 ? aWords[1] : "home");
     const std::unique_ptr<Manager> lManager(CreateManager(lError, nullptr));

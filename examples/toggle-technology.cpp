@@ -6,6 +6,7 @@
  *  daemon reports the change, and an observer is told then.
  */
 
+#include <zqconnman.h>
 #include <zqnetworkmanager.h>
 
 #include <cstdio>
@@ -38,6 +39,9 @@ private:
 
 int main(int aCount, char **aWords)
 {
+    // A current ConnMan sends types that the device's own does not.
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+
     zqError                        lError = zqError_None;
     const zqString                 lType(aCount > 1 ? aWords[1] : "wifi");
     const std::unique_ptr<Manager> lManager(CreateManager(lError, nullptr));
