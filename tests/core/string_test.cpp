@@ -1,4 +1,4 @@
-#include "failingallocations.h"
+#include <failingallocations.h>
 
 #include <zqstring.h>
 

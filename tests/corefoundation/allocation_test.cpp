@@ -1,5 +1,5 @@
-#include "failingallocations.h"
 #include "values.h"
+#include <failingallocations.h>
 
 #include <gtest/gtest.h>
 

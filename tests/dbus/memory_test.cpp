@@ -1,6 +1,6 @@
 #include "testbus.h"
 
-#include "../core/failingallocations.h"
+#include <failingallocations.h>
 
 namespace zq::Test
 {
