@@ -587,6 +587,8 @@ private:
     zqError PerformCall(const char *aPath, const char *anInterface, const char *aMethod, zqDBusPendingCall *aPending,
                         DBusMessage **aReply, int aTimeout, DBusError *anError, int aFirstType, va_list anArguments);
     zqError Call(const char *aPath, const char *anInterface, const char *aMethod, int aFirstType, ...);
+    template <class T, class Send>
+    zqError SendPending(const char *aPath, Send aSend);
     template <class T>
     zqError CallAsync(const char *aPath, const char *anInterface, const char *aMethod, const char *aText);
     zqError GetProperties(const char *aPath, const char *anInterface, const char *aMethod, int aTimeout,

@@ -5,6 +5,7 @@
 
 #include "zqconnman-private.h"
 
+#include <memory>
 #include <new>
 
 using namespace zq::ConnMan;
@@ -21,58 +22,48 @@ void LogSetProperty(const char *aName, const void *aValue, const char *aPath, co
            aPath, anInterface, aTimeout);
 }
 
-/** A new pending call about a path. */
-template <class T>
-zqError MakePendingCall(zqConnMan *aConnMan, const char *aPath, T *&aPending)
-{
-    const auto lPath = MakeString(aPath);
-
-    ZQ_REQUIRE(lPath != NULL, zqError_NoResources);
-
-    aPending = new (std::nothrow) T(aConnMan, lPath.Get());
-    ZQ_REQUIRE(aPending != NULL, zqError_OutOfMemory);
-
-    return zqError_None;
-}
-
 } // namespace
 
-/** Send a call of no argument, or of one text. Once it is sent the pending call belongs to the bus. */
-template <class T>
-zqError zqConnMan::CallAsync(const char *aPath, const char *anInterface, const char *aMethod, const char *aText)
+/** Make a pending call about a path and send it. Once it is sent it belongs to the bus. */
+template <class T, class Send>
+zqError zqConnMan::SendPending(const char *aPath, Send aSend)
 {
-    T      *lPending = nullptr;
-    zqError lReturn  = CanCall();
+    zqError lReturn = CanCall();
 
-    if (lReturn == zqError_None)
-        lReturn = MakePendingCall(this, aPath, lPending);
     if (lReturn != zqError_None)
         return lReturn;
 
-    lReturn = PerformMethodCall(aPath, anInterface, aMethod, lPending, mTimeout,
-                                aText != nullptr ? DBUS_TYPE_STRING : DBUS_TYPE_INVALID, &aText, DBUS_TYPE_INVALID);
-    if (lReturn != zqError_None)
-        delete lPending;
+    const auto lPath = MakeString(aPath);
+    ZQ_REQUIRE(lPath != NULL, zqError_NoResources);
+
+    std::unique_ptr<T> lPending(new (std::nothrow) T(this, lPath.Get()));
+    ZQ_REQUIRE(lPending != NULL, zqError_OutOfMemory);
+
+    lReturn = aSend(lPending.get());
+    if (lReturn == zqError_None)
+        (void)lPending.release();
 
     return lReturn;
+}
+
+/** Send a call of no argument, or of one text. */
+template <class T>
+zqError zqConnMan::CallAsync(const char *aPath, const char *anInterface, const char *aMethod, const char *aText)
+{
+    return SendPending<T>(aPath,
+                          [&](T *aPending)
+                          {
+                              return PerformMethodCall(aPath, anInterface, aMethod, aPending, mTimeout,
+                                                       aText != nullptr ? DBUS_TYPE_STRING : DBUS_TYPE_INVALID, &aText,
+                                                       DBUS_TYPE_INVALID);
+                          });
 }
 
 template <class T>
 zqError zqConnMan::SetPropertyAsync(const char *aPath, const char *anInterface, const char *aName, const void *aValue)
 {
-    T      *lPending = nullptr;
-    zqError lReturn  = CanCall();
-
-    if (lReturn == zqError_None)
-        lReturn = MakePendingCall(this, aPath, lPending);
-    if (lReturn != zqError_None)
-        return lReturn;
-
-    lReturn = SetProperty(aPath, anInterface, mTimeout, lPending, aName, aValue);
-    if (lReturn != zqError_None)
-        delete lPending;
-
-    return lReturn;
+    return SendPending<T>(aPath, [&](T *aPending)
+                          { return SetProperty(aPath, anInterface, mTimeout, aPending, aName, aValue); });
 }
 
 // Services

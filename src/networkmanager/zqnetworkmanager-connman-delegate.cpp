@@ -55,6 +55,32 @@ bool Manager::IsOwnForOnline(const zqConnMan *aConnMan, CFStringRef aPath) const
     return true;
 }
 
+zqSharedPtr<Service> Manager::FindReportedService(CFStringRef aPath, const char *aReason, Absence anAbsence)
+{
+    zqSharedPtr<Service> lService = FindService(aPath);
+
+    if (lService == nullptr)
+    {
+        if (anAbsence == kAsserted)
+            (void)ZQ_CHECK(lService != NULL);
+        LogNotFound("service", aPath, aReason);
+    }
+    return lService;
+}
+
+zqSharedPtr<Technology> Manager::FindReportedTechnology(CFStringRef aPath, const char *aReason, Absence anAbsence)
+{
+    zqSharedPtr<Technology> lTechnology = FindTechnology(aPath);
+
+    if (lTechnology == nullptr)
+    {
+        if (anAbsence == kAsserted)
+            (void)ZQ_CHECK(lTechnology != NULL);
+        LogNotFound("technology", aPath, aReason);
+    }
+    return lTechnology;
+}
+
 // The daemon's manager
 
 void Manager::StateChanged(zqConnMan *aConnMan, CFStringRef aState)
@@ -113,12 +139,9 @@ void Manager::ServiceChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionar
     if (!IsOwn(aConnMan, aPath) || !ZQ_CHECK(aProperties != NULL))
         return;
 
-    const zqSharedPtr<Service> lService = FindService(aPath);
-    if (!ZQ_CHECK(lService != NULL))
-    {
-        LogNotFound("service", aPath, "properties change");
+    const zqSharedPtr<Service> lService = FindReportedService(aPath, "properties change", kAsserted);
+    if (lService == nullptr)
         return;
-    }
 
     zqError lReturn = lService->Refresh(CFURetain(aProperties));
     if (ZQ_CHECK(lReturn == 0))
@@ -133,12 +156,9 @@ zqError Manager::ServiceRequestInput(zqConnMan *aConnMan, CFStringRef aPath, CFD
     if (!IsOwn(aConnMan, aPath) || !ZQ_CHECK(aProperties != NULL))
         return zqError_InvalidArgument;
 
-    const zqSharedPtr<Service> lService = FindService(aPath);
-    if (!ZQ_CHECK(lService != NULL))
-    {
-        LogNotFound("service", aPath, "input request");
+    const zqSharedPtr<Service> lService = FindReportedService(aPath, "input request", kAsserted);
+    if (lService == nullptr)
         return zqError_None;
-    }
 
     const zqError lReturn = SignalServiceInput(lService.Get(), aProperties);
     (void)ZQ_CHECK(lReturn == 0);
@@ -194,12 +214,9 @@ void Manager::ServiceIsOnline(zqConnMan *aConnMan, CFStringRef aPath)
     if (!IsOwnForOnline(aConnMan, aPath))
         return;
 
-    const zqSharedPtr<Service> lService = FindService(aPath);
+    const zqSharedPtr<Service> lService = FindReportedService(aPath, "online check failure", kLogged);
     if (lService == nullptr)
-    {
-        LogNotFound("service", aPath, "online check failure");
         return;
-    }
 
     const zqError lError = SignalServiceIsOnline(lService.Get());
     (void)ZQ_CHECK(lError == 0);
@@ -210,12 +227,9 @@ void Manager::ServiceIsNotOnline(zqConnMan *aConnMan, CFStringRef aPath, zqError
     if (!IsOwnForOnline(aConnMan, aPath))
         return;
 
-    const zqSharedPtr<Service> lService = FindService(aPath);
+    const zqSharedPtr<Service> lService = FindReportedService(aPath, "online check failure", kLogged);
     if (lService == nullptr)
-    {
-        LogNotFound("service", aPath, "online check failure");
         return;
-    }
 
     const zqError lError = SignalServiceIsNotOnline(lService.Get(), anError);
     (void)ZQ_CHECK(lError == 0);
@@ -248,12 +262,9 @@ void Manager::TechnologyChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictio
     if (!IsOwn(aConnMan, aPath) || !ZQ_CHECK(aProperties != NULL))
         return;
 
-    const zqSharedPtr<Technology> lTechnology = FindTechnology(aPath);
-    if (!ZQ_CHECK(lTechnology != NULL))
-    {
-        LogNotFound("technology", aPath, "properties change");
+    const zqSharedPtr<Technology> lTechnology = FindReportedTechnology(aPath, "properties change", kAsserted);
+    if (lTechnology == nullptr)
         return;
-    }
 
     zqError lError = lTechnology->Refresh(CFURetain(aProperties));
     if (ZQ_CHECK(lError == 0))
@@ -272,12 +283,9 @@ void Manager::TechnologyDidScan(zqConnMan *aConnMan, CFStringRef aPath)
     ZQ_LOG(zqLogLevel_Detail, "network manager: Reset mScanning for did scan");
     mConnMan.SetScanning(false);
 
-    const zqSharedPtr<Technology> lTechnology = FindTechnology(aPath);
-    if (!ZQ_CHECK(lTechnology != NULL))
-    {
-        LogNotFound("technology", aPath, "scan success");
+    const zqSharedPtr<Technology> lTechnology = FindReportedTechnology(aPath, "scan success", kAsserted);
+    if (lTechnology == nullptr)
         return;
-    }
 
     const zqError lError = SignalTechnologyDidScan(lTechnology.Get());
     (void)ZQ_CHECK(lError == 0);
@@ -291,12 +299,9 @@ void Manager::TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqErr
     ZQ_LOG(zqLogLevel_Detail, "network manager: Reset mScanning for DidNotScan");
     mConnMan.SetScanning(false);
 
-    const zqSharedPtr<Technology> lTechnology = FindTechnology(aPath);
+    const zqSharedPtr<Technology> lTechnology = FindReportedTechnology(aPath, "scan failure", kLogged);
     if (lTechnology == nullptr)
-    {
-        LogNotFound("technology", aPath, "scan failure");
         return;
-    }
 
     const zqError lError = SignalTechnologyDidNotScan(lTechnology.Get(), anError);
     (void)ZQ_CHECK(lError == 0);

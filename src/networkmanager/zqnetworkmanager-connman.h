@@ -162,6 +162,16 @@ private:
     bool IsOwn(const zqConnMan *aConnMan, CFStringRef aPath) const;
     bool IsOwnForOnline(const zqConnMan *aConnMan, CFStringRef aPath) const;
 
+    /** Whether it is an assertion that the lists have the object of a report, or only worth a line. */
+    enum Absence
+    {
+        kLogged,
+        kAsserted
+    };
+
+    zqSharedPtr<Service>    FindReportedService(CFStringRef aPath, const char *aReason, Absence anAbsence);
+    zqSharedPtr<Technology> FindReportedTechnology(CFStringRef aPath, const char *aReason, Absence anAbsence);
+
     zqError SignalConnectNotFound(CFStringRef aPath);
 
     zqError ServicePermitJoin(const CFUSharedRef<const void *> &aValue);
