@@ -31,6 +31,9 @@ if(ZQ_SANITIZE)
   target_compile_options(zq-options INTERFACE -fsanitize=${ZQ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(zq-options INTERFACE -fsanitize=${ZQ_SANITIZE})
 endif()
+if(ZQ_FUZZ)
+  target_compile_options(zq-options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # zq_room(NAME SOURCES file... LINKS target... [INCLUDE dir...])
 #
