@@ -4,7 +4,19 @@
  *    802.15.4 / Thread radio.
  *
  *  The daemon's signals are received by one message filter of the process and
- *  fanned out to every controller and to the interface that they are about.
+ *  fanned out to every controller and to the interface that they are about. An
+ *  interface carries the commands and the properties:
+ *
+ *  @code
+ *  zqWPANCtl lController;
+ *  zqWPANCtl::Interface *const lInterface = lController.GetInterface();
+ *
+ *  zqError lError = lInterface->PermitJoin(300, 0); // waits for the daemon's answer
+ *
+ *  lError = lInterface->GetProperty_Async(
+ *      [](zqError anError, const zqString &aKey, CFUSharedRef<const void *> aValue) { ... },
+ *      zqWPANCtl::kPropertyKeyAssociationState);      // answered on the run loop's thread
+ *  @endcode
  *
  *  Threads: slots run on the thread that dispatches the process-wide D-Bus
  *  connection (the run loop's). No lock of this module is held meanwhile: a slot
@@ -22,8 +34,10 @@
 #include <zqexport.h>
 #include <zqstring.h>
 
+#include <boost/function.hpp>
 #include <boost/signals2/signal.hpp>
 
+#include <atomic>
 #include <cstdint>
 
 struct PRLock;
@@ -40,6 +54,43 @@ class ZQ_EXPORT zqWPANCtl
 {
 public:
     class Interface;
+
+    // The names of properties and their values. They live until the process ends
+    // and are never released; they are null until this library's static
+    // initialiser has run.
+
+#define ZQ_WPAN(aName, aText) static const CFStringRef aName;
+#include <zqwpanctl-vocabulary.def>
+#undef ZQ_WPAN
+
+    /** The kind of radio that the daemon drives. */
+    enum class NCPDriverType
+    {
+        Unknown,    ///< another kind, or it could not be read
+        Spinel,     ///< "spinel"
+        SilabsTMSP, ///< "silabs_tmsp"
+        Silabs      ///< "silabs"
+    };
+
+    /** How much the radio's Thread stack logs: the levels of syslog. */
+    enum class OpenThreadLogLevel : std::int16_t
+    {
+        Emergency     = 0,
+        Alert         = 1,
+        Critical      = 2,
+        Error         = 3,
+        Warning       = 4,
+        Notice        = 5,
+        Informational = 6,
+        Debug         = 7
+    };
+
+    /** The mode bits of a Thread device. Any other combination of bits may be cast to it. */
+    enum class ThreadDeviceMode : std::int16_t
+    {
+        SleepyEndDevice = 0x05,
+        RouterReed      = 0x0F ///< a router, or an end device that can become one
+    };
 
     /** The interface, why it wakes the host (the daemon's one byte, 0 to 255), and how many milliseconds of the wake
      * period are left. */
@@ -116,11 +167,38 @@ public:
 };
 
 /**
- *  One radio interface of the daemon, with the signals that are about it and
- *  the settings that are written back whenever the daemon announces it anew.
+ *  One radio interface of the daemon: the commands to it, its properties, the
+ *  signals that are about it, and the settings that are written back whenever
+ *  the daemon announces it anew.
  *
  *  Use zqWPANCtl::GetInterface: an interface that was made otherwise is told
- *  nothing.
+ *  nothing, and must outlive the asynchronous operations that were started on it.
+ *
+ *  Commands and property calls may be made from any thread, inside a slot or a
+ *  completion too, and whether or not the daemon is there.
+ *
+ *  Synchronous forms block until the daemon has answered, on the calling
+ *  thread's own connection to the bus, and dispatch nothing meanwhile. They
+ *  result in:
+ *
+ *  @retval   0  The daemon has done it.
+ *  @retval  -1  The bus cannot be reached; or the daemon is not there, answered
+ *               with an error or with a status other than 0, or its reply cannot
+ *               be read.
+ *  @retval  -3  The bus has gone.
+ *  @retval  -5  An argument is not valid, as told with each of them; or the
+ *               interface's name cannot be part of an object path.
+ *  @retval  -7  Memory is exhausted, or too much waits to be sent.
+ *  @retval -12  The reply came from somebody else than the daemon.
+ *  @retval -16  No answer within the time-out, or the daemon left before it answered.
+ *
+ *  Asynchronous forms return once the call is queued on the process-wide
+ *  connection, and are answered on the thread that dispatches it. A result of 0
+ *  means that the completion will be called, exactly once: with 0, -1 or -16
+ *  as above, and with -1 also when the bus goes first or the connection is closed. With any
+ *  other result (-1: there is no process-wide connection; -2, -3, -5 and -7 as
+ *  above) nothing was sent, and the completion is not called. An empty
+ *  completion is allowed.
  */
 class ZQ_EXPORT zqWPANCtl::Interface
 {
@@ -134,6 +212,13 @@ public:
     using PropertyChangedSignal =
         boost::signals2::signal<void(const zqString &aKey, CFUSharedRef<const void *> aValue)>;
 
+    /** Told the outcome of an asynchronous command. */
+    using Completion = boost::function<void(zqError anError)>;
+
+    /** Told the outcome of reading a property: the value is null unless the error is 0. */
+    using PropertyCompletion =
+        boost::function<void(zqError anError, const zqString &aKey, CFUSharedRef<const void *> aValue)>;
+
     /** @throws std::bad_alloc as zqWPANCtl does. */
     Interface();
     ~Interface();
@@ -146,16 +231,217 @@ public:
      *
      *  @retval  0  Done; the settings are empty.
      *  @retval -7  The lock or the dictionary of the settings could not be had.
-     *              The interface raises its signals, but can save no settings.
+     *              The interface raises its signals and carries commands, but can
+     *              save no settings.
      */
     zqError Init(const zqString &aPath, zqWPANCtl *aController) noexcept;
 
+    // Commands
+
+    /**
+     *  Let devices join the network for a while. The daemon has 2 seconds.
+     *
+     *  @param[in]  aSeconds  How long, as the daemon takes it: -1 to 65534.
+     *  @param[in]  aPort     The port of the commissioner; 0: none. With a port,
+     *                        the daemon is told to let only the traffic of
+     *                        commissioners on this port pass.
+     *
+     *  @retval -5  The seconds are below -1 or above 65534.
+     */
+    zqError PermitJoin(int aSeconds, unsigned short aPort) noexcept;
+    zqError PermitJoin_Async(const Completion &aCompletion, int aSeconds, unsigned short aPort) noexcept;
+
+    /**
+     *  Form a new network. The daemon has 45 seconds.
+     *
+     *  @param[in]  aName           The network's name.
+     *  @param[in]  aChannel        The channel, as the daemon takes it.
+     *  @param[in]  aChannelMask    The channels to choose from, channel n in bit
+     *                              n. The daemon is told those of them that the
+     *                              interface supports.
+     *  @param[in]  aExtendedPanId  8 bytes.
+     *
+     *  @retval -5  The identifier is null, or none of the channels is supported.
+     */
+    zqError Form(const zqString &aName, short aChannel, unsigned int aChannelMask,
+                 const unsigned char *aExtendedPanId) noexcept;
+    zqError Form_Async(const Completion &aCompletion, const zqString &aName, short aChannel, unsigned int aChannelMask,
+                       const unsigned char *aExtendedPanId) noexcept;
+
+    /**
+     *  Wake the devices of the network. The daemon has 8 seconds.
+     *
+     *  @param[in]  aData  Why: one byte, 0 to 255. Beside it the daemon is told
+     *                     no flags (0).
+     *
+     *  @retval -5  The data is no byte.
+     */
+    zqError BeginNetWake(int aData) noexcept;
+    zqError BeginNetWake_Async(const Completion &aCompletion, int aData) noexcept;
+
+    /**
+     *  Publish a route that leads out of the network, or withdraw it. The daemon has 5 seconds.
+     *
+     *  @param[in]  aPrefix        An IPv6 prefix: as many bytes as the length
+     *                             takes. Those are what is sent; bits after the
+     *                             length are sent as 0.
+     *  @param[in]  aPrefixLength  In bits, 0 to 128.
+     *  @param[in]  aDomain        The domain of the route.
+     *  @param[in]  aPriority      Its preference.
+     *
+     *  @retval -5  The prefix is null, or longer than 128 bits.
+     */
+    zqError AddExternalRoute(const unsigned char *aPrefix, unsigned char aPrefixLength, unsigned short aDomain,
+                             short aPriority) noexcept;
+    zqError AddExternalRoute_Async(const Completion &aCompletion, const unsigned char *aPrefix,
+                                   unsigned char aPrefixLength, unsigned short aDomain, short aPriority) noexcept;
+    zqError RemoveExternalRoute(const unsigned char *aPrefix, unsigned char aPrefixLength,
+                                unsigned short aDomain) noexcept;
+    zqError RemoveExternalRoute_Async(const Completion &aCompletion, const unsigned char *aPrefix,
+                                      unsigned char aPrefixLength, unsigned short aDomain) noexcept;
+
+    /**
+     *  Make the interface the gateway of a prefix. The daemon has 5 seconds.
+     *
+     *  @param[in]  aPrefix             As for AddExternalRoute, with aPrefixLength.
+     *  @param[in]  aDefaultRoute       Whether it is the default route too.
+     *  @param[in]  aPreferredLifetime  Of the prefix, in seconds.
+     *  @param[in]  aValidLifetime      The same.
+     *
+     *  @retval -5  The prefix is null, or longer than 128 bits.
+     */
+    zqError ConfigGateway(const unsigned char *aPrefix, unsigned char aPrefixLength, bool aDefaultRoute,
+                          unsigned int aPreferredLifetime, unsigned int aValidLifetime) noexcept;
+    zqError ConfigGateway_Async(const Completion &aCompletion, const unsigned char *aPrefix,
+                                unsigned char aPrefixLength, bool aDefaultRoute, unsigned int aPreferredLifetime,
+                                unsigned int aValidLifetime) noexcept;
+
+    /** Let the radio save power. The daemon has 1 second; asynchronously, 5. */
+    zqError BeginLowPower() noexcept;
+    zqError BeginLowPower_Async(const Completion &aCompletion) noexcept;
+
+    /** Leave the network. The daemon has 5 seconds. */
+    zqError Leave() noexcept;
+    zqError Leave_Async(const Completion &aCompletion) noexcept;
+
+    /** Reset the radio. The daemon has 7 seconds. */
+    zqError Reset() noexcept;
+    zqError Reset_Async(const Completion &aCompletion) noexcept;
+
+    /**
+     *  Ask whether the radio answers; tell the daemon that the host is awake.
+     *
+     *  @param[in]  aTimeout  How long the daemon has, in milliseconds. 0: no
+     *                        answer is wanted, and that none came is a success.
+     *                        -1: 25 seconds.
+     *
+     *  @retval -5  The time-out is below -1.
+     */
+    zqError Ping(int aTimeout) noexcept;
+    zqError Ping_Async(const Completion &aCompletion, int aTimeout) noexcept;
+    zqError HostDidWake(int aTimeout) noexcept;
+    zqError HostDidWake_Async(const Completion &aCompletion, int aTimeout) noexcept;
+
+    // Properties
+
+    /**
+     *  Write a property. The daemon has 8 seconds.
+     *
+     *  Of the properties that are saved and restored (see RestoreSettings), a
+     *  value that the daemon has accepted is saved.
+     *
+     *  @param[in]  aKey    One of the zqWPANCtl::kPropertyKey constants, or
+     *                      whatever else the daemon has.
+     *  @param[in]  aValue  A string, boolean, number, data (an array of bytes),
+     *                      array or dictionary with keys that are strings: see
+     *                      zqDBus::AppendVariant. Kept; not to be changed later.
+     *
+     *  @retval -5  The value is null, or of a kind that cannot be sent.
+     */
+    zqError SetProperty(const zqString &aKey, CFUSharedRef<const void *> aValue) noexcept;
+    zqError SetProperty_Async(const Completion &aCompletion, const zqString &aKey,
+                              CFUSharedRef<const void *> aValue) noexcept;
+
+    /**
+     *  Read a property. The daemon has 5 seconds.
+     *
+     *  @param[out]  aValue  The value, as zqDBus::CopyValue decodes it; null
+     *                       unless the result is 0.
+     */
+    zqError GetProperty(const zqString &aKey, CFUSharedRef<const void *> &aValue) noexcept;
+    zqError GetProperty_Async(const PropertyCompletion &aCompletion, const zqString &aKey) noexcept;
+
+    // Saved settings
+
+    /**
+     *  Save a value of a setting without writing it to the daemon. The string
+     *  "Empty" marks a setting that is not to be restored.
+     *
+     *  @retval  0
+     *  @retval -3  The interface can save no settings.
+     *  @retval -5  The value is null.
+     *  @retval -7  Memory is exhausted.
+     */
+    zqError UpdateSettings(const zqString &aKey, CFUSharedRef<const void *> aValue) noexcept;
+
     /**
      *  Write the saved settings back to the daemon, which has lost them in a
-     *  restart. Runs on the dispatching thread, when the daemon has announced the
-     *  interface and every slot has returned.
+     *  restart: jamming detection, the device mode, the log level, the channel
+     *  manager's settings and the device's own address, in an order that the
+     *  daemon accepts. Results are ignored.
+     *
+     *  Runs on the dispatching thread, when the daemon has announced the
+     *  interface and every slot has returned. It waits for the daemon, as the
+     *  synchronous SetProperty does, once for each saved setting.
      */
     void RestoreSettings() noexcept;
+
+    // What rests on properties. The setters' results are SetProperty's, and -2
+    // when a value could not be made; the getters' are GetProperty's, and -1 for
+    // a value of another kind.
+
+    /** The kind of radio; Unknown also when it cannot be read. */
+    NCPDriverType GetNCPDriverType() noexcept;
+
+    /** The channels that the radio supports, channel n in bit n. Until it is narrowed, all of the 2.4 GHz band: 11 to
+     * 26. */
+    std::uint32_t GetSupportedChannelsMask() const noexcept;
+
+    /**
+     *  Narrow the supported channels, in the daemon, asynchronously. The mask
+     *  that GetSupportedChannelsMask returns and Form respects follows when the
+     *  daemon has accepted it.
+     *
+     *  @retval   0  Sent; or it is the mask already, and nothing was sent.
+     *  @retval  -1  There is no process-wide connection.
+     *  @retval  -2  The value could not be made.
+     *  @retval  -3  The bus has gone.
+     *  @retval  -7  Memory is exhausted, or too much waits to be sent.
+     */
+    zqError SetSupportedChannelsMask(unsigned int aMask) noexcept;
+
+    /**
+     *  Watch for a jammed channel. The state arrives with the jamming signal.
+     *  Four writes; the first that fails ends it, and those before it stay.
+     *
+     *  @param[in]  anRssiThreshold  In dBm: what is above it counts as busy.
+     *  @param[in]  aWindow          How long is looked back, as the daemon takes it.
+     *  @param[in]  aBusyPeriod      How much of the window must be busy; the same.
+     */
+    zqError StartJammingDetection(signed char anRssiThreshold, unsigned char aWindow,
+                                  unsigned char aBusyPeriod) noexcept;
+    zqError StopJammingDetection() noexcept;
+
+    /** @param[out]  aJammed  Written when the result is 0. */
+    zqError GetJammingState(bool &aJammed) noexcept;
+
+    /** @retval -5  The level is none of the enumeration. */
+    zqError SetOpenThreadLogLevel(OpenThreadLogLevel aLevel) noexcept;
+
+    /** @param[out]  aLevel  Written when the result is 0. @retval -1  Also for a level that there is not. */
+    zqError GetOpenThreadLogLevel(OpenThreadLogLevel &aLevel) noexcept;
+
+    zqError SetThreadDeviceMode(ThreadDeviceMode aMode) noexcept;
 
     NetWakeSignal          mNetWake;
     SleepSignal            mAllowSleep;
@@ -165,13 +451,42 @@ public:
     PropertyChangedSignal  mPropertyChanged;
 
 private:
+    // Receivers of the outcome of one asynchronous call.
+    class AsyncCommandResponseHelper;
+    class SimpleCommandResponseHelper;
+    class GetPropertyCommandResponseHelper;
+
+    // Each command with arguments: synchronous without a helper. With one it is
+    // sent, and the helper is the bus's when the result is 0.
+
+    zqError PermitJoin_Private(AsyncCommandResponseHelper *aHelper, int aSeconds, unsigned short aPort) noexcept;
+    zqError Form_Private(AsyncCommandResponseHelper *aHelper, const zqString &aName, short aChannel,
+                         unsigned int aChannelMask, const unsigned char *aExtendedPanId) noexcept;
+    zqError BeginNetWake_Private(AsyncCommandResponseHelper *aHelper, int aData) noexcept;
+    zqError AddExternalRoute_Private(AsyncCommandResponseHelper *aHelper, const unsigned char *aPrefix,
+                                     unsigned char aPrefixLength, unsigned short aDomain, short aPriority) noexcept;
+    zqError RemoveExternalRoute_Private(AsyncCommandResponseHelper *aHelper, const unsigned char *aPrefix,
+                                        unsigned char aPrefixLength, unsigned short aDomain) noexcept;
+    zqError ConfigGateway_Private(AsyncCommandResponseHelper *aHelper, const unsigned char *aPrefix,
+                                  unsigned char aPrefixLength, bool aDefaultRoute, unsigned int aPreferredLifetime,
+                                  unsigned int aValidLifetime) noexcept;
+    zqError SetProperty_Private(AsyncCommandResponseHelper *aHelper, const zqString &aKey, CFTypeRef aValue) noexcept;
+    zqError GetProperty_Private(AsyncCommandResponseHelper *aHelper, const zqString &aKey,
+                                CFUSharedRef<const void *> *aValue) noexcept;
+
+    zqError SimpleCommand(const char *aMethod, int aTimeout) noexcept;
+    zqError SimpleCommand_Async(const char *aMethod, int aTimeout, const Completion &aCompletion) noexcept;
+
+    CFUSharedRef<const void *> GetSetting(const zqString &aKey) const noexcept;
+
+    zqError SetNumber(const zqString &aKey, std::int16_t aNumber) noexcept;
+    zqError SetBoolean(const zqString &aKey, bool aFlag) noexcept;
+
     zqString                             mPath;
     [[maybe_unused]] zqWPANCtl          *mController = nullptr;
     CFUSharedRef<CFMutableDictionaryRef> mSettings; // guarded by mSettingsLock
     PRLock                              *mSettingsLock = nullptr;
-
-    // Until it is narrowed, every channel of the 2.4 GHz band: 11 to 26.
-    [[maybe_unused]] std::uint32_t mSupportedChannelsMask = 0x07FFF800;
+    std::atomic<std::uint32_t>           mSupportedChannelsMask{ 0x07FFF800 };
 };
 
 #endif // ZQWPANCTL_H

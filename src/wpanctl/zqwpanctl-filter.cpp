@@ -25,7 +25,6 @@ namespace
 {
 
 constexpr std::size_t kMaximumNameLength = 63;
-const char            kJammingStatus[]   = "JamDetection:Status";
 
 /** One signal about one interface, on its way to everybody who is to be told. */
 class Announcement
@@ -163,7 +162,7 @@ bool HandlePropertyChanged(Announcement &anAnnouncement, DBusMessage *aMessage)
     anAnnouncement.Raise(&zqWPANCtl::mPropertyChanged, &zqWPANCtl::Interface::mPropertyChanged, zqString(lKey), lValue);
 
     // Every other change is left for the other filters of the process to see.
-    return std::strcmp(lKey, kJammingStatus) == 0 && HandleJammingState(anAnnouncement, lValue);
+    return std::strcmp(lKey, kPropertyJamStatus) == 0 && HandleJammingState(anAnnouncement, lValue);
 }
 
 struct Row

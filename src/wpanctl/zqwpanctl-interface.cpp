@@ -43,20 +43,3 @@ zqError zqWPANCtl::Interface::Init(const zqString &aPath, zqWPANCtl *aController
     PR_Unlock(mSettingsLock);
     return zqError_None;
 }
-
-void zqWPANCtl::Interface::RestoreSettings() noexcept
-{
-    if (mSettingsLock == nullptr)
-        return;
-
-    PR_Lock(mSettingsLock);
-    const CFIndex lCount = mSettings ? CFDictionaryGetCount(mSettings.Get()) : 0;
-    PR_Unlock(mSettingsLock);
-
-    // Nothing can be saved as long as no operation writes a property; whoever
-    // adds the first has to write the settings back here.
-    if (lCount == 0)
-        ZQ_LOG(zqLogLevel_Information, "wpanctl: Restored all saved settings on meshd");
-    else
-        ZQ_LOG(zqLogLevel_Error, "wpanctl: %ld saved settings were not restored on meshd", lCount);
-}

@@ -24,6 +24,14 @@ namespace WPAN
 constexpr const char kInterface[]  = "com.corvanix.MeshLink";
 constexpr const char kObjectPath[] = "/com/corvanix/MeshLink";
 
+// Properties that no application need name.
+constexpr const char kPropertyDriverName[]       = "Config:NCP:DriverName";
+constexpr const char kPropertyJamStatus[]        = "JamDetection:Status";
+constexpr const char kPropertyJamEnable[]        = "JamDetection:Enable";
+constexpr const char kPropertyJamRssiThreshold[] = "JamDetection:RssiThreshold";
+constexpr const char kPropertyJamWindow[]        = "JamDetection:Window";
+constexpr const char kPropertyJamBusyPeriod[]    = "JamDetection:BusyPeriod";
+
 /**
  *  The process-wide state. Each lock guards what stands below it; they are never
  *  held together, but for the dispatch lock, which is taken inside the
@@ -63,6 +71,9 @@ public:
     Dispatching(const Dispatching &)            = delete;
     Dispatching &operator=(const Dispatching &) = delete;
 };
+
+/** True for a property whose value is saved, and written back to a daemon that has restarted. */
+bool IsSavedSetting(const zqString &aKey) noexcept;
 
 /** The message filter. */
 DBusHandlerResult HandleMessage(DBusConnection *aConnection, DBusMessage *aMessage, void *aContext) noexcept;

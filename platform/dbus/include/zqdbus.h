@@ -356,6 +356,24 @@ public:
      */
     static CFUSharedRef<CFTypeRef> CopyValue(DBusMessageIter *anIterator) noexcept;
 
+    /**
+     *  Append a CoreFoundation value as a variant, so that CopyValue yields an
+     *  equal one.
+     *
+     *  A string becomes 's', a boolean 'b', data 'ay', an array of strings
+     *  alone 'as', any other array 'av', a dictionary 'a{sv}'. Numbers by what
+     *  they were created as: integers of 1 and 2 bytes become 'n', of 4 'i', of
+     *  8 'x', floating-point ones 'd'.
+     *
+     *  @retval  0
+     *  @retval -5  The iterator or the value is null; or the value or one
+     *              inside it has no such form: of another type, a string that
+     *              holds a NUL, a key that is no string, containers that are
+     *              nested more than 16 deep. Nothing was appended.
+     *  @retval -7  Memory is exhausted. The message cannot be used.
+     */
+    static zqError AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue) noexcept;
+
 private:
     struct State;
 
