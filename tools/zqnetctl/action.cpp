@@ -79,6 +79,8 @@ ExitStatus Performance::Run()
         return Interrupt(lSubject);
 
     ClearProgress();
+    if (mAction.mReport && GetError() == zqError_None)
+        return mAction.mReport() ? kExitSuccess : GetOutputStatus(false);
     if (lOptions.mJson && mOutcomeEvent.is_object())
         (void)PrintLine(mOutcomeEvent);
     else if (!lOptions.mJson && GetError() == zqError_None)

@@ -25,6 +25,10 @@ struct Action
 
     std::string mDoing; ///< "connecting home", for the time that it takes
     std::string mDone;  ///< "home: connected"
+
+    /** Prints what a request without an outcome of its own has found, instead of mDone. False when it cannot be
+     * printed. May be empty. */
+    std::function<bool()> mReport = {};
 };
 
 /**

@@ -32,6 +32,18 @@ ExitStatus SetProvisionProperty(Session &aSession);
 ExitStatus ClearProvisionProperty(Session &aSession);
 ExitStatus RemoveProvision(Session &aSession);
 ExitStatus RemoveAllProvisions(Session &aSession);
+ExitStatus ShowWPANStatus(Session &aSession);
+ExitStatus GetWPANProperty(Session &aSession);
+ExitStatus SetWPANProperty(Session &aSession);
+ExitStatus FormWPAN(Session &aSession);
+ExitStatus LeaveWPAN(Session &aSession);
+ExitStatus ResetWPAN(Session &aSession);
+ExitStatus PermitWPANJoin(Session &aSession);
+ExitStatus PingWPAN(Session &aSession);
+ExitStatus WakeWPAN(Session &aSession);
+ExitStatus AddWPANRoute(Session &aSession);
+ExitStatus RemoveWPANRoute(Session &aSession);
+ExitStatus RunWPANMonitor(Session &aSession);
 
 } // namespace zqnetctl
 

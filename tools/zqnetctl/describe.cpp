@@ -94,6 +94,8 @@ std::string Narrator::Tell(const Json &anEvent)
         else if (lKey == "fields")
             for (const auto &lField : lValue.items())
                 lLine += " " + TellField(lField.key(), lField.value());
+        else if (lKey == "remaining")
+            lLine += ", " + Describe(lValue) + " ms left";
         else if (lKey != "event")
             lLine += ": " + Describe(lValue);
     }

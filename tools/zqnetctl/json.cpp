@@ -13,7 +13,7 @@ namespace
 {
 
 constexpr const char *kSecrets[] = { "Passphrase", "PrivateKeyPassphrase", "TetheringPassphrase", "PreviousPassphrase",
-                                     "Password" };
+                                     "Password",   "Network:Key" };
 
 constexpr const char *kExtendedPANID = "ExtendedPANID";
 

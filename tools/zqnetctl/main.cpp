@@ -60,6 +60,18 @@ const Command kCommands[] = {
     { "provision remove", "ID", "remove a stored network", 1, 1, kNoTraits, RemoveProvision },
     { "provision remove-all", "", "remove them all", 0, 0, kNoTraits, RemoveAllProvisions },
     { "provision list", "", "the same as provisions", 0, 0, kNoTraits, ShowProvisions },
+    { "wpan status", "", "the Thread radio's state", 0, 0, kWaitsForDaemon, ShowWPANStatus },
+    { "wpan get", "KEY...", "properties of the radio", 1, kAnyNumber, kWaitsForDaemon, GetWPANProperty },
+    { "wpan set", "KEY VALUE", "set a property; hex:DIGITS for bytes", 2, 2, kWaitsForDaemon, SetWPANProperty },
+    { "wpan form", "NAME [channel=N] [mask=N] [xpanid=DIGITS]", "form a network", 1, 4, kWaitsForDaemon, FormWPAN },
+    { "wpan leave", "", "leave the network", 0, 0, kWaitsForDaemon, LeaveWPAN },
+    { "wpan reset", "", "reset the radio", 0, 0, kWaitsForDaemon, ResetWPAN },
+    { "wpan permit-join", "SECONDS [PORT]", "let devices join for a while", 1, 2, kWaitsForDaemon, PermitWPANJoin },
+    { "wpan ping", "", "see whether the radio answers", 0, 0, kWaitsForDaemon, PingWPAN },
+    { "wpan netwake", "[DATA]", "wake the network's devices", 0, 1, kWaitsForDaemon, WakeWPAN },
+    { "wpan route add", "PREFIX [DOMAIN [PRIORITY]]", "publish a route such as fd00::/64", 1, 3, kWaitsForDaemon, AddWPANRoute },
+    { "wpan route remove", "PREFIX [DOMAIN]", "withdraw it", 1, 2, kWaitsForDaemon, RemoveWPANRoute },
+    { "wpan monitor", "[--seconds N] [--count N]", "the radio's signals as they come", 0, 0, kListens | kTakesCount, RunWPANMonitor },
 };
 // clang-format on
 
@@ -81,7 +93,8 @@ constexpr const char *kNotesText = "\n"
                                    "Secrets are shown as ********.\n"
                                    "\n"
                                    "monitor and agent wait for the daemon when it is not there, and end after the\n"
-                                   "seconds or events given, or with Ctrl-C. The others need it.\n"
+                                   "seconds or events given, or with Ctrl-C. The others need it, but for wpan, which\n"
+                                   "talks with the radio's daemon, about the interface wpan0.\n"
                                    "\n"
                                    "Exit status: 0 success, 1 the request failed, 2 bad usage, 3 ConnMan is not on\n"
                                    "the bus.\n";
@@ -100,19 +113,22 @@ void PrintUsage(FILE *aFile)
     fputs(kNotesText, aFile);
 }
 
-/** Make "provision" and its first argument one command, where a row of the table begins with that word. */
+/** Make "provision" and its first argument one command, where a row of the table begins with that word; and so on. */
 void JoinSubcommand(Options &anOptions)
 {
-    const std::string lPrefix = anOptions.mCommand + " ";
-    const bool        lIsPair = std::any_of(std::begin(kCommands), std::end(kCommands),
-                                            [&](const Command &aCommand)
-                                            { return strncmp(aCommand.mName, lPrefix.c_str(), lPrefix.size()) == 0; });
+    for (;;)
+    {
+        const std::string lPrefix = anOptions.mCommand + " ";
+        const bool        lIsPart = std::any_of(std::begin(kCommands), std::end(kCommands),
+                                                [&](const Command &aCommand)
+                                                { return strncmp(aCommand.mName, lPrefix.c_str(), lPrefix.size()) == 0; });
 
-    if (!lIsPair || anOptions.mArguments.empty())
-        return;
+        if (!lIsPart || anOptions.mArguments.empty())
+            return;
 
-    anOptions.mCommand = lPrefix + anOptions.mArguments.front();
-    anOptions.mArguments.erase(anOptions.mArguments.begin());
+        anOptions.mCommand = lPrefix + anOptions.mArguments.front();
+        anOptions.mArguments.erase(anOptions.mArguments.begin());
+    }
 }
 
 /** @returns null, with what is wrong, for a command line that no row of the table takes. */

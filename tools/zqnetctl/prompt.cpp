@@ -115,4 +115,11 @@ bool Prompt::Read()
     return lLength > 0;
 }
 
+bool Prompt::AskForSecret(const std::string &aKey, std::string &aText)
+{
+    return !IsSecret(aKey) || aText != "-" ||
+           Ask(
+               aKey, true, Deadline(), [](const Json &) { return false; }, aText) == kAnswered;
+}
+
 } // namespace zqnetctl

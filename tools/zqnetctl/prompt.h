@@ -37,6 +37,10 @@ public:
     Result Ask(const std::string &aQuestion, bool aSecret, const Deadline &aDeadline, const Listener &aListener,
                std::string &anAnswer);
 
+    /** Ask for the value of a secret whose text is "-", so that it need not stand in the list of processes. @returns
+     * false when there is no answer. */
+    bool AskForSecret(const std::string &aKey, std::string &aText);
+
 private:
     Result AwaitLine(const Deadline &aDeadline, const Listener &aListener, std::string &aLine);
     bool   TakeLine(std::string &aLine);

@@ -25,8 +25,7 @@ const std::vector<std::string> &GetArguments(const Session &aSession)
 
 /**
  *  The value of a property from its text: a string, or an unsigned number for
- *  an extended PAN ID. "-" for a secret asks for it, so that it need not stand
- *  in the list of processes.
+ *  an extended PAN ID. "-" for a secret asks for it.
  *
  *  @returns null when there is none.
  */
@@ -34,9 +33,7 @@ CFUSharedRef<CFTypeRef> ToValue(Prompt &aPrompt, const std::string &aKey, std::s
 {
     unsigned long long lNumber = 0;
 
-    if (IsSecret(aKey) && aText == "-" &&
-        aPrompt.Ask(
-            aKey, true, Deadline(), [](const Json &) { return false; }, aText) != Prompt::kAnswered)
+    if (!aPrompt.AskForSecret(aKey, aText))
         return nullptr;
 
     if (aKey != kExtendedPANID)

@@ -19,18 +19,18 @@ constexpr std::chrono::seconds kLoadLimit{ 40 };
 /** When no event has come for so long, a late load is over. */
 constexpr std::chrono::milliseconds kQuiet{ 500 };
 
-/** Whether anybody owns the daemon's name, asked over a connection of this thread. */
-bool IsDaemonOnBus()
+} // namespace
+
+bool IsOnBus(const char *aName)
 {
     zqDBus      *lBus   = zqDBus::GetThreadDefaultInstance();
     DBusMessage *lReply = nullptr;
-    const char  *lName  = "net.connman";
     dbus_bool_t  lOwned = FALSE;
     DBusMessage *lMessage =
         zqDBus::NewMethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "NameHasOwner");
 
     if (lBus != nullptr && lMessage != nullptr &&
-        dbus_message_append_args(lMessage, DBUS_TYPE_STRING, &lName, DBUS_TYPE_INVALID) &&
+        dbus_message_append_args(lMessage, DBUS_TYPE_STRING, &aName, DBUS_TYPE_INVALID) &&
         lBus->PerformMethodCallWithMessage(lMessage, nullptr, &lReply, kOwnerTimeout, nullptr) == zqError_None)
         (void)zqDBus::DecodeMessageParams(lReply, nullptr, DBUS_TYPE_BOOLEAN, &lOwned, DBUS_TYPE_INVALID);
 
@@ -40,8 +40,6 @@ bool IsDaemonOnBus()
         dbus_message_unref(lMessage);
     return lOwned != FALSE;
 }
-
-} // namespace
 
 Session::Session(const Options &anOptions)
     : mOptions(anOptions), mReporter([this](Json anEvent) { mInbox.Post(std::move(anEvent)); })
@@ -104,7 +102,7 @@ ExitStatus Session::FindDaemon()
     if (mManager->ManagerGetState())
         return kExitSuccess;
 
-    if (!IsDaemonOnBus())
+    if (!IsOnBus("net.connman"))
     {
         Complain(mOptions.mCommand, "ConnMan is not on the bus");
         return kExitAbsent;

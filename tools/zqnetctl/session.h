@@ -18,6 +18,9 @@
 namespace zqnetctl
 {
 
+/** Whether anybody owns a name on the bus, asked over a connection of this thread. */
+bool IsOnBus(const char *aName);
+
 class Session
 {
 public:
