@@ -6,6 +6,7 @@
  *      zq-fake-connmand COMMAND [ARGUMENT...]   on a bus of its own
  *      zq-fake-connmand cable down|up           from inside
  *      zq-fake-connmand daemon start|stop|kill
+ *      zq-fake-connmand thread up               a Thread network over wpan0
  */
 
 #include <cstdio>
@@ -49,6 +50,14 @@ public:
         {
             mConnMan.RemoveService(kPath);
             mConnMan.SetManagerProperty("State", "'idle'");
+        }
+        else if (aCommand == "thread up")
+        {
+            mConnMan.AddService(FakeConnMan::ServicePath("lowpan_home"),
+                                FakeConnMan::EthernetServiceWithMTU({ { "Type", "'lowpan'" },
+                                                                      { "Name", "'home'" },
+                                                                      { "State", "'online'" },
+                                                                      { "Ethernet", "{'Interface': <'wpan0'>}" } }));
         }
         else if (aCommand == "cable up")
         {

@@ -15,7 +15,8 @@ TEST_F(UsageTest, WrongCommandLinesExitWith2AndSayWhy)
     const std::pair<Words, const char *> kCases[] = {
         { {}, "a command is needed" },
         { { "frobnicate" }, "unknown command frobnicate" },
-        { { "wpan", "status" }, "unknown command wpan" },
+        { { "wpan", "route" }, "unknown command wpan route" },
+        { { "wpan", "set", "NCP:Channel" }, "wpan set takes KEY VALUE" },
         { { "provision" }, "unknown command provision" },
         { { "provision", "frobnicate" }, "unknown command provision frobnicate" },
         { { "state", "surplus" }, "state takes no arguments" },
