@@ -178,6 +178,41 @@ public:
      * the caller; null on failure. */
     virtual zqError CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties) = 0;
 
+    // Host sleep. An extension of the device's interface: with it an application
+    // decides when the host may sleep. A radio interface may prevent that until it
+    // allows it; one that forgets to is asked.
+
+    /**
+     *  The names of the interfaces that prevent the host's sleep, in order; none: it may sleep.
+     *
+     *  @retval  0
+     *  @retval -2  Memory is exhausted.
+     */
+    virtual zqError GetSleepPreventers(zqStringArray &aNames);
+
+    /**
+     *  Ask each of those interfaces whether it is ready for the host's sleep,
+     *  without waiting for the answers, each of which comes within 5 seconds on
+     *  the loop's thread. One that says that it is leaves the names; so does
+     *  one whose failure to answer is the fifth in a row, counted over all
+     *  interfaces. There is no event: look at the names again.
+     *
+     *  @code
+     *  zqStringArray lNames;
+     *  (void)lManager->QuerySleepPreventers();
+     *  // ... some seconds later
+     *  if (lManager->GetSleepPreventers(lNames) == 0 && lNames.IsEmpty())
+     *      Suspend();
+     *  @endcode
+     *
+     *  @retval   0  Each was asked; or there is none.
+     *  @retval  -3  The manager is not initialised.
+     *  @retval -27  The manager has no such interfaces.
+     *  @returns why the first one could not be asked otherwise: -1, -2, -3 or -7.
+     *           The others were asked all the same.
+     */
+    virtual zqError QuerySleepPreventers();
+
     // The run loop
 
     /** Keep the model current and raise events until Stop is called. At most one thread at a time. */

@@ -113,10 +113,11 @@ zqError Manager::ServicePermitJoin(const CFUSharedRef<const void *> &aValue)
     if (!ZQ_CHECK_MESSAGE(lPort >= 0, "Bad port value") || !ZQ_CHECK_MESSAGE(lPort < 65535, "Bad port value"))
         return zqError_InvalidArgument;
 
-    // The WPAN client sends no commands yet.
-    ZQ_LOG(zqLogLevel_Error, "network manager: cannot permit joining for %d seconds at port %d: not implemented",
-           lDuration, lPort);
-    return zqError_NotImplemented;
+    zqWPANCtl::Interface *const lInterface = mWPANCtl != nullptr ? mWPANCtl->GetInterface() : nullptr;
+    if (lInterface == nullptr)
+        return mWPANCtl != nullptr ? zqError_NoResources : zqError_WrongState;
+
+    return lInterface->PermitJoin(lDuration, static_cast<unsigned short>(lPort));
 }
 
 zqError Manager::ServiceClearProperty(const Service &aService, const CFUSharedRef<CFStringRef> &aKey)

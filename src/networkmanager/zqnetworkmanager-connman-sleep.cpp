@@ -35,12 +35,79 @@ bool IsTrue(const CFUSharedRef<const void *> &aValue)
 
 void Manager::HandleWPANCtlPreventSleep(const zqString &anInterface)
 {
+    const std::lock_guard<std::mutex> lLock(mSleepLock);
     mSleepPreventers.insert(anInterface);
 }
 
 void Manager::HandleWPANCtlAllowSleep(const zqString &anInterface)
 {
+    const std::lock_guard<std::mutex> lLock(mSleepLock);
     mSleepPreventers.erase(anInterface);
+}
+
+void Manager::ForgetSleep()
+{
+    const std::lock_guard<std::mutex> lLock(mSleepLock);
+    mSleepPreventers.clear();
+    mOkToSleepRetries  = 0;
+    mOkToSleepFailures = 0;
+}
+
+zqError Manager::GetSleepPreventers(zqStringArray &aNames)
+{
+    zqError lReturn = zqError_None;
+
+    aNames.Clear();
+    {
+        const std::lock_guard<std::mutex> lLock(mSleepLock);
+
+        for (const zqString &lName : mSleepPreventers)
+            if (lReturn == zqError_None)
+                lReturn = aNames.Append(lName);
+    }
+    if (lReturn != zqError_None)
+        aNames.Clear();
+    return lReturn;
+}
+
+// What is asked before the host sleeps
+
+zqError Manager::QuerySleepPreventers()
+{
+    zqStringArray lNames;
+    zqError       lReturn = mWPANCtl != nullptr ? GetSleepPreventers(lNames) : zqError_WrongState;
+
+    for (int lIndex = 0; lIndex < lNames.GetNumElements(); ++lIndex)
+    {
+        const zqError lError = QueryOkToSleep(lNames.GetElement(lIndex));
+
+        if (lReturn == zqError_None)
+            lReturn = lError;
+    }
+    return lReturn;
+}
+
+zqError Manager::QueryOkToSleep(const zqString &anInterface) noexcept
+try
+{
+    zqWPANCtl::Interface *const lInterface = mWPANCtl->GetInterface(anInterface);
+    const std::weak_ptr<void>   lAnswers   = mAnswers;
+
+    if (lInterface == nullptr)
+        return zqError_NoResources;
+
+    return lInterface->GetProperty_Async(
+        [this, lAnswers, anInterface](zqError anError, const zqString &aKey, const CFUSharedRef<const void *> &aValue)
+        {
+            // Answers come on the thread that destroys the manager: it is here, or it has gone.
+            if (!lAnswers.expired())
+                HandleWPANDidGetOkToSleepProperty(anInterface, anError, aKey, aValue);
+        },
+        zqWPANCtl::kPropertyKeyIsOKToSleep);
+}
+catch (const std::bad_alloc &)
+{
+    return zqError_OutOfMemory;
 }
 
 void Manager::HandleWPANDidGetOkToSleepProperty(const zqString &anInterface, zqError anError, const zqString &,
@@ -55,7 +122,7 @@ void Manager::HandleWPANDidGetOkToSleepProperty(const zqString &anInterface, zqE
         if (mOkToSleepFailures < kMaximumOkToSleepFailures)
             return;
 
-        mSleepPreventers.erase(anInterface);
+        HandleWPANCtlAllowSleep(anInterface);
         ZQ_LOG(zqLogLevel_Information,
                "network manager: wpan interface \"%s\" multiple failures to respond  to \"IsOkToSleep\", allowing "
                "sleep now",
@@ -65,7 +132,7 @@ void Manager::HandleWPANDidGetOkToSleepProperty(const zqString &anInterface, zqE
 
     const bool lIsOk = IsTrue(aValue);
     if (lIsOk)
-        mSleepPreventers.erase(anInterface);
+        HandleWPANCtlAllowSleep(anInterface);
     mOkToSleepFailures = 0;
     mOkToSleepRetries  = 0;
     ZQ_LOG(zqLogLevel_Information, "network manager: wpan interface \"%s\" is %sok to sleep",

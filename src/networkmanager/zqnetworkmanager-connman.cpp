@@ -75,6 +75,7 @@ zqError Manager::Init(zqEventQueue *aQueue)
     lReturn = InitClients();
     if (lReturn != zqError_None)
     {
+        mAnswers.reset();
         mWPANCtl.reset();
         mConnMan.SetDelegate(nullptr);
         zq::NetworkManager::Manager::Destroy();
@@ -104,9 +105,7 @@ zqError Manager::InitClients()
     mConnMan.SetDelegate(this);
 
     mWPANCtl = std::move(lWPANCtl);
-    mSleepPreventers.clear();
-    mOkToSleepRetries  = 0;
-    mOkToSleepFailures = 0;
+    ForgetSleep();
 
     return ConnectWPANCtl();
 }
@@ -114,6 +113,7 @@ zqError Manager::InitClients()
 zqError Manager::ConnectWPANCtl()
 try
 {
+    mAnswers = std::make_shared<char>();
     mWPANCtl->mNetWake.connect([this](const zqString &anInterface, int aData, int aRemaining)
                                { HandleWPANCtlNetWake(anInterface, aData, aRemaining); });
     mWPANCtl->mAllowSleep.connect([this](const zqString &anInterface) { HandleWPANCtlAllowSleep(anInterface); });
@@ -135,10 +135,8 @@ void Manager::Destroy()
     mInitialized = false;
     UnlockProperties();
 
-    mOkToSleepRetries  = 0;
-    mOkToSleepFailures = 0;
-    mSleepPreventers.clear();
-
+    ForgetSleep();
+    mAnswers.reset();
     mWPANCtl.reset();
     mConnMan.SetDelegate(nullptr);
     zq::NetworkManager::Manager::Destroy();

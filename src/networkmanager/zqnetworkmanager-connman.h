@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <set>
 
 namespace zq
@@ -26,7 +27,8 @@ namespace ConnMan
 /**
  *  Threads: Init, Destroy, the destructor and every callback run on the thread
  *  that drives the run loop, or while no loop runs. The operations of the
- *  application run on the caller's thread and take no lock here.
+ *  application run on the caller's thread and take no lock here but that of the
+ *  sleep preventers.
  */
 class Manager final : public zq::NetworkManager::Manager, public ::zq::ConnMan::Delegate::Base
 {
@@ -72,6 +74,8 @@ public:
                                       const CFUSharedRef<const void *> &aValue) override;
     zqError     CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aProperties) override;
     zqError     CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties) override;
+    zqError     GetSleepPreventers(zqStringArray &aNames) override;
+    zqError     QuerySleepPreventers() override;
 
     // The client's delegate
 
@@ -95,17 +99,14 @@ public:
     void    TechnologyDidScan(zqConnMan *aConnMan, CFStringRef aPath) override;
     void    TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
 
-    // The WPAN controller's signals, and the outcome of the query that is to be
-    // made before the host sleeps
+    // The WPAN controller's signals, and what an interface has answered to
+    // QuerySleepPreventers
 
     void HandleWPANCtlPreventSleep(const zqString &anInterface);
     void HandleWPANCtlAllowSleep(const zqString &anInterface);
     void HandleWPANCtlNetWake(const zqString &anInterface, int aData, int aRemaining);
     void HandleWPANDidGetOkToSleepProperty(const zqString &anInterface, zqError anError, const zqString &aKey,
                                            const CFUSharedRef<const void *> &aValue);
-
-    /** True while any interface keeps the host awake. */
-    bool IsSleepPrevented() const { return !mSleepPreventers.empty(); }
 
 private:
     // Lifecycle
@@ -176,9 +177,14 @@ private:
 
     zqError ServicePermitJoin(const CFUSharedRef<const void *> &aValue);
 
+    zqError QueryOkToSleep(const zqString &anInterface) noexcept;
+    void    ForgetSleep();
+
     zqConnMan                  mConnMan;
     std::unique_ptr<zqWPANCtl> mWPANCtl;
+    std::mutex                 mSleepLock; // of the names alone; nothing is called with it held
     std::set<zqString>         mSleepPreventers;
+    std::shared_ptr<void>      mAnswers; // while an answer to a query may touch this manager
     std::int32_t               mOkToSleepRetries  = 0;
     std::int32_t               mOkToSleepFailures = 0;
     std::atomic<bool>          mInitialized{ false }; // cleared under the properties lock

@@ -54,6 +54,18 @@ CFUSharedRef<CFBooleanRef> Manager::IsManagerState(const CFUSharedRef<CFStringRe
     return Private::SharedBoolean(Private::IsEqual(ManagerGetState().Get(), aState.Get()));
 }
 
+zqError Manager::GetSleepPreventers(zqStringArray &aNames)
+{
+    aNames.Clear();
+
+    return zqError_None;
+}
+
+zqError Manager::QuerySleepPreventers()
+{
+    return zqError_NotSupported;
+}
+
 zqError Manager::TechnologySetEnabled(const Technology &aTechnology, bool anEnabled)
 {
     return TechnologySetProperty(aTechnology, CFURetain(kTechnologyPropertyPowered), Private::SharedBoolean(anEnabled));

@@ -6,6 +6,7 @@
 
 #include "runningmanager.h"
 
+#include <fakemeshd.h>
 #include <logcapture.h>
 #include <privatebus.h>
 #include <waituntil.h>
@@ -48,22 +49,6 @@ Dictionary(const std::vector<std::pair<CFStringRef, CFUSharedRef<CFTypeRef>>> &a
     return lReturn;
 }
 
-class FakeRadio final : public FakePeer
-{
-public:
-    FakeRadio() : FakePeer("com.corvanix.MeshLink") {}
-    ~FakeRadio() override { Detach(); }
-
-    void Wake(const std::string &anInterface, int aReason, int aRemaining)
-    {
-        Emit("/com/corvanix/MeshLink/" + anInterface, "com.corvanix.MeshLink", "NetWake",
-             "(byte " + std::to_string(aReason) + ", " + std::to_string(aRemaining) + ")");
-    }
-
-private:
-    Answer AnswerLocked(const Call &, GVariant *) override { return Answer::Silence(); }
-};
-
 class Requests : public testing::Test
 {
 protected:
@@ -78,6 +63,7 @@ protected:
         mConnMan.AddTechnology(kWiFi, FakeConnMan::Technology("wifi"));
         mConnMan.AddTechnology(kCellular, FakeConnMan::Technology("cellular"));
         ASSERT_TRUE(mConnMan.Appear());
+        ASSERT_TRUE(mMeshd.Appear());
 
         mManager = std::make_unique<RunningManager>();
         ASSERT_NE(mManager->Get(), nullptr) << mManager->GetError();
@@ -98,6 +84,7 @@ protected:
 
     LogCapture                      mLog;
     FakeConnMan                     mConnMan;
+    FakeMeshd                       mMeshd;
     Recorder                        mRecorder;
     std::unique_ptr<RunningManager> mManager;
     zqSharedPtr<Service>            mHome, mMesh;
@@ -262,7 +249,7 @@ TEST_F(Requests, AnInputRequestIsToldAndAnswered)
     EXPECT_FALSE(mLog.Contains("secret123"));
 }
 
-TEST_F(Requests, CommissioningIsCheckedBeforeItIsRefused)
+TEST_F(Requests, CommissioningPermitsJoiningTheRadiosNetwork)
 {
     const auto Port = [](const CFUSharedRef<CFTypeRef> &aPort)
     { return std::make_pair(kServiceCommissioningPort, aPort); };
@@ -272,17 +259,18 @@ TEST_F(Requests, CommissioningIsCheckedBeforeItIsRefused)
     {
         CFUSharedRef<CFTypeRef> mValue;
         zqError                 mResult;
-        const char             *mLine; // null: none
+        const char             *mText; // what the radio gets; or the line of a refusal, null: none
     } kRows[] = {
-        { Number(300), -26, "for 300 seconds at port 0" },
-        { String("300"), -26, "for 300 seconds at port 0" },
+        { Number(300), 0, "(300, false, uint16 0, byte 0x00)" },
+        { String("300"), 0, "(300, false, uint16 0, byte 0x00)" },
+        { Number(65535), -5, nullptr },
         { CFURetain<CFTypeRef>(kCFBooleanTrue), -5, nullptr },
         { Number(std::int64_t(1) << 32), -5, nullptr },
-        { Dictionary({ Duration(Number(60)), Port(Number(65534)) }), -26, "for 60 seconds at port 65534" },
+        { Dictionary({ Duration(Number(60)), Port(Number(65534)) }), 0, "(60, true, uint16 65534, byte 0x00)" },
         { Dictionary({ Duration(Number(60)), Port(Number(65535)) }), -5, "lPort < 65535, Bad port value" },
         { Dictionary({ Duration(Number(60)), Port(String("-1")) }), -5, "lPort >= 0, Bad port value" },
-        { Dictionary({ Port(String("8080")) }), -26, "for 0 seconds at port 8080" },
-        { Dictionary({}), -26, "for 0 seconds at port 0" },
+        { Dictionary({ Port(String("8080")) }), 0, "(0, true, uint16 8080, byte 0x00)" },
+        { Dictionary({}), 0, "(0, false, uint16 0, byte 0x00)" },
         { Dictionary({ Duration(CFURetain<CFTypeRef>(kCFBooleanTrue)), Port(Number(-1)) }), -5, nullptr },
         { Dictionary({ Port(Dictionary({})) }), -5, nullptr },
     };
@@ -290,16 +278,20 @@ TEST_F(Requests, CommissioningIsCheckedBeforeItIsRefused)
 
     for (const auto &lRow : kRows)
     {
-        const auto lText = CFUAdopt(CFCopyDescription(lRow.mValue.Get()));
-        SCOPED_TRACE(zqString(lText).GetAsUTFArray());
+        SCOPED_TRACE(&lRow - kRows);
+        const bool lIsSent = lRow.mResult == 0;
+
         mLog.Clear();
+        mMeshd.ClearCalls();
         EXPECT_EQ(GetManager().ServiceSetProperty(*mMesh, lKey, lRow.mValue), lRow.mResult);
-        EXPECT_EQ(mLog.Count("", 4), lRow.mLine != nullptr ? 1U : 0U) << mLog.GetText();
-        if (lRow.mLine != nullptr)
-        {
-            EXPECT_TRUE(mLog.Contains(4, lRow.mLine)) << mLog.GetText();
-        }
+        EXPECT_EQ(mLog.Count("", 4), !lIsSent && lRow.mText != nullptr ? 1U : 0U) << mLog.GetText();
+        EXPECT_TRUE(lIsSent || lRow.mText == nullptr || mLog.Contains(4, lRow.mText)) << mLog.GetText();
+        const auto lCalls = mMeshd.GetCalls();
+        ASSERT_EQ(lCalls.size(), lIsSent ? 1U : 0U);
+        EXPECT_TRUE(!lIsSent || lCalls[0].mMethod + lCalls[0].mArguments == std::string("PermitJoin") + lRow.mText);
     }
+    mMeshd.Script("PermitJoin", Answer::Value("(7,)"));
+    EXPECT_EQ(GetManager().ServiceSetProperty(*mMesh, lKey, Number(300)), -1);
     EXPECT_EQ(mConnMan.GetCalls().size(), 0U); // ConnMan is not told
 
     // Of any other service it is a property like the others.
@@ -410,20 +402,137 @@ TEST_F(Requests, MayComeFromInsideACallback)
 
 TEST_F(Requests, ARadiosWakeIsToldOfTheConnectedServiceOnItsInterface)
 {
-    FakeRadio lRadio;
-    ASSERT_TRUE(lRadio.Appear());
+    const auto Wake = [&](const char *anInterface, const char *aBody)
+    { mMeshd.Signal(FakeMeshd::Path(anInterface), "NetWake", aBody); };
 
-    lRadio.Wake("wpan0", 0x42, 2000);
+    Wake("wpan0", "(byte 66, 2000)");
     EXPECT_TRUE(mRecorder.WaitFor("ServiceIsWaking mesh 66")) << mLog.GetText();
-    lRadio.Wake("wpan0", 0x43, 0);
+    Wake("wpan0", "(byte 67, 0)");
     EXPECT_TRUE(mRecorder.WaitFor("ServiceDidWake mesh 67"));
-    lRadio.Wake("wpan0", 0x44, -1);
+    Wake("wpan0", "(byte 68, -1)");
     EXPECT_TRUE(mRecorder.WaitFor("ServiceDidWake mesh 68"));
 
-    lRadio.Wake("wpan1", 1, 0);
+    Wake("wpan1", "(byte 1, 0)");
     EXPECT_TRUE(mLog.WaitFor("network manager: Got a wake, but found no online service for interface wpan1", 4));
     mConnMan.SetServiceProperty(kMesh, "State", "'idle'");
     ASSERT_TRUE(mRecorder.WaitFor("ServiceChanged mesh State"));
-    lRadio.Wake("wpan0", 1, 0);
+    Wake("wpan0", "(byte 1, 0)");
     EXPECT_TRUE(mLog.WaitFor("network manager: Got a wake, but found no online service for interface wpan0", 4));
+}
+
+class Sleep : public Requests
+{
+protected:
+    void Signal(const char *aMember, const std::string &anInterface = "wpan0")
+    {
+        mMeshd.Signal(FakeMeshd::Path(anInterface), aMember);
+    }
+
+    /** Ask, and wait for the line about the answer. */
+    bool Ask(const std::string &aLine, const std::string &anInterface = "wpan0")
+    {
+        return GetManager().QuerySleepPreventers() == 0 &&
+               mLog.WaitFor("network manager: wpan interface \"" + anInterface + "\" " + aLine, 2);
+    }
+
+    bool WaitForPreventers(const Lines &aNames)
+    {
+        return WaitUntil(
+            [&]
+            {
+                zqStringArray lNames;
+                Lines         lList;
+
+                EXPECT_EQ(GetManager().GetSleepPreventers(lNames), 0);
+                for (int lIndex = 0; lIndex < lNames.GetNumElements(); ++lIndex)
+                    lList.push_back(lNames.GetElement(lIndex).GetAsUTFArray());
+                return lList == aNames;
+            });
+    }
+
+    static std::string Failure(int anAttempt)
+    {
+        return "failed to reply to GetProperty(\"IsOkToSleep\") in " + std::to_string(anAttempt) + " attempts";
+    }
+
+    static constexpr const char *kGivenUp = "multiple failures to respond  to \"IsOkToSleep\", allowing sleep now";
+};
+
+TEST_F(Sleep, IsPreventedFromTheOneSignalToTheOther)
+{
+    EXPECT_EQ(GetManager().QuerySleepPreventers(), 0); // nobody to ask
+    for (const char *lMember : { "AllowSleep", "PreventSleep", "PreventSleep" })
+        Signal(lMember);
+    Signal("PreventSleep", "wpan1");
+    EXPECT_TRUE(WaitForPreventers({ "wpan0", "wpan1" }));
+    Signal("AllowSleep");
+    EXPECT_TRUE(WaitForPreventers({ "wpan1" }));
+    Signal("AllowSleep", "wpan1");
+    EXPECT_TRUE(WaitForPreventers({}));
+    EXPECT_EQ(mMeshd.CountCalls("GetProp"), 0U);
+}
+
+TEST_F(Sleep, TheFifthFailureAndEveryLaterOneAllowsIt)
+{
+    mMeshd.Script("GetProp", Answer::Error("com.corvanix.Error.Any", "Any"));
+    for (int lAttempt = 1; lAttempt <= 7; ++lAttempt)
+    {
+        Signal("PreventSleep");
+        ASSERT_TRUE(WaitForPreventers({ "wpan0" }));
+        EXPECT_TRUE(Ask(Failure(lAttempt)));
+        EXPECT_TRUE(WaitForPreventers(lAttempt < 5 ? Lines{ "wpan0" } : Lines{}));
+        EXPECT_EQ(mLog.Count(kGivenUp, 2), static_cast<std::size_t>(lAttempt < 5 ? 0 : lAttempt - 4));
+    }
+    for (const FakePeer::Call &lCall : mMeshd.GetCalls())
+        EXPECT_EQ(lCall.mMethod + lCall.mArguments, "GetProp('Daemon:ReadyForHostSleep',)");
+
+    // The count is one for all interfaces, but only the silent one is released.
+    for (const char *lName : { "wpan0", "wpan1" })
+        Signal("PreventSleep", lName);
+    mMeshd.AddInterface("wpan1");
+    mMeshd.Script("GetProp", Answer::Value("(0, <false>)"), FakeMeshd::Path("wpan1"));
+    ASSERT_TRUE(WaitForPreventers({ "wpan0", "wpan1" }));
+    EXPECT_TRUE(Ask(Failure(8)));
+    EXPECT_TRUE(WaitForPreventers({ "wpan1" }));
+}
+
+TEST_F(Sleep, AnyAnswerStartsTheCountAgainAndOnlyTrueAllowsIt)
+{
+    for (const char *lAnswer : { "(0, <false>)", "(0, <'true'>)", "(0, <true>)" })
+    {
+        const bool lIsOk = std::string(lAnswer) == "(0, <true>)";
+
+        Signal("PreventSleep");
+        ASSERT_TRUE(WaitForPreventers({ "wpan0" }));
+        mMeshd.ClearScripts();
+        mMeshd.Script("GetProp", Answer::Value(lAnswer));
+        mMeshd.Script("GetProp", Answer::Value("(1,)"), "", 4);
+        for (int lAttempt = 1; lAttempt <= 4; ++lAttempt)
+            EXPECT_TRUE(Ask(Failure(lAttempt)));
+        EXPECT_TRUE(Ask(lIsOk ? "is ok to sleep" : "is not ok to sleep"));
+        EXPECT_TRUE(WaitForPreventers(lIsOk ? Lines{} : Lines{ "wpan0" }));
+        EXPECT_FALSE(mLog.Contains(kGivenUp));
+        mLog.Clear();
+    }
+}
+
+// An answer, and what ends a call without one, comes to a manager that has gone.
+TEST_F(Sleep, AnAnswerToAManagerThatHasGoneTouchesNothing)
+{
+    mMeshd.Script("GetProp", Answer::Held());
+    Signal("PreventSleep");
+    ASSERT_TRUE(WaitForPreventers({ "wpan0" }));
+    ASSERT_EQ(GetManager().QuerySleepPreventers(), 0);
+    ASSERT_TRUE(mMeshd.WaitForCall("GetProp"));
+
+    for (zqSharedPtr<Service> *const lService : { &mHome, &mMesh })
+        *lService = zqSharedPtr<Service>();
+    mManager.reset();
+    mMeshd.ReleaseHeld();
+    mMeshd.Flush();
+    mManager = std::make_unique<RunningManager>(); // the connection of the first goes with it
+    ASSERT_NE(mManager->Get(), nullptr);
+    EXPECT_TRUE(WaitForPreventers({}));
+    EXPECT_FALSE(mLog.Contains("IsOkToSleep")) << mLog.GetText();
+    ASSERT_EQ(GetManager().AddObserver(&mRecorder), 0);
 }

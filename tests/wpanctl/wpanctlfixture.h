@@ -1,0 +1,116 @@
+/**
+ *  @file
+ *    The WPAN client of this process against a radio daemon of GDBus.
+ */
+
+#ifndef ZQ_TEST_WPANCTLFIXTURE_H
+#define ZQ_TEST_WPANCTLFIXTURE_H
+
+#include <zqdbus.h>
+#include <zqwpanctl.h>
+
+#include <fakemeshd.h>
+#include <logcapture.h>
+#include <privatebus.h>
+#include <waituntil.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace zq::Test
+{
+
+using Lines = std::vector<std::string>;
+
+inline std::string Text(CFTypeRef aValue)
+{
+    const auto lText = CFUAdopt(CFCopyDescription(aValue));
+    return zqString(lText).GetAsUTFArray();
+}
+
+class WPANCtl : public testing::Test
+{
+public:
+    static void Pump()
+    {
+        zqDBus *const lDBus    = zqDBus::GetGlobalDefaultInstance();
+        unsigned int  lCount   = 0;
+        bool          lChanged = false;
+
+        (void)lDBus->HandleEvents(nullptr);
+        PRPollDesc *const lDescriptors = lDBus->GetPollDescriptors(lCount, &lChanged);
+        if (PR_Poll(lDescriptors, static_cast<PRIntn>(lCount), PR_MillisecondsToInterval(20)) > 0)
+            (void)lDBus->HandleEvents(lDescriptors);
+    }
+
+    template <typename Condition>
+    static bool PumpUntil(const Condition &aCondition)
+    {
+        return WaitUntil(
+            [&]
+            {
+                Pump();
+                return aCondition();
+            });
+    }
+
+protected:
+    // The filter is the process's: this suite's bus is the process-wide one from
+    // its first test to its last.
+    static void SetUpTestSuite()
+    {
+        SystemBus();
+        zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance());
+        sInitialised = std::make_unique<zqWPANCtl>();
+        ASSERT_EQ(sInitialised->Init(), 0);
+        ASSERT_TRUE(dbus_connection_add_filter(zqDBus::GetGlobalDefaultInstance()->GetConnection(), NoteUnhandled,
+                                               &sUnhandled, nullptr));
+    }
+
+    static void TearDownTestSuite()
+    {
+        dbus_connection_remove_filter(zqDBus::GetGlobalDefaultInstance()->GetConnection(), NoteUnhandled, &sUnhandled);
+        zqDBus::SetGlobalDefaultInstance(nullptr);
+        sInitialised.reset();
+    }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(mMeshd.Appear());
+        mInterface = sInitialised->GetInterface();
+        sUnhandled.clear();
+    }
+
+    /** Dispatch all that the radio has sent. */
+    void Settle()
+    {
+        bool lSettled = false;
+
+        mMeshd.Signal(FakeMeshd::Path("end"), "PreventSleep");
+        const boost::signals2::scoped_connection lConnection = sInitialised->mPreventSleep.connect(
+            [&](const zqString &anInterface) { lSettled = lSettled || anInterface == zqString("end"); });
+        EXPECT_TRUE(PumpUntil([&] { return lSettled; }));
+    }
+
+    /** What a filter that comes after the controllers' own gets to see. */
+    static DBusHandlerResult NoteUnhandled(DBusConnection *, DBusMessage *aMessage, void *aContext)
+    {
+        if (dbus_message_get_type(aMessage) == DBUS_MESSAGE_TYPE_SIGNAL &&
+            dbus_message_has_interface(aMessage, FakeMeshd::kInterface))
+            static_cast<Lines *>(aContext)->push_back(dbus_message_get_member(aMessage));
+        return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+    }
+
+    static inline std::unique_ptr<zqWPANCtl> sInitialised;
+    static inline Lines                      sUnhandled;
+    FakeMeshd                                mMeshd;
+    zqWPANCtl::Interface                    *mInterface = nullptr;
+    LogCapture                               mLog;
+};
+
+} // namespace zq::Test
+
+#endif // ZQ_TEST_WPANCTLFIXTURE_H
