@@ -24,13 +24,13 @@ namespace
 {
 
 /** In the order in which they are written back. */
-const std::array<zqString, 13> &SavedSettings() noexcept
+const std::array<CFStringRef, 13> &SavedSettings() noexcept
 {
-    static const std::array<zqString, 13> sKeys = {
-        kPropertyJamEnable,
-        kPropertyJamRssiThreshold,
-        kPropertyJamWindow,
-        kPropertyJamBusyPeriod,
+    static const std::array<CFStringRef, 13> sKeys = {
+        __CFStringMakeConstantString(kPropertyJamEnable),
+        __CFStringMakeConstantString(kPropertyJamRssiThreshold),
+        __CFStringMakeConstantString(kPropertyJamWindow),
+        __CFStringMakeConstantString(kPropertyJamBusyPeriod),
         zqWPANCtl::kPropertyKeyDeviceMode,
         zqWPANCtl::kPropertyKeyOpenThreadLogLevel,
         zqWPANCtl::kPropertyKeyChannelManagerNewChannel,
@@ -69,7 +69,8 @@ bool IsSavedSetting(const zqString &aKey) noexcept
 {
     const auto &lKeys = SavedSettings();
 
-    return std::find(lKeys.begin(), lKeys.end(), aKey) != lKeys.end();
+    return std::any_of(lKeys.begin(), lKeys.end(),
+                       [&](CFStringRef aSaved) { return CFEqual(aSaved, aKey.GetAsCFString()) != 0; });
 }
 
 } // namespace WPAN
@@ -105,8 +106,9 @@ CFUSharedRef<const void *> zqWPANCtl::Interface::GetSetting(const zqString &aKey
 
 void zqWPANCtl::Interface::RestoreSettings() noexcept
 {
-    for (const zqString &lKey : SavedSettings())
+    for (const CFStringRef lSaved : SavedSettings())
     {
+        const zqString                lKey(lSaved);
         const CFUSharedRef<CFTypeRef> lValue = GetSetting(lKey);
 
         if (!lValue || CFEqual(lValue.Get(), Empty()))
