@@ -8,7 +8,7 @@
 
 #include <zqlog.h>
 
-#include <cstring>
+#include <new>
 
 #define ZQ_LOG_COMPONENT "wpanctl"
 #define ZQ_LOG_FILE "zqwpanctl"
@@ -140,6 +140,7 @@ std::uint32_t zqWPANCtl::Interface::GetSupportedChannelsMask() const noexcept
 }
 
 zqError zqWPANCtl::Interface::SetSupportedChannelsMask(unsigned int aMask) noexcept
+try
 {
     if (aMask == mSupportedChannelsMask)
         return zqError_None;
@@ -158,6 +159,10 @@ zqError zqWPANCtl::Interface::SetSupportedChannelsMask(unsigned int aMask) noexc
     if (lReturn == zqError_None)
         ZQ_LOG(zqLogLevel_Information, "wpanctl: Supported channel mask is set to 0x%08x", aMask);
     return lReturn;
+}
+catch (const std::bad_alloc &)
+{
+    return zqError_OutOfMemory;
 }
 
 // Jamming

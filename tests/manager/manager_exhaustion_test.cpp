@@ -6,12 +6,18 @@
 #include <zqdbus.h>
 #include <zqlog.h>
 #include <zqnetworkmanager.h>
+#include <zqwpanctl.h>
 
 #include <failingallocations.h>
 #include <fakeconnman.h>
+#include <fakemeshd.h>
 #include <privatebus.h>
+#include <waituntil.h>
 
 #include <gtest/gtest.h>
+
+#include <functional>
+#include <vector>
 
 using namespace zq::Test;
 using namespace zq::NetworkManager;
@@ -96,4 +102,57 @@ TEST_F(Exhaustion, ALoadThatLacksMemoryLeavesAUsableManager)
         delete lManager;
     }
     EXPECT_EQ(lCount, 2);
+}
+
+// An operation of the radio that lacks memory is not sent, and its completion not called.
+TEST_F(Exhaustion, TheRadiosCallsAreMadeWholeOrNotAtAll)
+{
+    FakeMeshd lMeshd;
+    zqDBus   *lDBus = zqDBus::GetThreadDefaultInstance();
+    int       lSent = 0;
+    int       lTold = 0;
+
+    zqDBus::SetGlobalDefaultInstance(lDBus);
+    ASSERT_TRUE(lMeshd.Appear());
+    zqWPANCtl                              lController;
+    zqWPANCtl::Interface                  &lInterface = *lController.GetInterface();
+    const std::vector<char>                lLarge(100); // what a completion holds is copied with it
+    const zqWPANCtl::Interface::Completion lComplete = [&lTold, lLarge](zqError anError) { lTold += anError == 0; };
+    const zqWPANCtl::Interface::PropertyCompletion lCompleteRead = std::bind(lComplete, std::placeholders::_1);
+    const zqString                                 lKey          = zqWPANCtl::kPropertyKeyDeviceMode;
+
+    const std::function<zqError()> kOperations[] = {
+        [&] { return lInterface.Leave_Async(lComplete); },
+        [&] { return lInterface.GetProperty_Async(lCompleteRead, lKey); },
+        [&] { return lInterface.SetProperty_Async(lComplete, "Daemon:Enabled", CFURetain<CFTypeRef>(kCFBooleanTrue)); },
+    };
+
+    for (const auto &lOperation : kOperations)
+        for (int lGranted = 0; lGranted < kEnough; ++lGranted)
+        {
+            zqError lError = 0;
+            {
+                const FailingAllocations lFailing(lGranted);
+                lError = lOperation();
+            }
+            EXPECT_TRUE(lError == 0 ? lGranted > 0 : lError == -2 || lError == -7) << lGranted << " " << lError;
+            lSent += lError == 0;
+            if (lError == 0)
+                break;
+        }
+
+    EXPECT_TRUE(WaitUntil(
+        [&]
+        {
+            unsigned int lCount   = 0;
+            bool         lChanged = false;
+
+            PRPollDesc *const lDescriptors = lDBus->GetPollDescriptors(lCount, &lChanged);
+            (void)PR_Poll(lDescriptors, static_cast<PRIntn>(lCount), PR_MillisecondsToInterval(20));
+            (void)lDBus->HandleEvents(lDescriptors);
+            return lTold == 3;
+        }));
+    EXPECT_EQ(lSent, 3);
+    EXPECT_EQ(lMeshd.GetCalls().size(), 3U);
+    zqDBus::SetGlobalDefaultInstance(nullptr);
 }
