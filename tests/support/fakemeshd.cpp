@@ -208,7 +208,10 @@ Answer FakeMeshd::AnswerLocked(const Call &aCall, GVariant *aBody)
         return SetProp(lInterface->second, aCall, aBody);
 
     if (aCall.mMethod == "Form")
+    {
         SetLocked(lName, "Network:Name", "'" + Child(aBody, 0) + "'");
+        SetLocked(lName, "NCP:Channel", Child(aBody, 1));
+    }
     if (aCall.mMethod == "Form" || aCall.mMethod == "Leave")
         SetStateLocked(lName, aCall.mMethod == "Form" ? "associated" : "offline");
     if (aCall.mMethod == "PermitJoin")
