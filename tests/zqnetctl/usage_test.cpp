@@ -8,6 +8,7 @@ class UsageTest : public testing::Test
 {
 protected:
     void SetUp() override { UseNoSystemBus(); }
+    void TearDown() override { SystemBus().UseAsSystemBus(); }
 };
 
 TEST_F(UsageTest, WrongCommandLinesExitWith2AndSayWhy)
