@@ -124,6 +124,36 @@ public:
     /** True unless the security array holds kServiceSecurityNone; an empty array counts as secured. */
     bool IsSecured() const;
 
+    /**
+     *  Give the service a routing table of its own, so that traffic from its
+     *  address leaves through it even when another service has the default
+     *  route: a rule for the address, a default route, and for Wi-Fi a route to
+     *  the service's network when it has a netmask.
+     *
+     *  For an application to call when the service has connected; nothing calls
+     *  it by itself. The device's script does the work
+     *  (Utilities::IPRulesAndRoutes), and the calling thread blocks until it has
+     *  ended. A step that fails ends the operation; those before it stay.
+     *
+     *  @retval   0
+     *  @retval  -1  The service has no IPv4 address, or Wi-Fi no gateway
+     *               (nothing was run); or the script failed.
+     *  @retval  -2  Memory is exhausted.
+     *  @retval  -5  It is neither a Wi-Fi nor a cellular service; nothing was run.
+     */
+    zqError CreatePolicyRouteTable() const;
+
+    /**
+     *  Remove every rule and route of the table, whether or not the service
+     *  still has the address. Blocks as CreatePolicyRouteTable.
+     *
+     *  @retval   0
+     *  @retval  -1  The script failed.
+     *  @retval  -2  Memory is exhausted.
+     *  @retval  -5  It is neither a Wi-Fi nor a cellular service; nothing was run.
+     */
+    zqError RemovePolicyRouteTable() const;
+
 protected:
     // The caller of these holds the object's lock.
 
