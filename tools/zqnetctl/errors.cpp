@@ -26,6 +26,7 @@ constexpr Row kTexts[] = {
     { zqError_InvalidArgument, "invalid argument" },
     { zqError_NoResources, "out of resources" },
     { zqError_BadReply, "unexpected reply" },
+    { zqError_NotConfigured, "not configured" },
     { zqError_TimedOut, "timed out" },
     { zqError_NotFound, "not found" },
     { zqError_AlreadyPresent, "not unique" },

@@ -21,6 +21,7 @@ enum : zqError
     zqError_InvalidArgument  = -5,  ///< null or invalid argument
     zqError_NoResources      = -7,  ///< an allocation or the creation of a lock failed
     zqError_BadReply         = -12, ///< a reply that is not what was asked for
+    zqError_NotConfigured    = -15, ///< nothing was configured that could be acted on
     zqError_TimedOut         = -16,
     zqError_NotFound         = -17,
     zqError_AlreadyPresent   = -18,

@@ -1,0 +1,131 @@
+#include <zqnetwork-connectivity.h>
+
+#include <zqlog.h>
+
+#define ZQ_LOG_COMPONENT "network-connectivity"
+#define ZQ_LOG_FILE "zqnetwork-connectivity"
+
+using namespace zq::NetworkManager;
+
+namespace
+{
+
+const unsigned int kFirstEvent = Event::StateChanged::kType;
+
+// One bit an event, from the first: all about services and properties, what is
+// removed, and the outcomes of scans.
+const unsigned int kIgnoredEvents = 0x687FF;
+const unsigned int kNumEvents     = 19;
+
+/** @returns false, with the value left alone, when a boolean property is not among those that changed. */
+bool GetChange(CFDictionaryRef aProperties, CFStringRef aKey, bool &aValue)
+{
+    const void *const lValue = aProperties != nullptr ? CFDictionaryGetValue(aProperties, aKey) : nullptr;
+
+    if (!CFUIsTypeID(lValue, CFBooleanGetTypeID()))
+        return false;
+
+    aValue = CFBooleanGetValue(static_cast<CFBooleanRef>(lValue)) != 0;
+    return true;
+}
+
+} // namespace
+
+bool zqNetworkConnectivity::IsConnectivityTechnology(const Technology &aTechnology) const
+{
+    for (int i = 0, lCount = mTechnologies.GetNumElements(); i < lCount; i++)
+        if (aTechnology.IsType(CFURetain(mTechnologies.GetElement(i).GetAsCFString())).Get() == kCFBooleanTrue)
+            return true;
+    return false;
+}
+
+void zqNetworkConnectivity::HandleEvent(zqEvent *anEvent)
+{
+    (void)HandleEvent(static_cast<const zqEvent *>(anEvent));
+}
+
+zqError zqNetworkConnectivity::HandleEvent(const zqEvent *anEvent)
+{
+    if (!Event::IsType(anEvent))
+        return zqError_None;
+
+    const zqError retval = HandleNetworkManagerEvent(anEvent);
+    (void)ZQ_CHECK(retval == 0);
+
+    return retval;
+}
+
+zqError zqNetworkConnectivity::HandleNetworkManagerEvent(const zqEvent *anEvent)
+{
+    const unsigned int lType  = anEvent->GetType();
+    const unsigned int lIndex = lType - kFirstEvent;
+
+    if (lType == Event::TechnologiesAdded::kType)
+        return HandleNetworkTechnologiesAdded(static_cast<const Event::TechnologiesAdded *>(anEvent));
+
+    if (lType == Event::TechnologyChanged::kType)
+        return HandleNetworkTechnologyChanged(static_cast<const Event::TechnologyChanged *>(anEvent));
+
+    if (lIndex >= kNumEvents || (kIgnoredEvents >> lIndex & 1) == 0)
+        ZQ_LOG(zqLogLevel_Notice, "network-connectivity: unexpected network manager event %d", static_cast<int>(lType));
+
+    return zqError_None;
+}
+
+zqError zqNetworkConnectivity::HandleNetworkTechnologiesAdded(const Event::TechnologiesAdded *anEvent)
+{
+    zqRefObjectArray<Technology> lTechnologies;
+    zqError                      lReturn = anEvent->GetTechnologies(lTechnologies);
+
+    for (int i = 0, lCount = lTechnologies.GetNumElements(); i < lCount; i++)
+    {
+        const Technology &lTechnology = *lTechnologies.GetElementPtr(i);
+
+        if (!IsConnectivityTechnology(lTechnology))
+            continue;
+
+        const bool    lPowered = lTechnology.IsPowered().Get() == kCFBooleanTrue;
+        const zqError lError   = HandleNetworkTechnologyPoweredChanged(lTechnology, lPowered);
+
+        if (lReturn == 0)
+            lReturn = lError;
+    }
+
+    return lReturn;
+}
+
+zqError zqNetworkConnectivity::HandleNetworkTechnologyChanged(const Event::TechnologyChanged *anEvent)
+{
+    const Technology *const lTechnology = anEvent->GetTechnology();
+    zqError                 lReturn     = zqError_None;
+    bool                    lValue      = false;
+
+    if (lTechnology == nullptr || !IsConnectivityTechnology(*lTechnology))
+        return zqError_None;
+
+    if (GetChange(anEvent->GetProperties(), kTechnologyPropertyPowered, lValue))
+        lReturn = HandleNetworkTechnologyPoweredChanged(*lTechnology, lValue);
+
+    if (GetChange(anEvent->GetProperties(), kTechnologyPropertyConnected, lValue))
+    {
+        const zqError lError = HandleNetworkTechnologyConnectedChanged(*lTechnology, lValue);
+
+        if (lReturn == 0)
+            lReturn = lError;
+    }
+
+    return lReturn;
+}
+
+zqError zqNetworkConnectivity::HandleNetworkTechnologyPoweredChanged(const Technology &, bool)
+{
+    return RecalculatePowered(true);
+}
+
+zqError zqNetworkConnectivity::HandleNetworkTechnologyConnectedChanged(const Technology &aTechnology, bool)
+{
+    const zqError lChecked    = CheckTechnologyConnectedServices(aTechnology);
+    const zqError lCalculated = RecalculateConnected();
+
+    return lChecked != 0 ? lChecked : lCalculated;
+}
