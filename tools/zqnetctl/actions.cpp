@@ -3,6 +3,9 @@
 #include "lookup.h"
 #include "output.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace zqnetctl
 {
 
@@ -81,6 +84,24 @@ ExitStatus PerformOnService(Session &aSession, const char *aDoing, const char *a
         { return MatchConnect(anEvent, lPath); };
 
     return Perform(aSession, std::move(lAction));
+}
+
+/** A request that runs the device's script, whose own words must not get among the JSON lines. */
+zqError RunScript(const Session &aSession, const std::function<zqError()> &aRequest)
+{
+    const int lOutput = aSession.GetOptions().mJson ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1) : -1;
+
+    if (lOutput >= 0)
+        (void)dup2(STDERR_FILENO, STDOUT_FILENO);
+
+    const zqError lReturn = aRequest();
+
+    if (lOutput >= 0)
+    {
+        (void)dup2(lOutput, STDOUT_FILENO);
+        (void)close(lOutput);
+    }
+    return lReturn;
 }
 
 ExitStatus SetEnabled(Session &aSession, bool anEnabled)
@@ -165,6 +186,20 @@ ExitStatus RemoveService(Session &aSession)
 {
     return PerformOnService(aSession, "removing", "removed",
                             [&](const Service &aService) { return aSession.GetManager().ServiceRemove(aService); });
+}
+
+ExitStatus CreateRoutes(Session &aSession)
+{
+    return PerformOnService(aSession, "routing", "routes created",
+                            [&](const Service &aService)
+                            { return RunScript(aSession, [&] { return aService.CreatePolicyRouteTable(); }); });
+}
+
+ExitStatus RemoveRoutes(Session &aSession)
+{
+    return PerformOnService(aSession, "unrouting", "routes removed",
+                            [&](const Service &aService)
+                            { return RunScript(aSession, [&] { return aService.RemovePolicyRouteTable(); }); });
 }
 
 ExitStatus SetServiceProperty(Session &aSession)

@@ -19,7 +19,9 @@ enum Trait : unsigned
     kNoTraits       = 0,
     kTakesSeconds   = 1,
     kTakesCount     = 2,
-    kWaitsForDaemon = 4 ///< runs without the daemon, until it comes
+    kWaitsForDaemon = 4, ///< runs without the daemon, until it comes
+    kTakesPower     = 8,
+    kNeedsNoBus     = 16
 };
 
 struct Command
@@ -53,6 +55,11 @@ const Command kCommands[] = {
     { "remove", "SERVICE", "forget its credentials", 1, 1, kNoTraits, RemoveService },
     { "set", "SERVICE KEY VALUE", "set a property", 3, 3, kNoTraits, SetServiceProperty },
     { "clear", "SERVICE KEY", "clear a property", 2, 2, kNoTraits, ClearServiceProperty },
+    { "connectivity", "TYPE... [--power on|off] [--seconds N]", "tell whether any is connected, and keep them powered or not", 1,
+      kAnyNumber, kTakesSeconds | kTakesPower, RunConnectivity },
+    { "route create", "SERVICE", "give a service its own routing table", 1, 1, kNoTraits, CreateRoutes },
+    { "route remove", "SERVICE", "remove it", 1, 1, kNoTraits, RemoveRoutes },
+    { "host", "[INTERFACE]", "this device's name and addresses", 0, 1, kNeedsNoBus, ShowHost },
     { "agent", "[--seconds N]", "answer requests for credentials", 0, 0, kListens, RunAgent },
     { "provision create", "KEY=VALUE...", "store a network", 1, kAnyNumber, kNoTraits, CreateProvision },
     { "provision set", "ID KEY VALUE", "set a stored property", 3, 3, kNoTraits, SetProvisionProperty },
@@ -93,8 +100,8 @@ constexpr const char *kNotesText = "\n"
                                    "Secrets are shown as ********.\n"
                                    "\n"
                                    "monitor and agent wait for the daemon when it is not there, and end after the\n"
-                                   "seconds or events given, or with Ctrl-C. The others need it, but for wpan, which\n"
-                                   "talks with the radio's daemon, about the interface wpan0.\n"
+                                   "seconds or events given, or with Ctrl-C. The others need it, but for host, and\n"
+                                   "for wpan, which talks with the radio's daemon, about the interface wpan0.\n"
                                    "\n"
                                    "Exit status: 0 success, 1 the request failed, 2 bad usage, 3 ConnMan is not on\n"
                                    "the bus.\n";
@@ -106,7 +113,12 @@ void PrintUsage(FILE *aFile)
     for (const Command &lCommand : kCommands)
     {
         const std::string lLeft = std::string(lCommand.mName) + " " + lCommand.mArguments;
-        fprintf(aFile, "  %-34s %s\n", lLeft.c_str(), lCommand.mPurpose);
+
+        // A long one has its purpose on a line of its own.
+        if (lLeft.size() > 34)
+            fprintf(aFile, "  %s\n  %-34s %s\n", lLeft.c_str(), "", lCommand.mPurpose);
+        else
+            fprintf(aFile, "  %-34s %s\n", lLeft.c_str(), lCommand.mPurpose);
     }
 
     fputs(kOptionsText, aFile);
@@ -149,6 +161,8 @@ const Command *FindCommand(const Options &anOptions, std::string &aProblem)
         aProblem = "--seconds is not for " + anOptions.mCommand;
     else if (anOptions.mCount && (lCommand->mTraits & kTakesCount) == 0)
         aProblem = "--count is not for " + anOptions.mCommand;
+    else if (anOptions.mPower && (lCommand->mTraits & kTakesPower) == 0)
+        aProblem = "--power is not for " + anOptions.mCommand;
 
     return aProblem.empty() ? lCommand : nullptr;
 }
@@ -179,8 +193,11 @@ ExitStatus Main(int aCount, const char *const *aWords)
     (void)signal(SIGPIPE, SIG_IGN);
     StartLog(lOptions.mVerbosity);
 
-    Session          lSession(lOptions);
-    const ExitStatus lStatus = lSession.Open((lCommand->mTraits & kWaitsForDaemon) == 0);
+    Session    lSession(lOptions);
+    ExitStatus lStatus = kExitSuccess;
+
+    if ((lCommand->mTraits & kNeedsNoBus) == 0)
+        lStatus = lSession.Open((lCommand->mTraits & kWaitsForDaemon) == 0);
 
     return lStatus != kExitSuccess ? lStatus : lCommand->mRun(lSession);
 }

@@ -4,30 +4,8 @@
 #include "describe.h"
 #include "output.h"
 
-#include <ctime>
-
 namespace zqnetctl
 {
-
-namespace
-{
-
-/** The local time of day, to the millisecond. */
-std::string GetTime()
-{
-    timespec lNow   = {};
-    tm       lLocal = {};
-    char     lText[sizeof "hh:mm:ss"];
-
-    (void)clock_gettime(CLOCK_REALTIME, &lNow);
-    (void)localtime_r(&lNow.tv_sec, &lLocal);
-    (void)strftime(lText, sizeof lText, "%H:%M:%S", &lLocal);
-
-    const std::string lMilliseconds = std::to_string(1000 + lNow.tv_nsec / 1000000);
-    return lText + ("." + lMilliseconds.substr(1));
-}
-
-} // namespace
 
 ExitStatus PrintEvents(Session &aSession, bool (*anIsWanted)(const Json &anEvent))
 {
@@ -42,7 +20,7 @@ ExitStatus PrintEvents(Session &aSession, bool (*anIsWanted)(const Json &anEvent
             break;
         if (!anIsWanted(lEvent))
             continue;
-        if (!(lOptions.mJson ? PrintLine(lEvent) : PrintLine(GetTime() + "  " + lNarrator.Tell(lEvent))))
+        if (!(lOptions.mJson ? PrintLine(lEvent) : PrintLine(GetTimeOfDay() + "  " + lNarrator.Tell(lEvent))))
             return GetOutputStatus(false);
         lPrinted++;
     }

@@ -37,6 +37,15 @@ bool SetCount(Options &anOptions, const std::string &aText)
     return true;
 }
 
+bool SetPower(Options &anOptions, const std::string &aText)
+{
+    if (aText != "on" && aText != "off")
+        return false;
+
+    anOptions.mPower = aText == "on";
+    return true;
+}
+
 struct Flag
 {
     const char *mName;
@@ -46,6 +55,7 @@ struct Flag
 struct Valued
 {
     const char *mName;
+    const char *mValue; ///< what it is
     bool (*mSet)(Options &anOptions, const std::string &aText);
 };
 
@@ -57,8 +67,9 @@ constexpr Flag kFlags[] = {
 };
 
 constexpr Valued kValued[] = {
-    { "--seconds", SetSeconds },
-    { "--count", SetCount },
+    { "--seconds", "a number that can be used", SetSeconds },
+    { "--count", "a number that can be used", SetCount },
+    { "--power", "on or off", SetPower },
 };
 
 /** Walks the words of one command line. */
@@ -127,14 +138,14 @@ private:
     {
         if (aRest.empty() && mNext == mWords.size())
         {
-            mProblem = std::string(aValued.mName) + " needs a number";
+            mProblem = std::string(aValued.mName) + " needs " + aValued.mValue;
             return false;
         }
 
         const std::string lText = aRest.empty() ? mWords[mNext++] : aRest.substr(1);
 
         if (!aValued.mSet(mOptions, lText))
-            mProblem = std::string(aValued.mName) + ": not a number that can be used: " + lText;
+            mProblem = std::string(aValued.mName) + ": not " + aValued.mValue + ": " + lText;
         return mProblem.empty();
     }
 

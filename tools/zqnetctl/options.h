@@ -22,6 +22,7 @@ struct Options
     int                                      mVerbosity = 0;
     std::optional<std::chrono::milliseconds> mSeconds;
     std::optional<unsigned long>             mCount;
+    std::optional<bool>                      mPower;
     std::string                              mCommand; ///< with its subcommand: "state", "provision create"; or empty
     std::vector<std::string>                 mArguments;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 
 namespace zqnetctl
 {
@@ -66,6 +67,20 @@ std::string Describe(const Json &aProperties, const char *aKey, const char *aDef
 
     std::string lText = Describe(*lFound);
     return lText.empty() ? aDefault : lText;
+}
+
+std::string GetTimeOfDay()
+{
+    timespec lNow   = {};
+    tm       lLocal = {};
+    char     lText[sizeof "hh:mm:ss"];
+
+    (void)clock_gettime(CLOCK_REALTIME, &lNow);
+    (void)localtime_r(&lNow.tv_sec, &lLocal);
+    (void)strftime(lText, sizeof lText, "%H:%M:%S", &lLocal);
+
+    const std::string lMilliseconds = std::to_string(1000 + lNow.tv_nsec / 1000000);
+    return lText + ("." + lMilliseconds.substr(1));
 }
 
 bool PrintLine(const std::string &aLine)

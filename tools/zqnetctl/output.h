@@ -26,6 +26,9 @@ std::string Describe(const Json &aValue);
 /** The value under a key, described; @a aDefault when there is none or it is empty. */
 std::string Describe(const Json &aProperties, const char *aKey, const char *aDefault = "-");
 
+/** The local time of day, to the millisecond. */
+std::string GetTimeOfDay();
+
 /** Write one line and flush it. @returns false when standard output is gone. */
 bool PrintLine(const std::string &aLine);
 bool PrintLine(const Json &aValue);
