@@ -4,7 +4,7 @@
  *    in which order, and what is in its lists afterwards.
  */
 
-#include "runningmanager.h"
+#include <runningmanager.h>
 
 #include <zqdbus.h>
 

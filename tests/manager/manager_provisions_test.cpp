@@ -3,7 +3,7 @@
  *    The stored provisions of a manager. Runs in the sandbox: the file's place is fixed.
  */
 
-#include "runningmanager.h"
+#include <runningmanager.h>
 
 #include <logcapture.h>
 #include <privatebus.h>

@@ -4,7 +4,7 @@
  *    radio's wakes, which reach the application.
  */
 
-#include "runningmanager.h"
+#include <runningmanager.h>
 
 #include <fakemeshd.h>
 #include <logcapture.h>

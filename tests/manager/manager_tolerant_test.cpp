@@ -3,7 +3,7 @@
  *    Following a current ConnMan, whose types only the tolerant decoding takes.
  */
 
-#include "runningmanager.h"
+#include <runningmanager.h>
 
 #include <zqconnman.h>
 

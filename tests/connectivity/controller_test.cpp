@@ -1,0 +1,296 @@
+#include <zqnetwork-connectivity.h>
+
+#include <logcapture.h>
+#include <privatebus.h>
+#include <runningmanager.h>
+#include <waituntil.h>
+
+#include <memory>
+
+#include <gtest/gtest.h>
+
+using namespace zq::Test;
+using namespace zq::NetworkManager;
+
+namespace
+{
+
+const std::string kWiFi  = FakeConnMan::TechnologyPath("wifi");
+const std::string kWire  = FakeConnMan::TechnologyPath("ethernet");
+const std::string kHome  = FakeConnMan::ServicePath("home");
+const std::string kCable = FakeConnMan::ServicePath("cable");
+
+/** "connected ethernet, a change" */
+std::string Tell(const zqEvent &anEvent)
+{
+    const auto &lEvent = dynamic_cast<const zqNetworkEvent::Connected &>(anEvent);
+    std::string lLine  = lEvent.IsConnected() ? "connected" : "disconnected";
+
+    zqStringArray lTypes;
+    EXPECT_EQ(lEvent.GetConnectedTechnologies(lTypes), 0);
+    for (int lIndex = 0; lIndex < lTypes.GetNumElements(); lIndex++)
+        lLine += std::string(" ") + lTypes.GetElement(lIndex).GetAsUTFArray();
+    return lLine + (lEvent.IsChange() ? ", a change" : "");
+}
+
+class Listener : public zqIEventHandler
+{
+public:
+    void HandleEvent(zqEvent *anEvent) override { mLines.push_back(Tell(*anEvent)); }
+
+    Lines mLines;
+};
+
+/** A daemon with Wi-Fi and a wire, a manager on its own thread, and a queue that the test drains. */
+class Controller : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        SystemBus();
+        mConnMan.AddTechnology(kWiFi, FakeConnMan::Technology("wifi"));
+        mConnMan.AddTechnology(kWire, FakeConnMan::Technology("ethernet", { { "Connected", "true" } }));
+        ASSERT_TRUE(mConnMan.Appear());
+        mManager = std::make_unique<RunningManager>();
+        ASSERT_NE(mManager->Get(), nullptr) << mManager->GetError();
+        ASSERT_EQ(mQueue.Init(), 0);
+        mConnMan.ClearCalls();
+    }
+
+    zqError Start(const Lines &aTypes)
+    {
+        zqStringArray lTypes;
+
+        for (const std::string &lType : aTypes)
+            EXPECT_EQ(lTypes.Append(lType.c_str()), 0);
+
+        const zqError lError = mController.Init(mManager->Get(), &mQueue, lTypes);
+
+        return lError == 0 ? (*mManager)->Subscribe(&mQueue, &mController, "test") : lError;
+    }
+
+    /** Handle what waits in the queue; what the controller posted there becomes a line. */
+    void Drain()
+    {
+        zqEvent         *lEvent   = nullptr;
+        zqIEventHandler *lHandler = nullptr;
+
+        while (mQueue.Dequeue(lEvent, lHandler))
+        {
+            lHandler != nullptr ? lHandler->HandleEvent(lEvent) : mLines.push_back(Tell(*lEvent));
+            lEvent->Release();
+        }
+    }
+
+    template <typename Condition>
+    bool DrainUntil(Condition &&aCondition)
+    {
+        return WaitUntil([&] { return Drain(), aCondition(); });
+    }
+
+    /** Once these lines have come, and no others, since the last time. */
+    bool TakeLines(const Lines &aLines)
+    {
+        const bool lReturn = DrainUntil([&] { return mLines.size() >= aLines.size(); }) && mLines == aLines;
+
+        EXPECT_TRUE(lReturn) << testing::PrintToString(mLines);
+        mLines.clear();
+        return lReturn;
+    }
+
+    bool DrainUntilPowered(bool aPowered, const char *aType)
+    {
+        const auto lTechnology = mManager->FindTechnology(aType);
+
+        return DrainUntil([&] { return (lTechnology->IsPowered().Get() == kCFBooleanTrue) == aPowered; });
+    }
+
+    LogCapture                      mLog;
+    FakeConnMan                     mConnMan;
+    std::unique_ptr<RunningManager> mManager;
+    zqEventQueue                    mQueue;
+    zqNetworkConnectivity           mController; // before the queue's and the manager's end
+    Lines                           mLines;
+};
+
+TEST_F(Controller, TellsTheStateAtFirstAndThenEachRecalculation)
+{
+    Listener     lListener;
+    zqEventQueue lQueue;
+
+    ASSERT_EQ(lQueue.Init(), 0);
+    EXPECT_FALSE(mController.IsConnected() || mController.IsPowered());
+    ASSERT_EQ(Start({ "wifi", "ethernet" }), 0);
+    EXPECT_EQ(mController.Init(mManager->Get(), &mQueue, zqStringArray()), -3);
+    ASSERT_EQ(mController.Subscribe(&lQueue, &lListener, "listener"), 0);
+    EXPECT_TRUE(TakeLines({ "connected ethernet, a change" }));
+    EXPECT_TRUE(mController.IsConnected() && mController.IsPowered());
+    EXPECT_EQ(mController.Refresh(), 0);
+    EXPECT_TRUE(TakeLines({ "connected ethernet" }));
+
+    mConnMan.SetTechnologyProperty(kWiFi, "Connected", "true");
+    EXPECT_TRUE(TakeLines({ "connected wifi ethernet" }));
+    mConnMan.SetTechnologyProperty(kWire, "Connected", "false");
+    EXPECT_TRUE(TakeLines({ "connected wifi" }));
+    mConnMan.SetTechnologyProperty(kWiFi, "Connected", "false");
+    EXPECT_TRUE(TakeLines({ "disconnected, a change" }));
+    EXPECT_FALSE(mController.IsConnected());
+
+    (void)lQueue.Dispatch();
+    EXPECT_EQ(lListener.mLines,
+              (Lines{ "connected ethernet", "connected wifi ethernet", "connected wifi", "disconnected, a change" }));
+    mController.Destroy();
+    mController.Destroy();
+    EXPECT_EQ(mController.SetPowered(true), -3);
+    EXPECT_EQ(mController.Init(nullptr, &mQueue, zqStringArray()), -5);
+}
+
+TEST_F(Controller, PowersATechnologyAgainThatSomebodySwitchedOff)
+{
+    ASSERT_EQ(Start({ "wifi", "ethernet" }), 0);
+    ASSERT_EQ(mController.SetPowered(true), 0);
+    EXPECT_EQ(mConnMan.CountCalls("SetProperty"), 0U) << "it is in that state";
+
+    mConnMan.SetTechnologyProperty(kWiFi, "Powered", "false");
+    ASSERT_TRUE(DrainUntilPowered(false, "wifi"));
+    EXPECT_EQ(mConnMan.CountCalls("SetProperty"), 0U) << "the wire is still powered";
+    mConnMan.SetTechnologyProperty(kWire, "Powered", "false");
+    EXPECT_TRUE(DrainUntilPowered(true, "wifi") && DrainUntilPowered(true, "ethernet")) << mLog.GetText();
+    EXPECT_GE(mConnMan.CountCalls("SetProperty"), 2U);
+    EXPECT_EQ(mController.RecalculatePowered(false), 0);
+    EXPECT_TRUE(mController.IsPowered());
+
+    // One that comes anew, off: the policy begins with the first of the list, which is not there.
+    mConnMan.RemoveTechnology(kWiFi);
+    mConnMan.RemoveTechnology(kWire);
+    ASSERT_TRUE(DrainUntil([&] { return mManager->GetTechnologies().empty(); }));
+    mConnMan.ClearCalls();
+    mConnMan.AddTechnology(kWire, FakeConnMan::Technology("ethernet", { { "Powered", "false" } }));
+    EXPECT_TRUE(DrainUntil([&] { return mLog.Contains("back to back 1 times, with error -17"); }));
+    EXPECT_EQ(mConnMan.CountCalls("SetProperty"), 0U);
+}
+
+TEST_F(Controller, CountsFailuresInARowUpToThree)
+{
+    mConnMan.SetTechnologyProperty(kWiFi, "Powered", "false");
+    ASSERT_TRUE(DrainUntilPowered(false, "wifi"));
+    ASSERT_EQ(Start({ "wifi" }), 0);
+    mConnMan.Script("SetProperty", Answer::Error("net.connman.Error.Failed", "Input/output error"));
+
+    for (const char *lCount : { "1", "2", "3", "1" })
+    {
+        mLog.Clear();
+        EXPECT_EQ(mController.SetPowered(true), -1);
+        EXPECT_TRUE(mLog.Contains("network-connectivity: Failed to apply powered back to back " + std::string(lCount) +
+                                  " times, with error -1"))
+            << mLog.GetText();
+        EXPECT_EQ(mLog.Count("ASSERT: network-connectivity: retval == 0, file: zqnetwork-connectivity, ", 4), 2U);
+    }
+
+    // The daemon is in the desired state, and only this model is late.
+    mConnMan.ClearScripts();
+    mConnMan.Script("SetProperty", Answer::Error("net.connman.Error.AlreadyEnabled", "Already enabled"), "", 1);
+    EXPECT_EQ(mController.SetPowered(true), 0);
+    EXPECT_TRUE(mLog.Contains("network-connectivity: Technology already in desired state"));
+    mConnMan.Script("SetProperty", Answer::Error("net.connman.Error.Failed", "Input/output error"));
+    mLog.Clear();
+    EXPECT_EQ(mController.SetPowered(true), -1);
+    EXPECT_TRUE(mLog.Contains("back to back 1 times")) << "a success begins the count anew";
+}
+
+TEST_F(Controller, LeavesOutWhatANetworkResetWillRemove)
+{
+    mConnMan.SetTechnologyProperty(kWiFi, "Powered", "false");
+    mConnMan.SetTechnologyProperty(kWire, "Powered", "false");
+    ASSERT_TRUE(DrainUntilPowered(false, "ethernet"));
+    ASSERT_EQ((*mManager)->SetNetworkResetWillRemoveTechnology("wifi", true), 0);
+    ASSERT_EQ(Start({ "wifi", "ethernet" }), 0);
+
+    EXPECT_EQ(mController.SetPowered(true), 0);
+    ASSERT_EQ(mConnMan.CountCalls("SetProperty"), 1U);
+    EXPECT_EQ(mConnMan.GetCalls("SetProperty")[0].mPath, kWire);
+}
+
+TEST_F(Controller, WithoutTechnologiesHasNothingToPower)
+{
+    ASSERT_EQ(Start({}), 0);
+    EXPECT_TRUE(mLog.Contains("!mTechnologies.IsEmpty(), file: zqnetwork-connectivity", 4));
+    EXPECT_TRUE(TakeLines({ "disconnected, a change" }));
+    EXPECT_EQ(mController.RecalculatePowered(false), 0);
+    EXPECT_FALSE(mController.IsPowered());
+    EXPECT_EQ(mController.SetPowered(true), -15);
+    EXPECT_TRUE(mLog.Contains("network-connectivity: No connectivity technologies", 4));
+    EXPECT_EQ(mController.SetPowered(false), 0);
+}
+
+TEST_F(Controller, ConfiguresIPv6OfConnectedServicesAndOnlyChecksIPv4)
+{
+    const Properties lFixed = { { "State", "'online'" },
+                                { "IPv4.Configuration", "{'Method': <'manual'>}" },
+                                { "IPv6.Configuration", "{'Method': <'off'>}" } };
+
+    mConnMan.AddService(kCable, FakeConnMan::EthernetService(lFixed));
+    mConnMan.AddService(
+        kHome, FakeConnMan::WiFiService("home", { { "State", "'ready'" }, { "IPv6.Configuration", "@a{sv} {}" } }));
+    mConnMan.AddService(FakeConnMan::ServicePath("idle"),
+                        FakeConnMan::WiFiService("idle", { { "IPv6.Configuration", "{'Method': <'off'>}" } }));
+    ASSERT_TRUE(DrainUntil([&] { return mManager->GetServices().size() == 3; }));
+    mConnMan.Script("SetProperty", Answer::Error("net.connman.Error.Failed", "Not supported"), "", 1);
+
+    ASSERT_EQ(Start({ "wifi", "ethernet", "cellular" }), 0);
+    ASSERT_EQ(mConnMan.CountCalls("SetProperty"), 1U);
+    EXPECT_EQ(mConnMan.GetCalls("SetProperty")[0].mPath, kCable);
+    EXPECT_EQ(mConnMan.GetCalls("SetProperty")[0].mArguments, "('IPv6.Configuration', <{'Method': <'auto'>}>)");
+
+    for (const char *lText :
+         { "CheckTechnologyConnectedServices: Checking for Wired\n", "SetIPConfiguration: Setting on home\n",
+           "GetIPConfigurationMethod: Current method on IPv6 is off\n", "SetIPConfiguration: Setting IPv6 returned -27",
+           "GetIPConfigurationMethod: Current method on IPv4 is manual\n",
+           "SetIPConfiguration: IPv4 method doesn't match!" })
+        EXPECT_EQ(mLog.Count(std::string("network-connectivity: ") + lText), 1U) << lText << mLog.GetText();
+
+    // And when a technology connects.
+    mConnMan.SetTechnologyProperty(kWire, "Connected", "true");
+    EXPECT_TRUE(DrainUntil([&] { return mConnMan.CountCalls("SetProperty") == 2; }));
+}
+
+TEST_F(Controller, IgnoresWhatIsNotForItAndLogsWhatItDoesNotExpect)
+{
+    ASSERT_EQ(Start({ "wifi" }), 0);
+
+    for (unsigned int lType = 0x30010000; lType <= 0x30010017; lType++)
+    {
+        const zqSharedPtr<zqEvent> lEvent(new zqEvent);
+        const bool                 lUnexpected =
+            (lType >= 0x3001000C && lType <= 0x3001000E) || lType == 0x30010014 || lType == 0x30010015;
+
+        if (lType == Event::TechnologiesAdded::kType || lType == Event::TechnologyChanged::kType)
+            continue;
+
+        mLog.Clear();
+        ASSERT_EQ(lEvent->Init(lType, 0), 0);
+        EXPECT_EQ(mController.HandleEvent(const_cast<const zqEvent *>(lEvent.Get())), 0);
+        EXPECT_EQ(mLog.Count("network-connectivity: unexpected network manager event " + std::to_string(lType)),
+                  lUnexpected ? 1U : 0U);
+    }
+}
+
+TEST_F(Controller, MayEndWhileEventsArrive)
+{
+    for (int lRound = 0; lRound < 1000; lRound++)
+    {
+        const char *lValue = lRound % 2 == 0 ? "true" : "false";
+
+        mConnMan.SetTechnologyProperty(kWiFi, "Powered", lValue);
+        ASSERT_EQ(Start({ "wifi", "ethernet" }), 0);
+        mConnMan.SetTechnologyProperty(kWiFi, "Connected", lValue);
+        Drain();
+        EXPECT_TRUE(lRound % 100 != 0 || DrainUntil([&] { return mLines.size() > 1; })) << "they do arrive";
+        mController.Destroy();
+        mLines.clear();
+        Drain();
+        EXPECT_EQ(mLines, Lines());
+    }
+}
+
+} // namespace

@@ -1,0 +1,115 @@
+#include "model.h"
+
+#include <zqnetworkmanager-utilities.h>
+
+#include <gtest/gtest.h>
+
+using namespace zq::Test;
+using namespace zq::NetworkManager::Utilities;
+
+namespace
+{
+
+const char kFile[] = "zqnetworkmanager-utilities";
+
+TEST(Utilities, StringsAreComparedByContentAndLetterCase)
+{
+    LogCapture lLog;
+
+    EXPECT_TRUE(IsString(Str("wifi"), Str("wifi")));
+    EXPECT_FALSE(IsString(Str("wifi"), Str("WiFi")));
+    EXPECT_TRUE(lLog.GetLines().empty());
+    EXPECT_FALSE(IsString(nullptr, Str("wifi")));
+    EXPECT_TRUE(Asserted(lLog, "aFirst != __null", kFile));
+    EXPECT_FALSE(IsString(Str("wifi"), nullptr));
+    EXPECT_TRUE(Asserted(lLog, "aSecond != __null", kFile));
+}
+
+TEST(Utilities, ATechnologyIsAskedAndToldByItsType)
+{
+    TestManager       lManager;
+    LogCapture        lLog;
+    const Technology  lUnknown;
+    const auto        lWiFi = Str("wifi");
+    const std::string lPath = "/t/wifi";
+
+    ASSERT_EQ(lManager.AddTechnology(lPath.c_str(), "wifi"), 0);
+    const auto lTechnology = lManager.FindTechnology(Str(lPath.c_str()).Get());
+
+    for (const bool lValue : { true, false })
+    {
+        ASSERT_EQ(lTechnology->Refresh(Dict({ { kTechnologyPropertyPowered, Bool(lValue) },
+                                              { kTechnologyPropertyConnected, Bool(!lValue) } })),
+                  0);
+        EXPECT_EQ(GetTechnologyEnabled(&lManager, lWiFi), lValue);
+        EXPECT_EQ(GetTechnologyEnabled(&lManager, *lTechnology), lValue);
+        EXPECT_EQ(GetTechnologyConnected(&lManager, lWiFi), !lValue);
+        EXPECT_EQ(GetTechnologyConnected(&lManager, *lTechnology), !lValue);
+    }
+
+    lManager.mRequests.clear();
+    lManager.mResult = -22;
+    EXPECT_EQ(SetTechnologyEnabled(&lManager, lWiFi, true), -22);
+    EXPECT_EQ(TechnologyScan(&lManager, lWiFi), -22);
+    EXPECT_EQ(lManager.mRequests,
+              (std::vector<std::string>{ "TechnologySetProperty Powered true " + lPath, "TechnologyScan " + lPath }));
+    EXPECT_EQ(SetTechnologyEnabled(&lManager, Str("ethernet"), true), -17);
+    EXPECT_EQ(TechnologyScan(&lManager, Str("ethernet")), -17);
+    EXPECT_FALSE(GetTechnologyEnabled(&lManager, Str("ethernet")));
+
+    lLog.Clear();
+    EXPECT_FALSE(GetTechnologyConnected(&lManager, lUnknown));
+    EXPECT_TRUE(Asserted(lLog, "enabled != __null", kFile));
+    EXPECT_FALSE(GetTechnologyEnabled(&lManager, CFUSharedRef<CFStringRef>()));
+    EXPECT_TRUE(Asserted(lLog, "aTechnology != __null", kFile));
+    EXPECT_FALSE(GetTechnologyEnabled(nullptr, *lTechnology));
+    EXPECT_FALSE(GetTechnologyConnected(nullptr, lWiFi));
+    EXPECT_EQ(SetTechnologyEnabled(nullptr, lWiFi, true), -5);
+    EXPECT_EQ(TechnologyScan(nullptr, lWiFi), -5);
+    EXPECT_EQ(lLog.Count("aManager != __null", 4), 4U) << lLog.GetText();
+}
+
+TEST(Utilities, AStoredNetworkIsFoundByTheBytesOfItsName)
+{
+    TestManager            lManager;
+    LogCapture             lLog;
+    zqSharedPtr<Provision> lProvision;
+    zqSharedPtr<Service>   lFound;
+
+    lManager.mServiceProperties = { { "/s/other", ServiceProperties("other", "online") },
+                                    { "/s/wired", ServiceProperties("Home", "online", "ethernet") },
+                                    { "/s/home", ServiceProperties("Home", "idle") },
+                                    { "/s/cafe", ServiceProperties("Caf\xC3\xA9", "idle") } };
+    ASSERT_EQ(lManager.AddServices({ "/s/other", "/s/wired", "/s/home", "/s/cafe" }), 0);
+    for (const char *lIdentifier : { "service_486F6D65", "service_436166C3A9" })
+        ASSERT_EQ(lManager.ProvisionCreate(ProvisionProperties(lIdentifier), lProvision), 0);
+
+    for (const auto &[lPath, lStored] :
+         { std::pair{ "/s/other", false }, { "/s/wired", false }, { "/s/home", true }, { "/s/cafe", true } })
+        EXPECT_EQ(IsServiceProvisionedWiFi(&lManager, lManager.FindService(Str(lPath).Get())), lStored) << lPath;
+    EXPECT_EQ(lLog.Count("Trying to find provision matching service ", 1), 3U) << "none for the wire";
+    EXPECT_TRUE(lLog.Contains("service Home (with identifier service_486F6D65).", 1));
+    EXPECT_EQ(lLog.Count("Provision corresponding to service Home found.", 1), 1U);
+
+    EXPECT_EQ(GetNonIdleServiceProvisionedWiFi(&lManager, lFound), -17);
+    EXPECT_EQ(lFound.Get(), nullptr);
+    ASSERT_EQ(lManager.FindService(Str("/s/cafe").Get())->Refresh(Dict({ { kServicePropertyState, Str("ready") } })),
+              0);
+    EXPECT_EQ(GetNonIdleServiceProvisionedWiFi(&lManager, lFound), 0);
+    EXPECT_EQ(Text(lFound->GetPath().Get()), "/s/cafe");
+    EXPECT_EQ(GetNonIdleServiceProvisionedWiFi(nullptr, lFound), -5);
+    EXPECT_FALSE(IsServiceProvisionedWiFi(nullptr, lFound));
+}
+
+TEST(Utilities, ChannelsOfTheBandAreMappedAndOthersRefused)
+{
+    for (const auto &[lChannel, lValid] :
+         { std::pair{ 0, false }, { 10, false }, { 11, true }, { 26, true }, { 27, false }, { 65535, false } })
+        EXPECT_EQ(SixLoWPAN::IsValidChannel(static_cast<uint16_t>(lChannel)), lValid) << lChannel;
+
+    EXPECT_EQ(SixLoWPAN::MapFrequency(SixLoWPAN::kDefaultBand, SixLoWPAN::kMinChannel), 2405U);
+    EXPECT_EQ(SixLoWPAN::MapFrequency(2400, SixLoWPAN::kMaxChannel), 2480U);
+    EXPECT_EQ(SixLoWPAN::MapFrequency(915, 1), 0U);
+}
+
+} // namespace
