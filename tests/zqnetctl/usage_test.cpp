@@ -33,6 +33,12 @@ TEST_F(UsageTest, WrongCommandLinesExitWith2AndSayWhy)
         { { "monitor", "--seconds=inf" }, "not a number that can be used: inf" },
         { { "state", "--seconds", "1" }, "--seconds is not for state" },
         { { "agent", "--count", "1" }, "--count is not for agent" },
+        { { "connectivity", "--power", "on" }, "connectivity takes TYPE" },
+        { { "connectivity", "wifi", "--power", "maybe" }, "--power: not on or off: maybe" },
+        { { "connectivity", "wifi", "--power" }, "--power needs on or off" },
+        { { "state", "--power", "on" }, "--power is not for state" },
+        { { "route", "frobnicate", "home" }, "unknown command route frobnicate" },
+        { { "host", "lo", "surplus" }, "host takes [INTERFACE]" },
     };
 
     for (const auto &lCase : kCases)

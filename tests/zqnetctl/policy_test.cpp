@@ -1,0 +1,105 @@
+#include "tool.h"
+
+#include <csignal>
+
+#include <sandbox.h>
+
+namespace zq::Test
+{
+
+class PolicyTest : public ToolTest
+{
+protected:
+    static Json Connected(bool aConnected, bool aChange, const Words &aTypes)
+    {
+        return { { "event", "NetworkConnected" },
+                 { "connected", aConnected },
+                 { "change", aChange },
+                 { "technologies", aTypes } };
+    }
+};
+
+TEST_F(PolicyTest, ConnectivityTellsEachRecalculationAndKeepsThePower)
+{
+    Tool lTool({ "--json", "connectivity", "wifi", "ethernet", "--power", "on" });
+
+    EXPECT_FALSE(lTool.WaitForObject(Connected(false, true, {})).is_null()) << lTool.GetErrors();
+    mConnMan.SetTechnologyProperty(kWiFi, "Connected", "true");
+    EXPECT_FALSE(lTool.WaitForObject(Connected(true, true, { "wifi" })).is_null()) << lTool.GetErrors();
+    mConnMan.SetTechnologyProperty(kWiFi, "Powered", "false");
+    EXPECT_TRUE(mConnMan.WaitForCall("SetProperty"));
+    EXPECT_EQ(GetLastArguments("SetProperty"), "('Powered', <true>)");
+
+    lTool.Signal(SIGINT);
+    EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
+    for (const Json &lObject : lTool.GetObjects())
+        EXPECT_EQ(lObject["event"], "NetworkConnected");
+}
+
+TEST_F(PolicyTest, ConnectivityFailsWithItsRequestAndEndsInTime)
+{
+    const Result lPlain = RunTool({ "connectivity", "wifi", "--seconds", "0.5" });
+
+    EXPECT_EQ(lPlain.mStatus, 0) << lPlain.mErrors;
+    EXPECT_NE(lPlain.mOutput.find("  NetworkConnected disconnected\n"), std::string::npos) << lPlain.mOutput;
+
+    const Result lFailed = RunTool({ "--json", "connectivity", "lowpan", "--power", "on" });
+
+    EXPECT_EQ(lFailed.mStatus, 1);
+    EXPECT_NE(lFailed.mErrors.find("zqnetctl: connectivity lowpan: not found (-17)\n"), std::string::npos);
+
+    // A daemon that does not answer keeps nobody from ending.
+    mConnMan.Script("SetProperty", Answer::Silence());
+    Tool lStuck({ "connectivity", "wifi", "--power=off" });
+
+    ASSERT_TRUE(mConnMan.WaitForCall("SetProperty"));
+    lStuck.Signal(SIGTERM);
+    EXPECT_EQ(lStuck.Wait(), 0);
+
+    mConnMan.Crash();
+    EXPECT_EQ(RunTool({ "connectivity", "wifi" }).mStatus, 3);
+}
+
+TEST_F(PolicyTest, RoutesAreTheScriptsWorkAndItsWordsAreNotAmongTheJson)
+{
+    ZQ_REQUIRE_SANDBOX();
+    ASSERT_TRUE(WriteFile("/corvanix/sbin/networking-ip-rules", "#!/bin/sh\necho \"$@\"\n", 0755));
+
+    const std::pair<Words, Result> lCases[] = {
+        { { "route", "remove", "home" },
+          { 0, "ip_rule_delete -r 101 -u\nip_route_delete -r 101\nhome: routes removed\n", "" } },
+        { { "--json", "route", "remove", kHome }, { 0, "", "ip_rule_delete -r 101 -u\nip_route_delete -r 101\n" } },
+        { { "route", "create", "home" }, { 1, "", "zqnetctl: route create home: failed (-1)\n" } },
+        { { "route", "create", "ethernet_cable" },
+          { 1, "", "zqnetctl: route create ethernet_cable: invalid argument (-5)\n" } },
+        { { "route", "create", "nowhere" }, { 1, "", "zqnetctl: route create nowhere: not found (-17)\n" } },
+    };
+
+    for (const auto &[lWords, lExpected] : lCases)
+    {
+        const Result lResult = RunTool(lWords);
+
+        EXPECT_EQ(lResult.mStatus, lExpected.mStatus) << lWords.back();
+        EXPECT_EQ(lResult.mOutput, lExpected.mOutput);
+        EXPECT_EQ(lResult.mErrors, lExpected.mErrors);
+    }
+}
+
+TEST_F(PolicyTest, TheHostIsToldWithoutADaemon)
+{
+    mConnMan.Crash();
+    Tool lTool({ "--json", "host", "lo" });
+
+    EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
+    ASSERT_EQ(lTool.GetObjects().size(), 1U);
+    EXPECT_EQ(lTool.GetObjects()[0]["interface"], "lo");
+    EXPECT_EQ(lTool.GetObjects()[0]["mac"], "000000000000");
+    EXPECT_EQ(RunTool({ "host", "lo" }).mStatus, 0);
+
+    const Result lResult = RunTool({ "host", "nowhere0" });
+
+    EXPECT_EQ(lResult.mStatus, 1);
+    EXPECT_EQ(lResult.mErrors, "zqnetctl: host nowhere0: failed (-1)\n");
+}
+
+} // namespace zq::Test
