@@ -2,8 +2,9 @@
  *  Keep Wi-Fi and Ethernet powered, whoever switches them off, and log each
  *  change of connectivity.
  *
- *  The controller's requests wait for the daemon. So its events are handled on
- *  a thread of the application, and the manager's loop goes on meanwhile.
+ *  A controller is content while any of its technologies is powered: one each
+ *  keeps both. Their requests wait for the daemon, so their events are handled
+ *  on a thread of the application, and the manager's loop goes on meanwhile.
  */
 
 #include <zqconnman.h>
@@ -19,47 +20,59 @@ using namespace zq::NetworkManager;
 namespace
 {
 
-class ChangeLogger : public zqIEventHandler
+/** Keeps one technology, and logs for it. */
+class Keeper : public zqIEventHandler
 {
 public:
+    explicit Keeper(const char *aType) : mType(aType) {}
+
+    zqError Start(Manager &aManager, zqEventQueue &aQueue)
+    {
+        zqStringArray lTypes;
+        zqError       lError = lTypes.Append(mType);
+
+        if (lError == zqError_None)
+            lError = mController.Init(&aManager, &aQueue, lTypes);
+        if (lError == zqError_None)
+            lError = mController.Subscribe(&aQueue, this, mType);
+        if (lError == zqError_None)
+            lError = aManager.Subscribe(&aQueue, &mController, mType);
+
+        // Failing now is no reason to end: it is tried again when the technology appears or changes.
+        (void)mController.SetPowered(true);
+        Log(mController.IsConnected());
+        return lError;
+    }
+
     void HandleEvent(zqEvent *anEvent) override
     {
-        if (anEvent->GetType() != zqNetworkEvent::Connected::kType)
-            return;
-
         const auto *lEvent = static_cast<const zqNetworkEvent::Connected *>(anEvent);
 
-        if (lEvent->IsChange())
-            printf("%s\n", lEvent->IsConnected() ? "connected" : "disconnected");
+        if (anEvent->GetType() == zqNetworkEvent::Connected::kType && lEvent->IsChange())
+            Log(lEvent->IsConnected());
     }
+
+private:
+    void Log(bool aConnected) const { printf("%s: %s\n", mType, aConnected ? "connected" : "disconnected"); }
+
+    const char           *mType;
+    zqNetworkConnectivity mController;
 };
 
-void Control(Manager &aManager, zqEventQueue &aQueue)
+/** The keepers live on the thread that drains the queue: they end there while the manager may still publish. */
+void Keep(Manager &aManager, zqEventQueue &aQueue)
 {
-    zqNetworkConnectivity lController;
-    ChangeLogger          lLogger;
-    zqStringArray         lTypes;
+    Keeper lKeepers[] = { Keeper("wifi"), Keeper("ethernet") };
 
-    (void)lTypes.Append("wifi");
-    (void)lTypes.Append("ethernet");
-
-    zqError lError = lController.Init(&aManager, &aQueue, lTypes);
-
-    if (lError == zqError_None)
-        lError = lController.Subscribe(&aQueue, &lLogger, "log");
-    if (lError == zqError_None)
-        lError = aManager.Subscribe(&aQueue, &lController, "connectivity");
-
-    // Failing now is no reason to end: it is tried again when a technology appears or changes.
-    (void)lController.SetPowered(true);
-    printf("%s (%d)\n", lController.IsConnected() ? "connected" : "disconnected", lError);
+    for (Keeper &lKeeper : lKeepers)
+        if (const zqError lError = lKeeper.Start(aManager, aQueue); lError != zqError_None)
+            fprintf(stderr, "not kept: error %d\n", lError);
 
     while (aQueue.Dispatch())
     {
         PRPollDesc lPoll = { aQueue.GetPoller(), PR_POLL_READ, 0 };
         (void)PR_Poll(&lPoll, 1, PR_INTERVAL_NO_TIMEOUT);
     }
-    lController.Destroy(); // on the thread that drains the queue: the manager may still publish
 }
 
 } // namespace
@@ -79,7 +92,7 @@ int main()
         return 1;
     }
 
-    std::thread lThread([&] { Control(*lManager, lQueue); });
+    std::thread lThread([&] { Keep(*lManager, lQueue); });
 
     lManager->Run();
     (void)lQueue.Exit();

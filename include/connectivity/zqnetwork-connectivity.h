@@ -29,7 +29,10 @@
  *  while (lQueue.Dispatch()) ... // wait for lQueue.GetPoller()
  *  @endcode
  *
- *  It then follows the manager's events: whenever a technology appears or its
+ *  The set is powered, or connected, while any of its technologies is: one that
+ *  is off while another is on stays off. A controller each guards each alone.
+ *
+ *  It follows the manager's events: whenever a technology appears or its
  *  power changes, the desired state is applied again; whenever one connects or
  *  disconnects, its connected services are given their IP configuration and a
  *  zqNetworkEvent::Connected is posted.
