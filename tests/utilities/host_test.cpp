@@ -8,8 +8,6 @@
 #include <cstring>
 #include <filesystem>
 
-#include <dlfcn.h>
-#include <ifaddrs.h>
 #include <net/if_arp.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -23,31 +21,29 @@ using namespace zq::Test;
 namespace
 {
 
-// What the operating system is made to answer.
-const char *sHostName   = nullptr; // instead of its own
-int         sHostResult = 0;
-const char *sDevice     = nullptr; // the device whose neighbours are meant: Linux wants one named
-bool        sNoSockets  = false;
-bool        sNoList     = false;
+/** What the operating system is made to answer. */
+struct Answers
+{
+    const char *mHostName   = "zq-test.invalid";
+    int         mHostResult = 0;
+    const char *mDevice     = nullptr; // whose neighbours are meant: Linux wants one named
+    bool        mNoSockets  = false;
+};
+
+Answers sAnswers;
 
 } // namespace
 
 extern "C" ZQ_EXPORT int gethostname(char *aName, size_t aLength) noexcept
 {
-    if (sHostName == nullptr || strlen(sHostName) >= aLength)
-        return sHostName == nullptr ? sHostResult : -1;
-
-    (void)strcpy(aName, sHostName);
-    return sHostResult;
+    (void)strncpy(aName, sAnswers.mHostName, aLength);
+    return sAnswers.mHostResult;
 }
 
 extern "C" ZQ_EXPORT int socket(int aDomain, int aType, int aProtocol) noexcept
 {
-    if (!sNoSockets)
-        return static_cast<int>(syscall(SYS_socket, aDomain, aType, aProtocol));
-
     errno = EMFILE;
-    return -1;
+    return sAnswers.mNoSockets ? -1 : static_cast<int>(syscall(SYS_socket, aDomain, aType, aProtocol));
 }
 
 extern "C" ZQ_EXPORT int ioctl(int aDescriptor, unsigned long aRequest, ...) noexcept
@@ -58,16 +54,9 @@ extern "C" ZQ_EXPORT int ioctl(int aDescriptor, unsigned long aRequest, ...) noe
     void *const lArgument = va_arg(lArguments, void *);
     va_end(lArguments);
 
-    if (aRequest == SIOCGARP && sDevice != nullptr)
-        (void)strcpy(static_cast<arpreq *>(lArgument)->arp_dev, sDevice);
+    if (aRequest == SIOCGARP && sAnswers.mDevice != nullptr)
+        (void)strcpy(static_cast<arpreq *>(lArgument)->arp_dev, sAnswers.mDevice);
     return static_cast<int>(syscall(SYS_ioctl, aDescriptor, aRequest, lArgument));
-}
-
-extern "C" ZQ_EXPORT int getifaddrs(ifaddrs **aList) noexcept
-{
-    static const auto sNext = reinterpret_cast<int (*)(ifaddrs **)>(dlsym(RTLD_NEXT, "getifaddrs"));
-
-    return sNoList ? -1 : sNext(aList);
 }
 
 namespace
@@ -80,17 +69,13 @@ protected:
     void SetUp() override
     {
         ZQ_REQUIRE_SANDBOX();
-        ASSERT_TRUE(IP("link set lo up"));
-        ASSERT_TRUE(IP("link add zq0 type veth peer name zq1"));
-        ASSERT_TRUE(IP("link set zq0 address 02:00:00:00:ab:01"));
-        ASSERT_TRUE(IP("address add 198.51.100.1/24 brd + dev zq0"));
-        ASSERT_TRUE(IP("link set zq0 up"));
-        ASSERT_TRUE(IP("neighbour add 198.51.100.9 lladdr 02:00:00:00:00:9f dev zq0"));
-        sHostName   = "zq-test.invalid";
-        sHostResult = 0;
-        sDevice     = nullptr;
-        sNoSockets = sNoList = false;
-        mNumDescriptors      = CountDescriptors();
+        for (const char *lCommand :
+             { "link set lo up", "link add zq0 type veth peer name zq1", "link set zq0 address 02:00:00:00:ab:01",
+               "address add 198.51.100.1/24 brd + dev zq0", "link set zq0 up",
+               "neighbour add 198.51.100.9 lladdr 02:00:00:00:00:9f dev zq0" })
+            ASSERT_TRUE(IP(lCommand)) << lCommand;
+        sAnswers        = Answers();
+        mNumDescriptors = CountDescriptors();
     }
 
     void TearDown() override
@@ -111,99 +96,87 @@ protected:
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     }
 
-    /** Ask without a name; the fields are "name mac address" then, "-" where they were left alone. */
-    static std::string Ask(int anExpected)
+    /** What is filled in by a function: name, MAC and IP address, "-" where it was left alone. */
+    template <typename Function>
+    static std::string Ask(int anExpected, Function aFunction, std::string aName)
     {
         zqNetworkInterface lInterface = { "-", "-", "-" };
 
-        EXPECT_EQ(zqGetInterfaceInfo(lInterface, nullptr), anExpected);
-        return Describe(lInterface);
+        EXPECT_EQ(aFunction(lInterface, aName), anExpected) << aName;
+        return (lInterface.mInterfaceName + " " + lInterface.mMACAddress + " " + lInterface.mIPAddress).GetAsUTFArray();
     }
 
-    static std::string Describe(const zqNetworkInterface &anInterface)
+    static std::string AskForHost(int anExpected, const char *aName)
     {
-        return (anInterface.mInterfaceName + " " + anInterface.mMACAddress + " " + anInterface.mIPAddress)
-            .GetAsUTFArray();
+        return Ask(
+            anExpected,
+            [](auto &anInterface, auto &aText) { return mac_address_from_hostname(aText.data(), anInterface); }, aName);
+    }
+
+    /** An empty name is none. */
+    static std::string AskFor(int anExpected, const char *aName)
+    {
+        return Ask(
+            anExpected,
+            [](auto &anInterface, auto &aText)
+            { return zqGetInterfaceInfo(anInterface, aText.empty() ? nullptr : aText.c_str()); },
+            aName);
     }
 
     LogCapture     mLog;
     std::ptrdiff_t mNumDescriptors = 0;
 };
 
+const char kNothing[]   = "- - -";
 const char kCable[]     = "zq0 02000000ab01 198.51.100.1";
 const char kNeighbour[] = "- 02000000009f 198.51.100.9";
 
-TEST_F(Host, AHostIsFoundAmongTheNeighboursByItsAddress)
+TEST_F(Host, AHostIsFoundAmongTheNeighbours)
 {
-    zqNetworkInterface lInterface = { "-", "-", "-" };
-    char               lKnown[]   = "198.51.100.9";
-    char               lUnknown[] = "198.51.100.8";
-    char               lName[]    = "zq-test.invalid";
-
-    EXPECT_EQ(mac_address_from_hostname(lKnown, lInterface), -4) << "no device is named";
+    EXPECT_EQ(AskForHost(-4, "198.51.100.9"), kNothing) << "no device is named";
     EXPECT_TRUE(mLog.Contains("zqHost: failed to lookup mac address using ioctl() (19)", 3)) << mLog.GetText();
-    sDevice = "zq0";
-    EXPECT_EQ(mac_address_from_hostname(lUnknown, lInterface), -4);
+    sAnswers.mDevice = "zq0";
+    EXPECT_EQ(AskForHost(-4, "198.51.100.8"), kNothing);
     EXPECT_TRUE(mLog.Contains("zqHost: failed to lookup mac address using ioctl() (6)", 3)) << mLog.GetText();
-    EXPECT_EQ(mac_address_from_hostname(lName, lInterface), -4);
+    EXPECT_EQ(AskForHost(-4, "zq-test.invalid"), kNothing);
     EXPECT_TRUE(mLog.Contains("zqHost: failed to gethostbyname(zq-test.invalid) (-", 1)) << mLog.GetText();
-    EXPECT_EQ(Describe(lInterface), "- - -");
-    EXPECT_EQ(mac_address_from_hostname(lKnown, lInterface), 0);
-    EXPECT_EQ(Describe(lInterface), kNeighbour);
-    sNoSockets = true;
-    EXPECT_EQ(mac_address_from_hostname(lKnown, lInterface), -7);
+    EXPECT_EQ(AskForHost(0, "198.51.100.9"), kNeighbour);
+    sAnswers.mNoSockets = true;
+    EXPECT_EQ(AskForHost(-7, "198.51.100.9"), kNothing);
     EXPECT_TRUE(mLog.Contains("zqHost: failed to create socket for mac lookup", 4));
 }
 
-TEST_F(Host, AnInterfaceIsAskedByName)
+TEST_F(Host, AnInterfaceIsAskedByNameCutInTheRequestAlone)
 {
-    zqNetworkInterface lInterface = { "-", "-", "-" };
-
-    EXPECT_EQ(zqGetInterfaceInfo(lInterface, "nowhere0"), -1);
-    EXPECT_EQ(Describe(lInterface), "- - -");
-    EXPECT_EQ(zqGetInterfaceInfo(lInterface, "zq0"), 0);
-    EXPECT_EQ(Describe(lInterface), "zq0 02000000ab01 -");
-
+    EXPECT_EQ(AskFor(-1, "nowhere0"), kNothing);
+    EXPECT_EQ(AskFor(0, "zq0"), "zq0 02000000ab01 -");
     ASSERT_TRUE(IP("link set zq1 address 02:00:00:00:ab:02 name fifteen-letters"));
-    EXPECT_EQ(zqGetInterfaceInfoFromName(lInterface, "fifteen-letters-and-more"), 0);
-    EXPECT_EQ(Describe(lInterface), "fifteen-letters-and-more 02000000ab02 -") << "cut in the request alone";
-    sNoSockets = true;
-    EXPECT_EQ(zqGetInterfaceInfoFromName(lInterface, "zq0"), -7);
+    EXPECT_EQ(AskFor(0, "fifteen-letters-and-more"), "fifteen-letters-and-more 02000000ab02 -");
+    sAnswers.mNoSockets = true;
+    EXPECT_EQ(AskFor(-7, "zq0"), kNothing);
 }
 
 TEST_F(Host, TheDeviceIsTheNeighbourOfItsNameOtherwiseItsFirstInterface)
 {
-    EXPECT_EQ(Ask(0), kCable);
+    EXPECT_EQ(AskFor(0, ""), kCable);
     EXPECT_TRUE(mLog.Contains("zqHost: failed to gethostbyname(zq-test.invalid.local) (-", 1));
     EXPECT_EQ(mLog.Count("zqHost: failed to get mac address from hostname (zq-test.invalid.local)", 3), 1U);
 
-    sHostName = "198.51.100.9";
-    EXPECT_EQ(Ask(0), kCable) << "no device is named";
-    sDevice = "zq0";
-    EXPECT_EQ(Ask(0), kNeighbour);
-    sNoSockets = true;
-    EXPECT_EQ(Ask(-7), "- - -") << "only what was not found goes on";
-}
-
-TEST_F(Host, WithoutAnInterfaceNothingIsFilledIn)
-{
-    ASSERT_TRUE(IP("link set zq0 down"));
-    EXPECT_EQ(Ask(-4), "- - -") << "loopback is none";
-    sNoList = true;
-    EXPECT_EQ(Ask(-4), "- - -");
-    EXPECT_TRUE(mLog.Contains("zqHost: failed to getifaddrs()", 4));
-}
-
-TEST_F(Host, AFailedHostNameEndsIt)
-{
-    char lName[8];
-
-    EXPECT_EQ(zqGetHostName(lName, sizeof lName), -1) << "does not fit";
-    sHostResult = -1;
-    EXPECT_EQ(Ask(-1), "- - -");
+    sAnswers.mHostName = "198.51.100.9";
+    EXPECT_EQ(AskFor(0, ""), kCable) << "no device is named";
+    sAnswers.mDevice = "zq0";
+    EXPECT_EQ(AskFor(0, ""), kNeighbour);
+    sAnswers.mNoSockets = true;
+    EXPECT_EQ(AskFor(-7, ""), kNothing) << "only what was not found goes on";
+    sAnswers.mHostResult = -1;
+    EXPECT_EQ(AskFor(-1, ""), kNothing);
     EXPECT_TRUE(mLog.Contains("zqHost: failed to get hostname (-1)", 4));
-    sHostResult = 36;
-    EXPECT_EQ(Ask(-6), "- - -");
+    sAnswers.mHostResult = 36;
+    EXPECT_EQ(AskFor(-6, ""), kNothing);
+
+    sAnswers = Answers();
+    ASSERT_TRUE(IP("link set zq0 down"));
+    EXPECT_EQ(AskFor(-4, ""), kNothing) << "loopback is none";
 }
 
 } // namespace
