@@ -90,6 +90,9 @@ class Policy
 {
 public:
     explicit Policy(Session &aSession) : mSession(aSession) {}
+    ~Policy();
+    Policy(const Policy &)            = delete;
+    Policy &operator=(const Policy &) = delete;
 
     zqError Start();
 
@@ -107,6 +110,15 @@ private:
     std::promise<void>    mEnded;
     std::thread           mThread;
 };
+
+Policy::~Policy()
+{
+    if (mThread.joinable())
+    {
+        (void)mQueue.Exit();
+        mThread.join();
+    }
+}
 
 zqError Policy::Start()
 {
