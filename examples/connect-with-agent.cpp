@@ -32,7 +32,7 @@ public:
 
         // Anything but a passphrase, and a passphrase that was wrong before, ends the attempt.
         if (!CFDictionaryContainsKey(aFields, lKey) || mAnswered)
-            return aManager->ServiceDisconnect(*aService);
+            return aManager->ServiceCancelInput(*aService);
 
         mAnswered = true;
         return aManager->ServiceCompleteInput(

@@ -178,6 +178,17 @@ public:
      * the caller; null on failure. */
     virtual zqError CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties) = 0;
 
+    /**
+     *  Refuse a ServiceInput: the connection manager gives the attempt up, and
+     *  who asked for it gets a ServiceDidNotConnect with -20.
+     *
+     *  @retval    0  Refused; or no request for this service is open.
+     *  @retval   -2  The refusal could not be sent.
+     *  @retval   -7  The refusal could not be made.
+     *  @retval  -27  A manager that takes no requests for credentials.
+     */
+    virtual zqError ServiceCancelInput(const Service &aService);
+
     // Host sleep. An extension of the device's interface: with it an application
     // decides when the host may sleep. A radio interface may prevent that until it
     // allows it; one that forgets to is asked.

@@ -56,7 +56,7 @@ public:
 
     /**
      *  The connection manager asks for credentials; answer, then or later,
-     *  with Manager::ServiceCompleteInput.
+     *  with Manager::ServiceCompleteInput or Manager::ServiceCancelInput.
      *
      *  @param[in]  aFields  The fields that are asked for.
      *  @returns 0; the result is not looked at.

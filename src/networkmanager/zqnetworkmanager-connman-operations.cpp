@@ -76,6 +76,11 @@ zqError Manager::ServiceCompleteInput(const Service &aService, const CFUSharedRe
     return mConnMan.ServiceCompleteInput(zqString(aService.GetPath()).GetAsUTFArray(), anInput.Get());
 }
 
+zqError Manager::ServiceCancelInput(const Service &aService)
+{
+    return mConnMan.ServiceCancelInput(zqString(aService.GetPath()).GetAsUTFArray());
+}
+
 zqError Manager::ServiceDisconnect(const Service &aService)
 {
     return mConnMan.ServiceDisconnect(zqString(aService.GetPath()).GetAsUTFArray());

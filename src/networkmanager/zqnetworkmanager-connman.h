@@ -74,6 +74,7 @@ public:
                                       const CFUSharedRef<const void *> &aValue) override;
     zqError     CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aProperties) override;
     zqError     CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties) override;
+    zqError     ServiceCancelInput(const Service &aService) override;
     zqError     GetSleepPreventers(zqStringArray &aNames) override;
     zqError     QuerySleepPreventers() override;
 

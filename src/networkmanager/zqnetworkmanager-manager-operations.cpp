@@ -54,6 +54,11 @@ CFUSharedRef<CFBooleanRef> Manager::IsManagerState(const CFUSharedRef<CFStringRe
     return Private::SharedBoolean(Private::IsEqual(ManagerGetState().Get(), aState.Get()));
 }
 
+zqError Manager::ServiceCancelInput(const Service &)
+{
+    return zqError_NotSupported;
+}
+
 zqError Manager::GetSleepPreventers(zqStringArray &aNames)
 {
     aNames.Clear();

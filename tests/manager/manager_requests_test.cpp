@@ -229,13 +229,13 @@ TEST_F(Requests, AScanEndsWithItsTechnologyOrWithoutIt)
     EXPECT_TRUE(mRecorder.WaitFor("TechnologyDidScan cellular")); // the flag was cleared for the unknown one, too
 }
 
-TEST_F(Requests, AnInputRequestIsToldAndAnswered)
+TEST_F(Requests, AnInputRequestIsToldAndAnsweredOrRefused)
 {
-    const auto lInput = Dictionary({ { kServicePropertyPassphrase, String("secret123") } });
+    const auto        lInput = Dictionary({ { kServicePropertyPassphrase, String("secret123") } });
+    const std::string lAsked =
+        "(objectpath '" + kHome + "', {'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>}>})";
+    const std::uint32_t lTicket = mConnMan.CallAgent("RequestInput", lAsked);
 
-    const std::uint32_t lTicket =
-        mConnMan.CallAgent("RequestInput", "(objectpath '" + kHome +
-                                               "', {'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>}>})");
     ASSERT_NE(lTicket, 0U);
     ASSERT_TRUE(mRecorder.WaitFor("ServiceInput home Passphrase")) << mLog.GetText();
     EXPECT_EQ(GetManager().ServiceCompleteInput(*mMesh, lInput), -17);
@@ -247,6 +247,13 @@ TEST_F(Requests, AnInputRequestIsToldAndAnswered)
     EXPECT_EQ(lReply.mBody, "({'Passphrase': <'secret123'>},)");
     EXPECT_EQ(GetManager().ServiceCompleteInput(*mHome, lInput), -3);
     EXPECT_FALSE(mLog.Contains("secret123"));
+
+    mRecorder.Clear();
+    const std::uint32_t lSecond = mConnMan.CallAgent("RequestInput", lAsked);
+    ASSERT_TRUE(mRecorder.WaitFor("ServiceInput home Passphrase"));
+    EXPECT_EQ(GetManager().ServiceCancelInput(*mHome), 0);
+    ASSERT_TRUE(mConnMan.WaitForReply(lSecond, lReply));
+    EXPECT_EQ(lReply.mErrorName, "net.connman.Agent.Error.Canceled");
 }
 
 TEST_F(Requests, CommissioningPermitsJoiningTheRadiosNetwork)

@@ -40,16 +40,6 @@ bool IsSecretField(const std::string &aName, const Json &aField)
     return IsSecret(aName) || lType == "psk" || lType == "wep" || lType == "passphrase" || lType == "response";
 }
 
-/** Refuse a request: whoever wanted the connection is told that it was aborted. */
-void Refuse(Manager &aManager, const Service &aService, const std::string &aName)
-{
-    const zqError lError = aManager.ServiceDisconnect(aService);
-
-    // A service that waits for credentials is not connected yet, and the daemon says so.
-    if (lError != zqError_NotConnected)
-        (void)Complain(aName, lError);
-}
-
 } // namespace
 
 bool Agent::Handle(const Json &aRequest)
@@ -77,7 +67,7 @@ bool Agent::Handle(const Json &aRequest)
         (void)Complain(
             lName, lManager.ServiceCompleteInput(*lService, CFURetain(static_cast<CFDictionaryRef>(lValues.Get()))));
     else
-        Refuse(lManager, *lService, lName);
+        (void)Complain(lName, lManager.ServiceCancelInput(*lService));
     return true;
 }
 
