@@ -17,14 +17,25 @@ bool World(const std::string &aCommand)
     return (lControl != nullptr) && (std::system((std::string(lControl) + " " + aCommand).c_str()) == 0);
 }
 
-std::string ToText(CFTypeRef aString)
+CFUSharedRef<CFStringRef> FromText(const std::string &aText)
 {
-    char lText[256] = "";
+    return CFUAdopt(CFStringCreateWithCString(nullptr, aText.c_str(), kCFStringEncodingUTF8));
+}
 
-    if (aString != nullptr && CFGetTypeID(aString) == CFStringGetTypeID())
-        CFStringGetCString(static_cast<CFStringRef>(aString), lText, sizeof lText, kCFStringEncodingUTF8);
+std::string ToText(CFTypeRef aValue)
+{
+    char        lText[256] = "";
+    std::string lTexts;
 
-    return lText;
+    if (CFUIsTypeID(aValue, CFStringGetTypeID()))
+        CFStringGetCString(static_cast<CFStringRef>(aValue), lText, sizeof lText, kCFStringEncodingUTF8);
+    else if (CFUIsTypeID(aValue, CFBooleanGetTypeID()))
+        return aValue == kCFBooleanTrue ? "true" : "false";
+    else if (CFUIsTypeID(aValue, CFArrayGetTypeID()))
+        for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(static_cast<CFArrayRef>(aValue)); lIndex++)
+            lTexts += (lIndex > 0 ? " " : "") + ToText(CFArrayGetValueAtIndex(static_cast<CFArrayRef>(aValue), lIndex));
+
+    return lTexts + lText;
 }
 
 namespace
@@ -39,6 +50,11 @@ std::vector<std::string> Paths(const zqRefObjectArray<T> &anObjects)
         lPaths.push_back(ToText(anObjects.GetElementPtr(lIndex)->GetPath().Get()));
 
     return lPaths;
+}
+
+std::string Path(const Object *anObject)
+{
+    return (anObject != nullptr) ? ToText(anObject->GetPath().Get()) : "";
 }
 
 } // namespace
@@ -99,9 +115,45 @@ void EventRecorder::ServicesRemoved(Manager *, const zqRefObjectArray<Service> &
 
 void EventRecorder::ServiceChanged(Manager *, Service *aService, CFDictionaryRef aChanged)
 {
-    const std::string lPath = (aService != nullptr) ? ToText(aService->GetPath().Get()) : "";
+    NoteChange("ServiceChanged ", aService, aChanged);
+}
 
-    Note("ServiceChanged " + lPath + " State=" + ToText(CFDictionaryGetValue(aChanged, kServicePropertyState)));
+void EventRecorder::NoteChange(const char *anEvent, const Object *anObject, CFDictionaryRef aChanged)
+{
+    const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(aChanged));
+
+    for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(lKeys.Get()); lIndex++)
+    {
+        const void *const lKey = CFArrayGetValueAtIndex(lKeys.Get(), lIndex);
+
+        Note(anEvent + Path(anObject) + " " + ToText(lKey) + "=" + ToText(CFDictionaryGetValue(aChanged, lKey)));
+    }
+}
+
+zqError EventRecorder::ServiceInput(Manager *, Service *aService, CFDictionaryRef)
+{
+    Note("ServiceInput " + Path(aService));
+    return zqError_None;
+}
+
+void EventRecorder::ServiceDidConnect(Manager *, Service *aService)
+{
+    Note("ServiceDidConnect " + Path(aService));
+}
+
+void EventRecorder::ServiceDidNotConnect(Manager *, Service *aService, zqError anError)
+{
+    Note("ServiceDidNotConnect " + Path(aService) + " " + std::to_string(anError));
+}
+
+void EventRecorder::ServiceIsNotOnline(Manager *, Service *aService, zqError anError)
+{
+    Note("ServiceIsNotOnline " + Path(aService) + " " + std::to_string(anError));
+}
+
+void EventRecorder::TechnologyChanged(Manager *, Technology *aTechnology, CFDictionaryRef aChanged)
+{
+    NoteChange("TechnologyChanged ", aTechnology, aChanged);
 }
 
 void EventRecorder::TechnologiesAdded(Manager *, const zqRefObjectArray<Technology> &aTechnologies)

@@ -22,9 +22,16 @@ namespace zq::Test
 /** Move the world, as tests/support/connman-netns tells: "cable down", "daemon kill". */
 bool World(const std::string &aCommand);
 
-std::string ToText(CFTypeRef aString);
+CFUSharedRef<CFStringRef> FromText(const std::string &aText);
 
-/** Keeps every event as a line: "ServicesAdded /net/connman/service/x", "ServiceChanged PATH State=ready". */
+/** A string, "true" or "false", or an array of strings with blanks between them; empty for anything else. */
+std::string ToText(CFTypeRef aValue);
+
+/**
+ *  Keeps every event as a line: "ServicesAdded /net/connman/service/x",
+ *  "ServiceDidNotConnect PATH -20"; a change is a line for each of its
+ *  properties, "ServiceChanged PATH State=ready".
+ */
 class EventRecorder : public NetworkManager::Observer::Default
 {
 public:
@@ -42,12 +49,19 @@ private:
                          const zqRefObjectArray<NetworkManager::Service> &aServices) override;
     void ServiceChanged(NetworkManager::Manager *, NetworkManager::Service *aService,
                         CFDictionaryRef aChanged) override;
+    zqError ServiceInput(NetworkManager::Manager *, NetworkManager::Service *aService, CFDictionaryRef) override;
+    void    ServiceDidConnect(NetworkManager::Manager *, NetworkManager::Service *aService) override;
+    void ServiceDidNotConnect(NetworkManager::Manager *, NetworkManager::Service *aService, zqError anError) override;
+    void ServiceIsNotOnline(NetworkManager::Manager *, NetworkManager::Service *aService, zqError anError) override;
     void TechnologiesAdded(NetworkManager::Manager *,
                            const zqRefObjectArray<NetworkManager::Technology> &aTechnologies) override;
     void TechnologiesRemoved(NetworkManager::Manager *,
                              const zqRefObjectArray<NetworkManager::Technology> &aTechnologies) override;
+    void TechnologyChanged(NetworkManager::Manager *, NetworkManager::Technology *aTechnology,
+                           CFDictionaryRef aChanged) override;
 
     void Note(std::string anEvent);
+    void NoteChange(const char *anEvent, const NetworkManager::Object *anObject, CFDictionaryRef aChanged);
 
     mutable std::mutex       mLock;
     std::vector<std::string> mEvents;

@@ -62,8 +62,7 @@ protected:
 TEST_F(Follow, ModelOfAnEthernetLease)
 {
     const std::string    lPath    = mApplication.GetReadyService();
-    zqSharedPtr<Service> lService = mApplication.Get()->FindService(
-        CFUAdopt(CFStringCreateWithCString(nullptr, lPath.c_str(), kCFStringEncodingUTF8)).Get());
+    zqSharedPtr<Service> lService = mApplication.Get()->FindService(FromText(lPath).Get());
 
     ASSERT_NE(lService.Get(), nullptr);
     ExpectModelOfOne(lPath);
@@ -76,7 +75,7 @@ TEST_F(Follow, ModelOfAnEthernetLease)
     EXPECT_EQ(ToText(CFDictionaryGetValue(lAddresses.Get(), kIPPropertyAddress)).rfind("192.168.77.", 0), 0u);
 
     // Exact decoding refuses the daemon's reply for the type of this one.
-    const auto lName   = CFUAdopt(CFStringCreateWithCString(nullptr, "MTU", kCFStringEncodingUTF8));
+    const auto lName   = FromText("MTU");
     int        lMTU    = 0;
     const auto lNumber = static_cast<CFNumberRef>(CFDictionaryGetValue(lEthernet.Get(), lName.Get()));
 
