@@ -426,9 +426,12 @@ void FakePeer::NoteReplyLocked(GDBusConnection *aConnection, GDBusMessage *aMess
     const std::uint32_t lSerial = g_dbus_message_get_reply_serial(aMessage);
     const std::uint32_t lTicket = (aConnection == mForger) ? (lSerial | kForged) : lSerial;
 
-    if (aConnection == mConnection || aConnection == mForger)
-        mReplies[lTicket] = { Text(g_dbus_message_get_error_name(aMessage)),
-                              PrintValue(g_dbus_message_get_body(aMessage)) };
+    if (aConnection != mConnection && aConnection != mForger)
+        return;
+
+    mReplies[lTicket] = { Text(g_dbus_message_get_error_name(aMessage)),
+                          PrintValue(g_dbus_message_get_body(aMessage)) };
+    DidReplyLocked(lTicket, mReplies[lTicket]);
 }
 
 void FakePeer::HandleCallLocked(GDBusMessage *aMessage)
@@ -481,7 +484,13 @@ void FakePeer::AnswerCallLocked(GDBusMessage *aMessage, const Call &aCall, const
 
 void FakePeer::ReleaseHeld()
 {
-    FakeGuard                         lGuard;
+    FakeGuard lGuard;
+
+    ReleaseHeldLocked();
+}
+
+void FakePeer::ReleaseHeldLocked()
+{
     const std::vector<GDBusMessage *> lHeld = std::move(mHeld);
 
     mHeld.clear();

@@ -153,11 +153,16 @@ protected:
     /** The normal answer; called with the lock held. */
     virtual Answer AnswerLocked(const Call &aCall, GVariant *aBody) = 0;
 
+    /** A call that the peer made has got its reply; called with the lock held. */
+    virtual void DidReplyLocked(std::uint32_t, const Reply &) {}
+
     /** The name has been dropped by Crash() or an Answer::Crash(); called with the lock held. */
     virtual void DidLeaveLocked() {}
 
     void EmitLocked(const std::string &aPath, const std::string &anInterface, const std::string &aMember,
                     const std::string &aBody);
+
+    void ReleaseHeldLocked();
 
     bool IsPresentLocked() const { return mConnection != nullptr; }
 

@@ -1,0 +1,60 @@
+/**
+ *  @file
+ *    A Wi-Fi back-end for the real ConnMan: one station, whose radio is the end
+ *    of a cable, and the networks around it.
+ */
+
+#ifndef ZQ_TEST_FAKEIWD_H
+#define ZQ_TEST_FAKEIWD_H
+
+#include <map>
+#include <string>
+
+#include "fakepeer.h"
+
+namespace zq::Test
+{
+
+/** ConnMan 1.41 may crash when it goes: let it live longer. */
+class FakeIwd final : public FakePeer
+{
+public:
+    explicit FakeIwd(std::string anInterface);
+    ~FakeIwd() override;
+
+    /** A network that the next scan finds; open when it has no key. */
+    void AddNetwork(const std::string &aName, const std::string &aKey = "");
+
+private:
+    struct Network
+    {
+        std::string   mName;
+        std::string   mKey;
+        std::string   mReceivedKey;
+        std::uint32_t mTicket    = 0; // of the question for the key
+        bool          mFound     = false;
+        bool          mConnected = false;
+    };
+
+    Answer AnswerLocked(const Call &aCall, GVariant *aBody) override;
+    void   DidReplyLocked(std::uint32_t aTicket, const Reply &aReply) override;
+
+    Answer SetProperty(const Call &aCall, GVariant *aBody);
+    Answer Scan();
+    Answer Connect(const std::string &aPath);
+    Answer Disconnect();
+
+    std::string        ListObjects() const;
+    std::string        ListNetworks() const;
+    static std::string Describe(const Network &aNetwork);
+    void ChangeLocked(const std::string &aPath, const std::string &anInterface, const std::string &aProperties);
+
+    const std::string              mInterface;
+    std::map<std::string, Network> mNetworks;   // by path
+    std::string                    mAgentOwner; // ConnMan's, which has the keys
+    std::string                    mAgentPath;
+};
+
+} // namespace zq::Test
+
+#endif // ZQ_TEST_FAKEIWD_H
