@@ -195,10 +195,10 @@ public:
  *  Asynchronous forms return once the call is queued on the process-wide
  *  connection, and are answered on the thread that dispatches it. A result of 0
  *  means that the completion will be called, exactly once: with 0, -1 or -16
- *  as above, and with -1 also when the bus goes first or the connection is closed. With any
- *  other result (-1: there is no process-wide connection; -2, -3, -5 and -7 as
- *  above) nothing was sent, and the completion is not called. An empty
- *  completion is allowed.
+ *  as above; with -1 also when the bus goes first, or the connection is closed.
+ *  With any other result nothing was sent, and the completion is not called:
+ *  -1 when there is no process-wide connection, -2 when the completion cannot be
+ *  copied, -3, -5 and -7 as above. An empty completion is allowed.
  */
 class ZQ_EXPORT zqWPANCtl::Interface
 {
@@ -386,9 +386,9 @@ public:
 
     /**
      *  Write the saved settings back to the daemon, which has lost them in a
-     *  restart: jamming detection, the device mode, the log level, the channel
-     *  manager's settings and the device's own address, in an order that the
-     *  daemon accepts. Results are ignored.
+     *  restart: those of jamming detection, the device mode, the log level, those
+     *  of the channel manager and kPropertyQuilPawDestAddress, always in the same
+     *  order. Results are ignored.
      *
      *  Runs on the dispatching thread, when the daemon has announced the
      *  interface and every slot has returned. It waits for the daemon, as the
@@ -403,14 +403,13 @@ public:
     /** The kind of radio; Unknown also when it cannot be read. */
     NCPDriverType GetNCPDriverType() noexcept;
 
-    /** The channels that the radio supports, channel n in bit n. Until it is narrowed, all of the 2.4 GHz band: 11 to
-     * 26. */
+    /** The channels that the radio supports, channel n in bit n: all of the 2.4 GHz band (11 to 26) until it is set. */
     std::uint32_t GetSupportedChannelsMask() const noexcept;
 
     /**
-     *  Narrow the supported channels, in the daemon, asynchronously. The mask
-     *  that GetSupportedChannelsMask returns and Form respects follows when the
-     *  daemon has accepted it.
+     *  Set the supported channels, in the daemon, asynchronously. The mask that
+     *  GetSupportedChannelsMask returns and Form respects follows when the daemon
+     *  has accepted it.
      *
      *  @retval   0  Sent; or it is the mask already, and nothing was sent.
      *  @retval  -1  There is no process-wide connection.

@@ -73,16 +73,17 @@ zqError Append(DBusMessageIter *anIterator, char aType, const Argument &anArgume
 zqError AppendAll(DBusMessage *aMessage, const char *aTypes, std::initializer_list<Argument> anArguments) noexcept
 {
     DBusMessageIter lIterator;
-    zqError         lReturn = zqError_None;
 
     dbus_message_iter_init_append(aMessage, &lIterator);
     for (const Argument &lArgument : anArguments)
     {
-        if (lReturn == zqError_None)
-            lReturn = Append(&lIterator, *aTypes, lArgument);
+        const zqError lReturn = Append(&lIterator, *aTypes, lArgument);
+
+        if (lReturn != zqError_None)
+            return lReturn;
         aTypes += *aTypes == DBUS_TYPE_ARRAY ? 2 : 1; // every array is one of bytes
     }
-    return lReturn;
+    return zqError_None;
 }
 
 zqError Wait(zqDBus &aDBus, DBusMessage *aMessage, int aTimeout, CFUSharedRef<CFTypeRef> *aValue) noexcept
