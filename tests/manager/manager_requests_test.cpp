@@ -355,7 +355,10 @@ TEST_F(Requests, MayComeFromAnyThreadWhileEventsFlow)
             for (int lRound = 0; lRound < 40; ++lRound)
             {
                 CFDictionaryRef lProperties = nullptr;
+                zqStringArray   lNames;
 
+                EXPECT_EQ(GetManager().QuerySleepPreventers(), 0);
+                EXPECT_EQ(GetManager().GetSleepPreventers(lNames), 0);
                 (void)GetManager().ServiceConnect(*mHome);
                 EXPECT_EQ(GetManager().CopyServiceProperties(mHome->GetPath().Get(), lProperties), 0);
                 CFURelease(lProperties);
@@ -371,6 +374,7 @@ TEST_F(Requests, MayComeFromAnyThreadWhileEventsFlow)
     for (int lRound = 0; !lDone; ++lRound)
     {
         mConnMan.SetServiceProperty(kHome, "Strength", "byte " + std::to_string(lRound % 100));
+        mMeshd.Signal(FakeMeshd::Path(), lRound % 2 == 0 ? "PreventSleep" : "AllowSleep");
         mConnMan.Flush();
     }
     lThread.join();

@@ -70,8 +70,8 @@ std::string Child(GVariant *aBody, std::size_t anIndex)
 /** A value in the type of another one; empty when it has no form in it. */
 std::string Convert(const std::string &aValue, const std::string &aModel)
 {
-    GVariant *const lModel = g_variant_ref_sink(ParseValue(aModel));
-    GVariant *const lValue = g_variant_ref_sink(ParseValue(aValue));
+    GVariant *const lModel = ParseValue(aModel);
+    GVariant *const lValue = ParseValue(aValue);
     char *const     lText  = g_variant_print(lValue, FALSE);
     GVariant *const lMade  = g_variant_parse(g_variant_get_type(lModel), lText, nullptr, nullptr, nullptr);
     std::string     lReturn;

@@ -40,8 +40,12 @@ void Send(GDBusConnection *aConnection, GDBusMessage *aMessage, std::uint32_t *a
 
 void SetBody(GDBusMessage *aMessage, const std::string &aBody)
 {
-    if (!aBody.empty())
-        g_dbus_message_set_body(aMessage, ParseValue(aBody));
+    if (aBody.empty())
+        return;
+
+    GVariant *const lBody = ParseValue(aBody);
+    g_dbus_message_set_body(aMessage, lBody);
+    g_variant_unref(lBody);
 }
 
 void SendSignal(GDBusConnection *aConnection, const std::string &aPath, const std::string &anInterface,

@@ -203,7 +203,7 @@ private:
     std::map<std::uint32_t, Reply> mReplies;
 };
 
-/** Parse a value's text; ends the program, telling the text, when it is none. */
+/** Parse a value's text, with a reference for the caller; ends the program, telling the text, when it is none. */
 GVariant *ParseValue(const std::string &aText);
 
 /** A value as text, with types. */
