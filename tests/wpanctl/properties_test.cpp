@@ -34,11 +34,7 @@ TEST_F(WPANCtl, APropertyOfAnyTypeIsRead)
         { "(0, 'x')", 0, "x" }, // not in a variant
         { "(0, <true>)", 0, "true" },
         { "(0, <byte 0xff>)", 0, "255" },
-        { "(0, <int16 -1>)", 0, "-1" },
-        { "(0, <uint16 65535>)", 0, "65535" },
         { "(0, <uint32 4294967295>)", 0, "4294967295" },
-        { "(0, <uint64 1>)", 0, "1" },
-        { "(0, <0.5>)", 0, "0.5" },
         { "(0, <[byte 1, 2]>)", 0, "<0102>" },
         { "(0, <['a', 'b']>)", 0, "(a, b)" },
         { "(0, <[{'LastRssi': <int16 -40>}]>)", 0, "({ LastRssi = -40; })" },
@@ -51,7 +47,6 @@ TEST_F(WPANCtl, APropertyOfAnyTypeIsRead)
     {
         SCOPED_TRACE(lRow.mAnswer);
         auto    lValue = CFURetain<CFTypeRef>(CFSTR("stale"));
-        Lines   lTold;
         zqError lError = -999;
 
         mMeshd.ClearCalls();
