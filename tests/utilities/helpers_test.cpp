@@ -12,17 +12,20 @@ namespace
 
 const char kFile[] = "zqnetworkmanager-utilities";
 
-TEST(Utilities, StringsAreComparedByContentAndLetterCase)
+TEST(Utilities, WhatNeedsNoManager)
 {
     LogCapture lLog;
 
     EXPECT_TRUE(IsString(Str("wifi"), Str("wifi")));
     EXPECT_FALSE(IsString(Str("wifi"), Str("WiFi")));
-    EXPECT_TRUE(lLog.GetLines().empty());
-    EXPECT_FALSE(IsString(nullptr, Str("wifi")));
-    EXPECT_TRUE(Asserted(lLog, "aFirst != __null", kFile));
-    EXPECT_FALSE(IsString(Str("wifi"), nullptr));
-    EXPECT_TRUE(Asserted(lLog, "aSecond != __null", kFile));
+    EXPECT_FALSE(IsString(nullptr, Str("wifi")) || IsString(Str("wifi"), nullptr));
+    EXPECT_TRUE(Asserted(lLog, "aFirst != __null", kFile) && Asserted(lLog, "aSecond != __null", kFile));
+
+    for (const uint16_t lChannel : { 0, 10, 11, 26, 27, 65535 })
+        EXPECT_EQ(SixLoWPAN::IsValidChannel(lChannel), lChannel == 11 || lChannel == 26) << lChannel;
+    EXPECT_EQ(SixLoWPAN::MapFrequency(SixLoWPAN::kDefaultBand, SixLoWPAN::kMinChannel), 2405U);
+    EXPECT_EQ(SixLoWPAN::MapFrequency(2400, SixLoWPAN::kMaxChannel), 2480U);
+    EXPECT_EQ(SixLoWPAN::MapFrequency(915, 1), 0U);
 }
 
 TEST(Utilities, ATechnologyIsAskedAndToldByItsType)
@@ -92,17 +95,6 @@ TEST(Utilities, AStoredNetworkIsFoundByTheBytesOfItsName)
     EXPECT_EQ(Text(lFound->GetPath().Get()), "/s/cafe");
     EXPECT_EQ(GetNonIdleServiceProvisionedWiFi(nullptr, lFound), -5);
     EXPECT_FALSE(IsServiceProvisionedWiFi(nullptr, lFound));
-}
-
-TEST(Utilities, ChannelsOfTheBandAreMappedAndOthersRefused)
-{
-    for (const auto &[lChannel, lValid] :
-         { std::pair{ 0, false }, { 10, false }, { 11, true }, { 26, true }, { 27, false }, { 65535, false } })
-        EXPECT_EQ(SixLoWPAN::IsValidChannel(static_cast<uint16_t>(lChannel)), lValid) << lChannel;
-
-    EXPECT_EQ(SixLoWPAN::MapFrequency(SixLoWPAN::kDefaultBand, SixLoWPAN::kMinChannel), 2405U);
-    EXPECT_EQ(SixLoWPAN::MapFrequency(2400, SixLoWPAN::kMaxChannel), 2480U);
-    EXPECT_EQ(SixLoWPAN::MapFrequency(915, 1), 0U);
 }
 
 } // namespace
