@@ -7,138 +7,137 @@ using namespace zq::Test;
 namespace
 {
 
-/** A service whose protected operations a test may call. */
-class OpenService : public Service
+const char *const kServiceFile   = "zqnetworkmanager-service";
+const char *const kProvisionFile = "zqnetworkmanager-provision";
+
+Dictionary With(const Dictionary &aProperties, const char *aKey, const Value &aValue)
 {
-public:
-    using Service::InitAddresses;
-    using Service::InitConfigurations;
-};
-
-int IntegerOf(const Value &aValue)
-{
-    int lInteger = -9999;
-
-    if (CFUIsTypeID(aValue.Get(), CFNumberGetTypeID()))
-        (void)CFNumberGetValue(static_cast<CFNumberRef>(aValue.Get()), kCFNumberIntType, &lInteger);
-
-    return lInteger;
+    CFDictionarySetValue(aProperties.Get(), Str(aKey).Get(), aValue.Get());
+    return aProperties;
 }
 
-CFUSharedRef<CFDictionaryRef> Without(const Dictionary &aProperties, CFStringRef aKey)
+zqSharedPtr<Service> ServiceWith(const char *aKey, const Value &aValue)
 {
-    CFDictionaryRemoveValue(aProperties.Get(), aKey);
-    return aProperties;
+    return Make<Service>("/a", With(ServiceProperties(), aKey, aValue));
+}
+
+/** Without a property, or with one of another kind, there is no object and no refresh. */
+template <typename T>
+void ExpectRequired(const std::function<Dictionary()> &aMake, const std::string &aKey, const std::string &anAssertion,
+                    const char *aFile)
+{
+    SCOPED_TRACE(aKey);
+    LogCapture lLog;
+    const auto lAbsent = aMake(), lWrong = With(aMake(), aKey.c_str(), Number(1));
+
+    CFDictionaryRemoveValue(lAbsent.Get(), Str(aKey.c_str()).Get());
+    for (const auto &lProperties : { lAbsent, lWrong })
+    {
+        zqSharedPtr<T> lObject(new T);
+
+        EXPECT_EQ(lObject->Init(Str("/a"), lProperties), -4);
+        EXPECT_EQ(lObject->Refresh(aMake()), -3);
+        EXPECT_TRUE(lObject->GetType() == nullptr);
+    }
+    EXPECT_EQ(lLog.Count("ASSERT: : " + anAssertion + ", file: " + aFile, 4), 2u) << lLog.GetText();
+    EXPECT_EQ(Make<T>("/a", aMake())->Refresh(lWrong), -4);
+}
+
+/** For each condition that the property of its name is there. */
+template <typename T>
+void ExpectRequired(const std::function<Dictionary()> &aMake, const std::vector<std::string> &aNames, const char *aFile)
+{
+    for (const std::string &lName : aNames)
+        ExpectRequired<T>(aMake, lName.substr(lName.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ")), lName + " != __null",
+                          aFile);
+}
+
+void ExpectCached(const Dictionary &aProperties, const std::vector<const char *> &aKeys,
+                  const std::vector<Value> &aCached)
+{
+    for (std::size_t i = 0; i < aKeys.size(); i++)
+        EXPECT_TRUE(CFEqual(aCached[i].Get(), CFDictionaryGetValue(aProperties.Get(), Str(aKeys[i]).Get())))
+            << aKeys[i];
 }
 
 } // namespace
 
-TEST(AService, NeedsEachOfItsRequiredProperties)
+TEST(AKind, NeedsEachOfItsRequiredProperties)
 {
-    const struct
-    {
-        CFStringRef mKey;
-        const char *mAssertion;
-    } kRequired[] = {
-        { kServicePropertyIPv4, "theConfiguration" },
-        { kServicePropertyIPv6, "theConfiguration" },
-        { kServicePropertyIPv4Configuration, "theConfiguration" },
-        { kServicePropertyIPv6Configuration, "theConfiguration" },
-        { kServicePropertyAutoConnect, "isAutoConnect != __null" },
-        { kServicePropertyDomains, "theDomains != __null" },
-        { kServicePropertyEthernet, "theEthernet != __null" },
-        { kServicePropertyFavorite, "isFavorite != __null" },
-        { kServicePropertyImmutable, "isImmutable != __null" },
-        { kServicePropertyNameservers, "theNameservers != __null" },
-        { kServicePropertySecurity, "theSecurity != __null" },
-        { kServicePropertyState, "theState != __null" },
-        { kServicePropertyType, "theType != __null" },
-    };
+    const auto lService = [] { return ServiceProperties(); };
 
-    for (const auto &lRow : kRequired)
-    {
-        // Absent, or of a kind that nobody expects there.
-        for (const bool lAbsent : { true, false })
-        {
-            LogCapture           lLog;
-            zqSharedPtr<Service> lService(new Service);
-            const auto           lProperties = ServiceProperties();
-
-            if (lAbsent)
-                CFDictionaryRemoveValue(lProperties.Get(), lRow.mKey);
-            else
-                CFDictionarySetValue(lProperties.Get(), lRow.mKey, Number(1).Get());
-
-            EXPECT_EQ(lService->Init(Str("/a"), lProperties), -4) << Text(lRow.mKey);
-            EXPECT_TRUE(Asserted(lLog, lRow.mAssertion, "zqnetworkmanager-service")) << Text(lRow.mKey);
-            EXPECT_EQ(lService->Refresh(ServiceProperties()), -3);
-            EXPECT_TRUE(lService->GetState() == nullptr);
-        }
-    }
+    for (const char *lFamily : { "IPv4", "IPv6", "IPv4.Configuration", "IPv6.Configuration" })
+        ExpectRequired<Service>(lService, lFamily, "theConfiguration", kServiceFile);
+    ExpectRequired<Service>(lService,
+                            { "isAutoConnect", "theDomains", "theEthernet", "isFavorite", "isImmutable",
+                              "theNameservers", "theSecurity", "theState", "theType" },
+                            kServiceFile);
+    ExpectRequired<Technology>([] { return TechnologyProperties(); },
+                               { "theName", "isConnected", "isPowered", "isTethering", "theType" },
+                               "zqnetworkmanager-technology");
+    ExpectRequired<Provision>([] { return ProvisionProperties(nullptr); }, { "theType" }, kProvisionFile);
 }
 
-TEST(AService, CachesEveryProperty)
+TEST(AKind, CachesEachPropertyUnderItsOwnName)
 {
-    const auto lProperties = ServiceProperties("home", "ready", "wifi");
-    CFDictionarySetValue(lProperties.Get(), kServicePropertyError, Str("dhcp-failed").Get());
-    CFDictionarySetValue(lProperties.Get(), kServicePropertyPassphrase, Str("secret").Get());
-    CFDictionarySetValue(lProperties.Get(), kServicePropertyRoaming, Bool(true).Get());
-    CFDictionarySetValue(lProperties.Get(), kServicePropertyAge, Bool(true).Get());
-    CFDictionarySetValue(lProperties.Get(), kServicePropertyNameservers, Strings({ "9.9.9.9" }).Get());
-    CFDictionarySetValue(lProperties.Get(), kServicePropertyDomains, Strings({ "a", "b" }).Get());
+    const auto lProperties = With(ServiceProperties("home", "ready"), "Nameservers", Strings({ "9.9.9.9" }));
+    (void)With(With(lProperties, "Error", Str("dhcp-failed")), "Passphrase", Str("secret"));
+    (void)With(With(lProperties, "Roaming", Bool(true)), "Age", Bool(true));
 
     const auto lService = Make<Service>("/a", lProperties);
-    ASSERT_TRUE(lService != nullptr);
+    ExpectCached(lProperties,
+                 { "Name", "State", "Type", "Error", "Passphrase", "AutoConnect", "Favorite", "Immutable", "Roaming",
+                   "Age", "Nameservers", "Domains", "Security", "Ethernet", "Strength" },
+                 { lService->GetName(), lService->GetState(), lService->GetType(), lService->GetError(),
+                   lService->GetPassphrase(), lService->IsAutoConnect(), lService->IsFavorite(),
+                   lService->IsImmutable(), lService->IsRoaming(), lService->IsAged(), lService->GetNameservers(),
+                   lService->GetDomains(), lService->GetSecurity(), lService->GetEthernet(), lService->GetStrength() });
 
-    EXPECT_EQ(Text(lService->GetName().Get()), "home");
-    EXPECT_EQ(Text(lService->GetState().Get()), "ready");
-    EXPECT_EQ(Text(lService->GetType().Get()), "wifi");
-    EXPECT_EQ(Text(lService->GetError().Get()), "dhcp-failed");
-    EXPECT_EQ(Text(lService->GetPassphrase().Get()), "secret");
-    EXPECT_EQ(lService->IsAutoConnect().Get(), kCFBooleanFalse);
-    EXPECT_EQ(lService->IsFavorite().Get(), kCFBooleanTrue);
-    EXPECT_EQ(lService->IsImmutable().Get(), kCFBooleanFalse);
-    EXPECT_EQ(lService->IsRoaming().Get(), kCFBooleanTrue);
-    EXPECT_EQ(lService->IsAged().Get(), kCFBooleanTrue);
-    EXPECT_EQ(CFArrayGetCount(lService->GetNameservers().Get()), 1);
-    EXPECT_EQ(CFArrayGetCount(lService->GetDomains().Get()), 2);
-    EXPECT_EQ(CFArrayGetCount(lService->GetSecurity().Get()), 1);
-    EXPECT_EQ(CFDictionaryGetCount(lService->GetEthernet().Get()), 1);
-    EXPECT_EQ(IntegerOf(lService->GetStrength()), 70);
-    EXPECT_EQ(IntegerOf(lService->GetRawStrength()), -50);
-    EXPECT_EQ(lService->IsState(Str("ready")).Get(), kCFBooleanTrue);
-    EXPECT_EQ(lService->IsState(Str("Ready")).Get(), kCFBooleanFalse);
-    EXPECT_EQ(lService->IsState(nullptr).Get(), kCFBooleanFalse);
-    EXPECT_EQ(lService->IsType(Str("wifi")).Get(), kCFBooleanTrue);
-    EXPECT_EQ(lService->IsType(Str("ethernet")).Get(), kCFBooleanFalse);
+    const std::vector<const char *> kKeys   = { "Type",
+                                                "Name",
+                                                "SSID",
+                                                "EAP",
+                                                "CACertFile",
+                                                "ClientCertFile",
+                                                "PrivateKeyFile",
+                                                "PrivateKeyPassphrase",
+                                                "PrivateKeyPassphraseType",
+                                                "Identity",
+                                                "Phase2",
+                                                "Passphrase",
+                                                "Security",
+                                                "Hidden",
+                                                "ExtendedPANID" };
+    const auto                      lRecord = Dict(); // each value is its key's own text
+    for (const char *lKey : kKeys)
+        (void)With(lRecord, lKey, Str(lKey));
+
+    const auto lProvision = Make<Provision>("id", lRecord);
+    ExpectCached(lRecord, kKeys,
+                 { lProvision->GetType(), lProvision->GetName(), lProvision->GetSSID(), lProvision->GetEAP(),
+                   lProvision->GetCACertFile(), lProvision->GetClientCertFile(), lProvision->GetPrivateKeyFile(),
+                   lProvision->GetPrivateKeyPassphrase(), lProvision->GetPrivateKeyPassphraseType(),
+                   lProvision->GetIdentity(), lProvision->GetPhase2(), lProvision->GetPassphrase(),
+                   lProvision->GetSecurity(), lProvision->GetHidden(), lProvision->GetExtendedPANID() });
 }
 
-TEST(AService, WithoutAStrengthHasABooleanInItsPlace)
-{
-    for (const Value &lStrength : { Value(), Value(Str("strong")) })
-    {
-        const auto lProperties = ServiceProperties();
-        CFDictionaryRemoveValue(lProperties.Get(), kServicePropertyStrength);
-        if (lStrength != nullptr)
-            CFDictionarySetValue(lProperties.Get(), kServicePropertyStrength, lStrength.Get());
-
-        const auto lService = Make<Service>("/a", lProperties);
-
-        EXPECT_EQ(lService->GetStrength().Get(), kCFBooleanFalse);
-        EXPECT_EQ(lService->GetRawStrength().Get(), kCFBooleanFalse);
-
-        EXPECT_EQ(lService->Refresh(Dict({ { kServicePropertyStrength, Number(0) } })), 0);
-        EXPECT_EQ(IntegerOf(lService->GetRawStrength()), -120);
-    }
-}
-
-TEST(AService, KeepsItsStrengthThroughARefreshThatLacksIt)
+TEST(AService, HasAStrengthAndItsRawFormOrABooleanInTheirPlace)
 {
     const auto lService = Make<Service>("/a", ServiceProperties());
+    const auto lLacking = ServiceProperties("work");
 
-    EXPECT_EQ(lService->Refresh(Without(ServiceProperties("work"), kServicePropertyStrength)), 0);
-    EXPECT_EQ(IntegerOf(lService->GetStrength()), 70);
-    EXPECT_EQ(Text(lService->GetName().Get()), "work");
+    CFDictionaryRemoveValue(lLacking.Get(), kServicePropertyStrength);
+    EXPECT_TRUE(CFEqual(lService->GetRawStrength().Get(), Number(-50).Get()));
+    EXPECT_EQ(lService->Refresh(lLacking), 0);
+    EXPECT_TRUE(CFEqual(lService->GetStrength().Get(), Number(70).Get()));
+
+    for (const auto &lNone : { Make<Service>("/a", lLacking), ServiceWith("Strength", Str("strong")) })
+    {
+        EXPECT_EQ(lNone->GetStrength().Get(), kCFBooleanFalse);
+        EXPECT_EQ(lNone->GetRawStrength().Get(), kCFBooleanFalse);
+        EXPECT_EQ(lNone->Refresh(Dict({ { kServicePropertyStrength, Number(0) } })), 0);
+        EXPECT_TRUE(CFEqual(lNone->GetRawStrength().Get(), Number(-120).Get()));
+    }
 }
 
 TEST(AService, KeepsItsCachedValuesWhenARefreshFailsHalfWay)
@@ -151,14 +150,13 @@ TEST(AService, KeepsItsCachedValuesWhenARefreshFailsHalfWay)
                                  { kServicePropertyType, Number(7) } });
 
     EXPECT_EQ(lService->Refresh(lBad), -4);
-    EXPECT_TRUE(Asserted(lLog, "theType != __null", "zqnetworkmanager-service"));
-    EXPECT_TRUE(Asserted(lLog, "retval == 0", "zqnetworkmanager-service"));
+    EXPECT_TRUE(Asserted(lLog, "retval == 0", kServiceFile));
 
     // The last check failed: the addresses were stored before it, nothing else was replaced.
     EXPECT_EQ(CFDictionaryGetCount(lService->GetAddresses(CFURetain(kServicePropertyIPv4)).Get()), 1);
     EXPECT_EQ(Text(lService->GetName().Get()), "home");
-    EXPECT_EQ(IntegerOf(lService->GetStrength()), 70);
-    EXPECT_EQ(IntegerOf(lService->GetRawStrength()), -50);
+    EXPECT_TRUE(CFEqual(lService->GetStrength().Get(), Number(70).Get()));
+    EXPECT_TRUE(CFEqual(lService->GetRawStrength().Get(), Number(-50).Get()));
     EXPECT_EQ(Text(lService->GetType().Get()), "wifi");
     EXPECT_EQ(Text(lService->GetProperty(CFURetain(kServicePropertyName)).Get()), "work");
 
@@ -168,50 +166,43 @@ TEST(AService, KeepsItsCachedValuesWhenARefreshFailsHalfWay)
     EXPECT_EQ(lService->Refresh(nullptr), -5);
 }
 
-TEST(AService, IsSecuredUnlessItHasTheNoneKind)
+TEST(AService, IsSecuredConnectedAndOfATypeByItsExactTexts)
 {
-    const struct
-    {
-        std::vector<std::string> mKinds;
-        bool                     mSecured;
-    } kCases[] = {
-        { {}, true }, { { "none" }, false }, { { "psk" }, true }, { { "None" }, true }, { { "none", "wps" }, false },
+    const std::pair<std::vector<std::string>, bool> kSecured[] = {
+        { {}, true }, { { "none" }, false }, { { "psk" }, true }, { { "None" }, true }, { { "none", "wps" }, false }
     };
+    for (const auto &[lKinds, lSecured] : kSecured)
+        EXPECT_EQ(ServiceWith("Security", Strings(lKinds))->IsSecured(), lSecured);
 
-    for (const auto &lCase : kCases)
+    for (const std::string lState : { "idle", "association", "ready", "online", "disconnect", "failure", "Ready", "" })
     {
-        const auto lProperties = ServiceProperties();
-        CFDictionarySetValue(lProperties.Get(), kServicePropertySecurity, Strings(lCase.mKinds).Get());
+        const auto lService = Make<Service>("/a", ServiceProperties("home", lState.c_str()));
 
-        EXPECT_EQ(Make<Service>("/a", lProperties)->IsSecured(), lCase.mSecured)
-            << testing::PrintToString(lCase.mKinds);
+        EXPECT_EQ(lService->IsConnected(), lState == "ready" || lState == "online") << lState;
+        EXPECT_EQ(lService->IsOnline(), lState == "online") << lState;
+        EXPECT_EQ(lService->IsState(Str("ready")).Get() == kCFBooleanTrue, lState == "ready") << lState;
     }
 
     LogCapture lLog;
     const auto lService = Make<Service>("/a", ServiceProperties());
+    EXPECT_EQ(lService->IsState(nullptr).Get(), kCFBooleanFalse);
+    EXPECT_EQ(lService->IsType(Str("wifi")).Get(), kCFBooleanTrue);
+    EXPECT_EQ(lService->IsType(Str("WiFi")).Get(), kCFBooleanFalse);
     EXPECT_TRUE(lService->HasSecurity(CFURetain(kServiceSecurityPSK)));
     EXPECT_FALSE(lService->HasSecurity(CFURetain(kServiceSecurityWEP)));
     EXPECT_FALSE(lService->HasSecurity(nullptr));
-    EXPECT_TRUE(Asserted(lLog, "aSecurity != __null", "zqnetworkmanager-service"));
-}
-
-TEST(AService, IsConnectedWhenReadyOrOnline)
-{
-    for (const char *lState :
-         { "idle", "association", "configuration", "ready", "online", "disconnect", "failure", "Ready", "" })
-    {
-        const auto        lService = Make<Service>("/a", ServiceProperties("home", lState));
-        const std::string lText    = lState;
-
-        EXPECT_EQ(lService->IsConnected(), lText == "ready" || lText == "online") << lState;
-        EXPECT_EQ(lService->IsOnline(), lText == "online") << lState;
-    }
+    EXPECT_TRUE(Asserted(lLog, "aSecurity != __null", kServiceFile));
 }
 
 TEST(AService, KeepsAddressesAndConfigurationsApartAndByFamily)
 {
+    struct OpenService : Service
+    {
+        using Service::InitAddresses, Service::InitConfigurations;
+    };
+
     LogCapture lLog;
-    const auto lService       = Make<Service>("/a", ServiceProperties());
+    const auto lService       = Make<OpenService>("/a", ServiceProperties());
     const auto lConfiguration = lService->GetConfiguration(CFURetain(kServicePropertyIPv4Configuration));
 
     EXPECT_EQ(Text(CFDictionaryGetValue(lConfiguration.Get(), kIPPropertyMethod)), "dhcp");
@@ -220,187 +211,79 @@ TEST(AService, KeepsAddressesAndConfigurationsApartAndByFamily)
     EXPECT_TRUE(lService->GetConfiguration(Str("Proxy")) == nullptr);
     EXPECT_EQ(CFDictionaryGetCount(lService->GetAddresses(CFURetain(kServicePropertyIPv4)).Get()), 0);
     EXPECT_TRUE(lService->GetAddresses(CFURetain(kServicePropertyIPv4Configuration)) == nullptr);
-
     EXPECT_TRUE(lService->GetAddresses(nullptr) == nullptr);
     EXPECT_TRUE(lService->GetConfiguration(nullptr) == nullptr);
     EXPECT_EQ(lLog.Count("aFamily != __null", 4), 2u);
-}
-
-TEST(AService, StoresAFamilyInPlaceOfTheEarlierOne)
-{
-    LogCapture               lLog;
-    zqSharedPtr<OpenService> lService(new OpenService);
-
-    EXPECT_EQ(lService->InitAddresses(nullptr, Dict()), -5);
-    EXPECT_TRUE(Asserted(lLog, "aFamily != __null", "zqnetworkmanager-service"));
-    EXPECT_EQ(lService->InitConfigurations(Str("IPv4.Configuration"), nullptr), -5);
-    EXPECT_TRUE(Asserted(lLog, "aConfiguration != __null", "zqnetworkmanager-service"));
 
     const auto lSecond = Dict();
-    EXPECT_EQ(lService->InitAddresses(Str("IPv4"), Dict()), 0);
     EXPECT_EQ(lService->InitAddresses(Str("IPv4"), lSecond), 0);
     EXPECT_EQ(lService->GetAddresses(Str("IPv4")).Get(), lSecond.Get());
+    EXPECT_EQ(lService->InitAddresses(nullptr, Dict()), -5);
+    EXPECT_EQ(lLog.Count("aFamily != __null", 4), 3u);
+    EXPECT_EQ(lService->InitConfigurations(Str("IPv4.Configuration"), nullptr), -5);
+    EXPECT_TRUE(Asserted(lLog, "aConfiguration != __null", kServiceFile));
 }
 
-TEST(ATechnology, NeedsAllFivePropertiesAndIsNeverHalfUpdated)
+TEST(ATechnology, FollowsARefreshWhollyOrNotAtAll)
 {
-    const struct
-    {
-        CFStringRef mKey;
-        const char *mAssertion;
-    } kRequired[] = {
-        { kTechnologyPropertyName, "theName != __null" },
-        { kTechnologyPropertyConnected, "isConnected != __null" },
-        { kTechnologyPropertyPowered, "isPowered != __null" },
-        { kTechnologyPropertyTethering, "isTethering != __null" },
-        { kTechnologyPropertyType, "theType != __null" },
-    };
-
-    for (const auto &lRow : kRequired)
-    {
-        LogCapture              lLog;
-        zqSharedPtr<Technology> lTechnology(new Technology);
-
-        EXPECT_EQ(lTechnology->Init(Str("/t"), Without(TechnologyProperties(), lRow.mKey)), -4) << lRow.mAssertion;
-        EXPECT_TRUE(Asserted(lLog, lRow.mAssertion, "zqnetworkmanager-technology"));
-        EXPECT_TRUE(Asserted(lLog, "retval == 0", "zqnetworkmanager-technology"));
-        EXPECT_EQ(lTechnology->Refresh(TechnologyProperties()), -3);
-        EXPECT_TRUE(Asserted(lLog, "mInitialized", "zqnetworkmanager-technology"));
-
-        // A refresh in which the value is unusable and all others are new
-        lTechnology     = Make<Technology>("/t", TechnologyProperties());
-        const auto lNew = Dict({ { kTechnologyPropertyName, Str("x") },
-                                 { kTechnologyPropertyConnected, Bool(true) },
-                                 { kTechnologyPropertyPowered, Bool(false) },
-                                 { kTechnologyPropertyTethering, Bool(true) },
-                                 { kTechnologyPropertyType, Str("x") } });
-        CFDictionarySetValue(lNew.Get(), lRow.mKey, Number(1).Get());
-
-        EXPECT_EQ(lTechnology->Refresh(lNew), -4);
-        EXPECT_EQ(Text(lTechnology->GetName().Get()), "wifi");
-        EXPECT_EQ(lTechnology->IsConnected().Get(), kCFBooleanFalse);
-        EXPECT_EQ(lTechnology->IsPowered().Get(), kCFBooleanTrue);
-        EXPECT_EQ(lTechnology->IsTethering().Get(), kCFBooleanFalse);
-        EXPECT_EQ(lTechnology->IsType(Str("wifi")).Get(), kCFBooleanTrue);
-    }
-}
-
-TEST(ATechnology, FollowsARefreshAndRefusesASecondInit)
-{
-    LogCapture lLog;
     const auto lTechnology = Make<Technology>("/t", TechnologyProperties());
-
-    EXPECT_EQ(lTechnology->Refresh(Dict({ { kTechnologyPropertyConnected, Bool(true) } })), 0);
-    EXPECT_EQ(lTechnology->IsConnected().Get(), kCFBooleanTrue);
-    EXPECT_EQ(lTechnology->Init(Str("/u"), TechnologyProperties()), -3);
-    EXPECT_TRUE(Asserted(lLog, "!mInitialized", "zqnetworkmanager-technology"));
-    EXPECT_EQ(lTechnology->IsType(nullptr).Get(), kCFBooleanFalse);
-
-    zqSharedPtr<Technology> lCopy(new Technology);
-    EXPECT_EQ(lCopy->Init(*lTechnology), 0);
-    EXPECT_EQ(lCopy->IsConnected().Get(), kCFBooleanTrue);
-}
-
-TEST(AProvision, NeedsOnlyItsType)
-{
-    LogCapture             lLog;
-    const auto             lProvision = Make<Provision>("id", Dict({ { kServicePropertyType, Str("wifi") } }));
-    zqSharedPtr<Provision> lTypeless(new Provision);
-
-    ASSERT_TRUE(lProvision != nullptr);
-    EXPECT_EQ(Text(lProvision->GetType().Get()), "wifi");
-    EXPECT_TRUE(lProvision->GetName() == nullptr);
-    EXPECT_TRUE(lProvision->GetExtendedPANID() == nullptr);
-
-    EXPECT_EQ(lTypeless->Init(Str("id"), Dict({ { kServicePropertyName, Str("home") } })), -4);
-    EXPECT_TRUE(Asserted(lLog, "theType != __null", "zqnetworkmanager-provision"));
-}
-
-TEST(AProvision, CachesEachPropertyUnderItsOwnName)
-{
-    const struct
+    const auto lNew        = With(With(TechnologyProperties("x"), "Connected", Bool(true)), "Powered", Bool(false));
+    const auto lExpect     = [&](const Dictionary &aProperties)
     {
-        CFStringRef mKey;
-        String (Provision::*mGet)() const;
-    } kProperties[] = {
-        { kServicePropertyType, &Provision::GetType },
-        { kServicePropertyName, &Provision::GetName },
-        { kServicePropertySSID, &Provision::GetSSID },
-        { kServicePropertyEAP, &Provision::GetEAP },
-        { kServicePropertyCACertFile, &Provision::GetCACertFile },
-        { kServicePropertyClientCertFile, &Provision::GetClientCertFile },
-        { kServicePropertyPrivateKeyFile, &Provision::GetPrivateKeyFile },
-        { kServicePropertyPrivateKeyPassphrase, &Provision::GetPrivateKeyPassphrase },
-        { kServicePropertyPrivateKeyPassphraseType, &Provision::GetPrivateKeyPassphraseType },
-        { kServicePropertyIdentity, &Provision::GetIdentity },
-        { kServicePropertyPhase2, &Provision::GetPhase2 },
-        { kServicePropertyPassphrase, &Provision::GetPassphrase },
-        { kServicePropertySecurity, &Provision::GetSecurity },
-        { kServicePropertyHidden, &Provision::GetHidden },
-        { kServicePropertyExtendedPANID, &Provision::GetExtendedPANID },
+        ExpectCached(aProperties, { "Name", "Connected", "Powered", "Tethering", "Type" },
+                     { lTechnology->GetName(), lTechnology->IsConnected(), lTechnology->IsPowered(),
+                       lTechnology->IsTethering(), lTechnology->GetType() });
     };
-    const auto lProperties = Dict();
 
-    // Each value is its key's own text.
-    for (const auto &lRow : kProperties)
-        CFDictionarySetValue(lProperties.Get(), lRow.mKey, lRow.mKey);
-
-    const auto lProvision = Make<Provision>("id", lProperties);
-
-    for (const auto &lRow : kProperties)
-        EXPECT_EQ(Text((lProvision.Get()->*lRow.mGet)().Get()), Text(lRow.mKey));
+    EXPECT_EQ(lTechnology->Refresh(With(lNew, "Type", Number(1))), -4);
+    lExpect(TechnologyProperties());
+    EXPECT_EQ(lTechnology->Refresh(With(lNew, "Type", Str("y"))), 0);
+    lExpect(lNew);
+    EXPECT_EQ(lTechnology->Init(Str("/u"), TechnologyProperties()), -3);
+    lExpect(lNew);
+    EXPECT_EQ(lTechnology->IsType(Str("y")).Get(), kCFBooleanTrue);
+    EXPECT_EQ(lTechnology->IsType(nullptr).Get(), kCFBooleanFalse);
 }
 
-TEST(AProvision, ClearsWhatARefreshFindsGone)
-{
-    const auto lProvision = Make<Provision>("id", ProvisionProperties(nullptr, "secret"));
-
-    EXPECT_EQ(lProvision->ClearProperty(CFURetain(kServicePropertyPassphrase)), 0);
-    EXPECT_EQ(Text(lProvision->GetPassphrase().Get()), "secret");
-    EXPECT_EQ(lProvision->Refresh(Dict()), 0);
-    EXPECT_TRUE(lProvision->GetPassphrase() == nullptr);
-}
-
-TEST(AProvision, NamesItsPropertiesAndItsIdentifierLast)
+TEST(AProvision, TellsItsPathForItsIdentifierWhichItNamesLast)
 {
     LogCapture               lLog;
-    CFUSharedRef<CFArrayRef> lNames = Paths({ "old" });
+    const auto               lProvision = Make<Provision>("id", ProvisionProperties("another", "secret"));
+    CFUSharedRef<CFArrayRef> lNames     = Strings({ "old" });
+    const std::pair<const char *, const char *> kValues[] = { { "ProvisionIdentifier", "id" },
+                                                              { "Name", "home" },
+                                                              { "EAP", "(null)" } };
+
+    for (const auto &[lName, lText] : kValues)
+    {
+        Value lValue = Number(1);
+        lProvision->GetPropertyValue(Str(lName), lValue);
+        EXPECT_EQ(Text(lValue.Get()), lText) << lName;
+    }
 
     Make<Provision>("id", ProvisionProperties(nullptr, "secret"))->GetPropertyNames(lNames);
     ASSERT_EQ(CFArrayGetCount(lNames.Get()), 4);
     EXPECT_EQ(Text(CFArrayGetValueAtIndex(lNames.Get(), 3)), "ProvisionIdentifier");
-
     zqSharedPtr<Provision>(new Provision)->GetPropertyNames(lNames);
     EXPECT_TRUE(lNames == nullptr);
-    EXPECT_TRUE(Asserted(lLog, "theProperties != __null", "zqnetworkmanager-provision"));
+    EXPECT_TRUE(Asserted(lLog, "theProperties != __null", kProvisionFile));
 }
 
-TEST(AProvision, HasItsPathForItsIdentifier)
-{
-    const auto lProvision = Make<Provision>("id", ProvisionProperties("another"));
-    Value      lValue     = Number(1);
-
-    lProvision->GetPropertyValue(Str("ProvisionIdentifier"), lValue);
-    EXPECT_EQ(Text(lValue.Get()), "id");
-    lProvision->GetPropertyValue(Str("Name"), lValue);
-    EXPECT_EQ(Text(lValue.Get()), "home");
-    lProvision->GetPropertyValue(Str("EAP"), lValue);
-    EXPECT_TRUE(lValue == nullptr);
-}
-
-TEST(AProvision, ForgetsOnlyTheCachedPassphrase)
+TEST(AProvision, ForgetsTheCachedPassphraseAtOnceAndAnyPropertyThatARefreshFindsGone)
 {
     const auto lProvision = Make<Provision>("id", ProvisionProperties(nullptr, "secret"));
-    Value      lValue;
 
     EXPECT_EQ(lProvision->ClearProvisionProperty(Str("SSID")), -17);
     EXPECT_EQ(lProvision->ClearProvisionProperty(nullptr), -17);
     EXPECT_EQ(lProvision->ClearProvisionProperty(Str("Passphrase")), 0);
     EXPECT_EQ(lProvision->ClearProvisionProperty(Str("Passphrase")), 0);
-
     EXPECT_TRUE(lProvision->GetPassphrase() == nullptr);
-    lProvision->GetPropertyValue(Str("Passphrase"), lValue);
-    EXPECT_EQ(Text(lValue.Get()), "secret");
+    EXPECT_EQ(Text(lProvision->GetProperty(Str("Passphrase")).Get()), "secret");
     EXPECT_EQ(lProvision->Refresh(Dict()), 0);
     EXPECT_EQ(Text(lProvision->GetPassphrase().Get()), "secret");
+
+    EXPECT_EQ(lProvision->ClearProperty(CFURetain(kServicePropertyPassphrase)), 0);
+    EXPECT_EQ(Text(lProvision->GetPassphrase().Get()), "secret");
+    EXPECT_EQ(lProvision->Refresh(Dict()), 0);
+    EXPECT_TRUE(lProvision->GetPassphrase() == nullptr);
 }

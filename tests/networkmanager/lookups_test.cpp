@@ -16,8 +16,6 @@ protected:
         Place("/twin", ServiceProperties("home", "ready"), "wlan0", { "psk", "wps" });
         Place("/wired", ServiceProperties("Wired", "online", "ethernet"), "eth0", {});
         ASSERT_EQ(mManager.AddServices({ "/idle", "/twin", "/wired" }), 0);
-        ASSERT_EQ(mManager.AddTechnology("/t/wifi", "wifi"), 0);
-        ASSERT_EQ(mManager.AddTechnology("/t/ethernet", "ethernet"), 0);
         mService = mManager.FindService(Str("/wired").Get());
     }
 
@@ -27,19 +25,19 @@ protected:
         CFDictionarySetValue(aProperties.Get(), kServicePropertyEthernet,
                              Dict({ { kEthernetPropertyInterface, Str(anInterface) } }).Get());
         CFDictionarySetValue(aProperties.Get(), kServicePropertySecurity, Strings(aSecurity).Get());
-        mManager.mServiceProperties[aPath] = aProperties;
+        mManager.mReported[aPath] = aProperties;
     }
 
     /** The path that was found, or "" with the result -17. */
     std::string Found(zqError aResult)
     {
         EXPECT_EQ(aResult, mService != nullptr ? 0 : -17);
-        return mService != nullptr ? Text(mService->GetPath().Get()) : "";
+        return mService != nullptr ? Show(mService.Get()) : "";
     }
 
-    std::string FoundByPattern(const Dictionary &aPattern)
+    std::string ByInterface(const char *aName)
     {
-        return Found(mManager.ManagerLookupService(CFUSharedRef<CFDictionaryRef>(aPattern), mService));
+        return Found(mManager.ManagerLookupServiceByInterfaceName(Str(aName), mService));
     }
 
     TestManager          mManager;
@@ -49,79 +47,69 @@ protected:
 
 } // namespace
 
-TEST_F(ALookup, FindsAServiceByNameTheFirstOfTwins)
+TEST_F(ALookup, FindsTheFirstServiceOfANameAndOnlyAConnectedOneByInterface)
 {
     EXPECT_EQ(Found(mManager.ManagerLookupService(Str("home"), mService)), "/idle");
     EXPECT_EQ(Found(mManager.ManagerLookupService(Str("wired"), mService)), "");
     EXPECT_EQ(Found(mManager.ManagerLookupService(String(), mService)), "");
     EXPECT_TRUE(Asserted(mLog, "aPattern != __null", "../include/networkmanager/zqnetworkmanager-objectlist",
                          "network manager"));
-}
 
-TEST_F(ALookup, FindsOnlyAConnectedServiceByInterface)
-{
-    EXPECT_EQ(Found(mManager.ManagerLookupServiceByInterfaceName(Str("wlan0"), mService)), "/twin");
-    EXPECT_EQ(Found(mManager.ManagerLookupServiceByInterfaceName(Str("eth0"), mService)), "/wired");
-    EXPECT_EQ(Found(mManager.ManagerLookupServiceByInterfaceName(Str("eth1"), mService)), "");
-
-    ASSERT_EQ(mManager.FindService(Str("/twin").Get())->Refresh(Dict({ { kServicePropertyState, Str("failure") } })),
+    EXPECT_EQ(ByInterface("wlan0"), "/twin");
+    EXPECT_EQ(ByInterface("eth0"), "/wired");
+    EXPECT_EQ(ByInterface("eth1"), "");
+    EXPECT_EQ(mManager.FindService(Str("/twin").Get())->Refresh(Dict({ { kServicePropertyState, Str("failure") } })),
               0);
-    EXPECT_EQ(Found(mManager.ManagerLookupServiceByInterfaceName(Str("wlan0"), mService)), "");
+    EXPECT_EQ(ByInterface("wlan0"), "");
 }
 
 TEST_F(ALookup, FindsTheServiceThatMatchesEveryEntryOfAPattern)
 {
-    const auto lName     = [](const char *aText) { return std::make_pair(kServicePropertyName, Value(Str(aText))); };
-    const auto lSecurity = [](const char *aText)
-    { return std::make_pair(kServicePropertySecurity, Value(Str(aText))); };
+    const auto lEntry = [](CFStringRef aKey, const char *aText) { return std::make_pair(aKey, Value(Str(aText))); };
+    const auto lHome = lEntry(kServicePropertyName, "home"), lWired = lEntry(kServicePropertyName, "Wired"),
+               lPSK = lEntry(kServicePropertySecurity, "psk"), lWPS = lEntry(kServicePropertySecurity, "wps");
+    const std::pair<Dictionary, const char *> kRows[] = {
+        { Dict({ lHome }), "/idle" },
+        { Dict({ lHome, lPSK }), "/twin" },
+        { Dict({ lWPS }), "/twin" },
+        { Dict({ lWired, lPSK }), "" },
+        { Dict({ lHome, lEntry(kServicePropertyState, "ready") }), "/twin" },
+        { Dict({ lEntry(kServicePropertyType, "ethernet") }), "/wired" },
+        { Dict({ lEntry(kServicePropertySSID, "x") }), "" },
+        { Dict({ { kServicePropertyName, Number(1) } }), "" },
+        { Dict({ { kServicePropertySecurity, Number(1) } }), "" },
+        { Dict(), "/idle" },
+    };
 
-    EXPECT_EQ(FoundByPattern(Dict({ lName("home") })), "/idle");
-    EXPECT_EQ(FoundByPattern(Dict({ lName("home"), lSecurity("psk") })), "/twin");
-    EXPECT_EQ(FoundByPattern(Dict({ lSecurity("wps") })), "/twin");
-    EXPECT_EQ(FoundByPattern(Dict({ lName("Wired"), lSecurity("psk") })), "");
-    EXPECT_EQ(FoundByPattern(Dict({ lName("home"), { kServicePropertyState, Str("ready") } })), "/twin");
-    EXPECT_EQ(FoundByPattern(Dict({ { kServicePropertyType, Str("ethernet") } })), "/wired");
-    EXPECT_EQ(FoundByPattern(Dict({ { kServicePropertySSID, Str("x") } })), "");
-    EXPECT_EQ(FoundByPattern(Dict({ { kServicePropertyName, Number(1) } })), "");
-    EXPECT_EQ(FoundByPattern(Dict({ { kServicePropertySecurity, Number(1) } })), "");
-    EXPECT_EQ(FoundByPattern(Dict()), "/idle");
-}
+    for (const auto &[lPattern, lPath] : kRows)
+        EXPECT_EQ(Found(mManager.ManagerLookupService(CFUSharedRef<CFDictionaryRef>(lPattern), mService)), lPath);
 
-TEST_F(ALookup, LogsANullInAPattern)
-{
-    const void *lKey     = kServicePropertyName;
-    const void *lValue   = nullptr;
-    const auto  lPattern = CFUAdopt(CFDictionaryCreate(nullptr, &lKey, &lValue, 1, nullptr, nullptr));
-
-    ASSERT_TRUE(lPattern != nullptr);
+    const void *lKey = kServicePropertyName, *lNull = nullptr;
+    const auto  lPattern = CFUAdopt(CFDictionaryCreate(nullptr, &lKey, &lNull, 1, nullptr, nullptr));
     EXPECT_EQ(Found(mManager.ManagerLookupService(lPattern, mService)), "");
     EXPECT_TRUE(Asserted(mLog, "theValue != __null", "zqnetworkmanager-manager"));
 }
 
-TEST_F(ALookup, FindsATechnologyByTypeLetterCaseIncluded)
+TEST_F(ALookup, FindsATechnologyByTypeAndAProvisionByTheIdentifierInItsProperties)
 {
     zqSharedPtr<Technology> lTechnology;
+    zqSharedPtr<Provision>  lCreated, lFound;
 
+    ASSERT_EQ(mManager.AddTechnology("/t/wifi", "wifi"), 0);
+    ASSERT_EQ(mManager.AddTechnology("/t/ethernet", "ethernet"), 0);
     EXPECT_EQ(mManager.ManagerLookupTechnology(Str("ethernet"), lTechnology), 0);
-    EXPECT_EQ(Text(lTechnology->GetPath().Get()), "/t/ethernet");
+    EXPECT_EQ(Show(lTechnology.Get()), "/t/ethernet");
     EXPECT_EQ(mManager.ManagerLookupTechnology(Str("WiFi"), lTechnology), -17);
     EXPECT_TRUE(lTechnology == nullptr);
-}
 
-TEST_F(ALookup, FindsAProvisionByTheIdentifierInItsProperties)
-{
-    zqSharedPtr<Provision> lProvision;
-
-    ASSERT_EQ(mManager.ProvisionCreate(ProvisionProperties("id"), lProvision), 0);
-    const auto lCreated = lProvision;
-
-    EXPECT_EQ(mManager.ManagerLookupProvisionIdentifier(Str("id"), lProvision), 0);
-    EXPECT_EQ(lProvision.Get(), lCreated.Get());
-    EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties("id"), lProvision), 0);
-    EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties("other"), lProvision), -17);
-    EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties(nullptr), lProvision), -17);
-    EXPECT_EQ(mManager.ManagerLookupProvision(nullptr, lProvision), -5);
-    EXPECT_TRUE(lProvision == nullptr);
+    ASSERT_EQ(mManager.ProvisionCreate(ProvisionProperties("id"), lCreated), 0);
+    EXPECT_EQ(mManager.ManagerLookupProvisionIdentifier(Str("id"), lFound), 0);
+    EXPECT_EQ(lFound.Get(), lCreated.Get());
+    EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties("id"), lFound), 0);
+    EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties("other"), lFound), -17);
+    EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties(nullptr), lFound), -17);
+    EXPECT_EQ(mManager.ManagerLookupProvision(nullptr, lFound), -5);
+    EXPECT_TRUE(lFound == nullptr);
 }
 
 TEST_F(ALookup, HandsOutSnapshotsThatLaterChangesDoNotTouch)
@@ -129,8 +117,7 @@ TEST_F(ALookup, HandsOutSnapshotsThatLaterChangesDoNotTouch)
     zqRefObjectArray<Service> lServices;
 
     ASSERT_EQ(mManager.GetServices(lServices), 0);
-    ASSERT_EQ(mManager.UpdateServices(Paths({ "/idle" }).Get(), Manager::UpdateOperationRemove), 0);
-    EXPECT_EQ(PathsOf(lServices), "/idle /twin /wired");
-    ASSERT_EQ(mManager.GetServices(lServices), 0);
-    EXPECT_EQ(PathsOf(lServices), "/twin /wired");
+    ASSERT_EQ(mManager.UpdateServices(Strings({ "/idle" }).Get(), Manager::UpdateOperationRemove), 0);
+    EXPECT_EQ(Show(lServices), "/idle /twin /wired");
+    EXPECT_EQ(mManager.GetServicePaths(), "/twin /wired");
 }

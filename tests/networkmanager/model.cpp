@@ -27,11 +27,6 @@ Value Bool(bool aValue)
     return CFUAdopt<CFTypeRef>(CFUBooleanCreate(aValue));
 }
 
-Value Strings(const std::vector<std::string> &aTexts)
-{
-    return Paths(aTexts);
-}
-
 Dictionary Dict(const std::vector<std::pair<CFStringRef, Value>> &anEntries)
 {
     auto lDictionary = CFUAdopt(
@@ -43,12 +38,12 @@ Dictionary Dict(const std::vector<std::pair<CFStringRef, Value>> &anEntries)
     return lDictionary;
 }
 
-CFUSharedRef<CFArrayRef> Paths(const std::vector<std::string> &aPaths)
+CFUSharedRef<CFArrayRef> Strings(const std::vector<std::string> &aTexts)
 {
     auto lArray = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
 
-    for (const auto &lPath : aPaths)
-        CFArrayAppendValue(lArray.Get(), Str(lPath.c_str()).Get());
+    for (const auto &lText : aTexts)
+        CFArrayAppendValue(lArray.Get(), Str(lText.c_str()).Get());
 
     return lArray;
 }
@@ -99,153 +94,25 @@ bool Asserted(const LogCapture &aLog, const std::string &aCondition, const std::
     return aLog.Contains("ASSERT: " + aComponent + ": " + aCondition + ", file: " + aFile + ", line: ", 4);
 }
 
-std::string PathsOf(const zqRefCountArray &anObjects)
-{
-    std::string lPaths;
-
-    for (int i = 0; i < anObjects.GetNumElements(); i++)
-        lPaths += (i == 0 ? "" : " ") + Text(static_cast<Object *>(anObjects.GetElementPtr(i))->GetPath().Get());
-
-    return lPaths;
-}
-
-namespace
-{
-
-std::string PathOf(const Object *anObject)
+std::string Show(const Object *anObject)
 {
     return anObject != nullptr ? Text(anObject->GetPath().Get()) : "(null)";
 }
 
-std::string CountOf(CFDictionaryRef aDictionary)
+std::string Show(const zqRefCountArray &anObjects)
 {
-    return std::to_string(CFDictionaryGetCount(aDictionary));
-}
+    std::string lPaths;
 
-} // namespace
+    for (int i = 0; i < anObjects.GetNumElements(); i++)
+        lPaths += (i == 0 ? "" : " ") + Show(static_cast<Object *>(anObjects.GetElementPtr(i)));
 
-void RecordingObserver::Record(Manager *aManager, const std::string &aLine)
-{
-    mCalls.push_back(aLine);
-
-    if (mInside)
-        mInside(aManager);
-}
-
-void RecordingObserver::StateChanged(Manager *aManager, CFStringRef aState)
-{
-    Record(aManager, "StateChanged " + Text(aState));
-}
-
-void RecordingObserver::PropertiesChanged(Manager *aManager, CFDictionaryRef aProperties)
-{
-    Record(aManager, "PropertiesChanged " + CountOf(aProperties));
-}
-
-void RecordingObserver::ServicesAdded(Manager *aManager, const zqRefObjectArray<Service> &aServices)
-{
-    Record(aManager, "ServicesAdded " + PathsOf(aServices));
-}
-
-void RecordingObserver::ServicesRemoved(Manager *aManager, const zqRefObjectArray<Service> &aServices)
-{
-    mService = aServices.GetElement(0);
-    Record(aManager, "ServicesRemoved " + PathsOf(aServices));
-}
-
-void RecordingObserver::ServiceChanged(Manager *aManager, Service *aService, CFDictionaryRef aChanged)
-{
-    mService = aService;
-    Record(aManager, "ServiceChanged " + PathOf(aService) + " " + CountOf(aChanged));
-}
-
-zqError RecordingObserver::ServiceInput(Manager *aManager, Service *aService, CFDictionaryRef aFields)
-{
-    Record(aManager, "ServiceInput " + PathOf(aService) + " " + CountOf(aFields));
-    return -99;
-}
-
-void RecordingObserver::ServiceError(Manager *aManager, Service *aService, CFStringRef anError)
-{
-    Record(aManager, "ServiceError " + PathOf(aService) + " " + Text(anError));
-}
-
-void RecordingObserver::ServiceDidConnect(Manager *aManager, Service *aService)
-{
-    Record(aManager, "ServiceDidConnect " + PathOf(aService));
-}
-
-void RecordingObserver::ServiceDidNotConnect(Manager *aManager, Service *aService, zqError anError)
-{
-    Record(aManager, "ServiceDidNotConnect " + PathOf(aService) + " " + std::to_string(anError));
-}
-
-void RecordingObserver::ServiceIsOnline(Manager *aManager, Service *aService)
-{
-    Record(aManager, "ServiceIsOnline " + PathOf(aService));
-}
-
-void RecordingObserver::ServiceIsNotOnline(Manager *aManager, Service *aService, zqError anError)
-{
-    Record(aManager, "ServiceIsNotOnline " + PathOf(aService) + " " + std::to_string(anError));
-}
-
-void RecordingObserver::ServiceIsWaking(Manager *aManager, Service *aService, unsigned char aReason)
-{
-    Record(aManager, "ServiceIsWaking " + PathOf(aService) + " " + std::to_string(aReason));
-}
-
-void RecordingObserver::ServiceDidWake(Manager *aManager, Service *aService, unsigned char aReason)
-{
-    Record(aManager, "ServiceDidWake " + PathOf(aService) + " " + std::to_string(aReason));
-}
-
-void RecordingObserver::ServiceDidNotWake(Manager *aManager, Service *aService, zqError anError)
-{
-    Record(aManager, "ServiceDidNotWake " + PathOf(aService) + " " + std::to_string(anError));
-}
-
-void RecordingObserver::TechnologiesAdded(Manager *aManager, const zqRefObjectArray<Technology> &aTechnologies)
-{
-    Record(aManager, "TechnologiesAdded " + PathsOf(aTechnologies));
-}
-
-void RecordingObserver::TechnologiesRemoved(Manager *aManager, const zqRefObjectArray<Technology> &aTechnologies)
-{
-    Record(aManager, "TechnologiesRemoved " + PathsOf(aTechnologies));
-}
-
-void RecordingObserver::TechnologyChanged(Manager *aManager, Technology *aTechnology, CFDictionaryRef aChanged)
-{
-    Record(aManager, "TechnologyChanged " + PathOf(aTechnology) + " " + CountOf(aChanged));
-}
-
-void RecordingObserver::TechnologyDidScan(Manager *aManager, Technology *aTechnology)
-{
-    Record(aManager, "TechnologyDidScan " + PathOf(aTechnology));
-}
-
-void RecordingObserver::TechnologyDidNotScan(Manager *aManager, Technology *aTechnology, zqError anError)
-{
-    Record(aManager, "TechnologyDidNotScan " + PathOf(aTechnology) + " " + std::to_string(anError));
-}
-
-void RecordingObserver::DidPrepareForSleep(Manager *aManager)
-{
-    Record(aManager, "DidPrepareForSleep");
-}
-
-void RecordingObserver::DidNotPrepareForSleep(Manager *aManager, zqError anError)
-{
-    Record(aManager, "DidNotPrepareForSleep " + std::to_string(anError));
+    return lPaths;
 }
 
 Subscriber::Subscriber()
 {
     (void)mQueue.Init();
 }
-
-void Subscriber::HandleEvent(zqEvent *) {}
 
 std::vector<zqSharedPtr<zqEvent>> Subscriber::Take()
 {
@@ -261,16 +128,6 @@ std::vector<zqSharedPtr<zqEvent>> Subscriber::Take()
     }
 
     return lEvents;
-}
-
-std::vector<unsigned int> Subscriber::TakeTypes()
-{
-    std::vector<unsigned int> lTypes;
-
-    for (const auto &lEvent : Take())
-        lTypes.push_back(lEvent->GetType());
-
-    return lTypes;
 }
 
 TestManager::TestManager(zqEventQueue *aQueue, CFMutableDictionaryRef aProperties, bool anInit)
@@ -290,16 +147,16 @@ TestManager::~TestManager()
 zqError TestManager::AddServices(const std::vector<std::string> &aPaths)
 {
     for (const auto &lPath : aPaths)
-        mServiceProperties.emplace(lPath, ServiceProperties());
+        mReported.emplace(lPath, ServiceProperties());
 
-    return UpdateServices(Paths(aPaths).Get(), UpdateOperationAdd);
+    return UpdateServices(Strings(aPaths).Get(), UpdateOperationAdd);
 }
 
 zqError TestManager::AddTechnology(const char *aPath, const char *aType)
 {
-    mTechnologyProperties.emplace(aPath, TechnologyProperties(aType));
+    mReported.emplace(aPath, TechnologyProperties(aType));
 
-    return UpdateTechnologies(Paths({ aPath }).Get(), true);
+    return UpdateTechnologies(Strings({ aPath }).Get(), true);
 }
 
 void TestManager::Post(std::function<void()> aFunction)
@@ -357,58 +214,6 @@ zqError TestManager::Request(const std::string &anOperation, const Object &anObj
     return mResult;
 }
 
-zqError TestManager::ServiceSetProperty(const Service &aService, const String &, const Value &)
-{
-    return Request("ServiceSetProperty", aService);
-}
-
-zqError TestManager::ServiceClearProperty(const Service &aService, const String &)
-{
-    return Request("ServiceClearProperty", aService);
-}
-
-zqError TestManager::ServiceConnect(const Service &aService)
-{
-    return Request("ServiceConnect", aService);
-}
-
-zqError TestManager::ServiceOnlineCheck(const Service &aService)
-{
-    return Request("ServiceOnlineCheck", aService);
-}
-
-zqError TestManager::ServiceCompleteInput(const Service &aService, const CFUSharedRef<CFDictionaryRef> &)
-{
-    return Request("ServiceCompleteInput", aService);
-}
-
-zqError TestManager::ServiceDisconnect(const Service &aService)
-{
-    return Request("ServiceDisconnect", aService);
-}
-
-zqError TestManager::ServiceRemove(const Service &aService)
-{
-    return Request("ServiceRemove", aService);
-}
-
-zqError TestManager::TechnologyScan(const Technology &aTechnology)
-{
-    return Request("TechnologyScan", aTechnology);
-}
-
-zqError TestManager::IsTechnologyProvisioned(const String &, bool &aProvisioned)
-{
-    aProvisioned = false;
-    return mResult;
-}
-
-zqError TestManager::UpdateConnManProvisions(bool aWrite)
-{
-    mRequests.push_back(aWrite ? "UpdateConnManProvisions write" : "UpdateConnManProvisions");
-    return -99; // not looked at
-}
-
 zqError TestManager::TechnologySetProperty(const Technology &aTechnology, const String &aKey, const Value &aValue)
 {
     const bool lValue = CFEqual(aValue.Get(), kCFBooleanTrue) != 0;
@@ -416,25 +221,13 @@ zqError TestManager::TechnologySetProperty(const Technology &aTechnology, const 
     return Request("TechnologySetProperty " + Text(aKey.Get()) + (lValue ? " true" : " false"), aTechnology);
 }
 
-zqError TestManager::Copy(const std::map<std::string, Dictionary> &aFrom, CFStringRef aPath,
-                          CFDictionaryRef &aProperties)
+zqError TestManager::Copy(CFStringRef aPath, CFDictionaryRef &aProperties)
 {
-    const auto lFound = aFrom.find(Text(aPath));
+    const auto lFound = mReported.find(Text(aPath));
 
     mNumFetches++;
-    aProperties = lFound != aFrom.end() ? CFDictionaryCreateCopy(nullptr, lFound->second.Get()) : nullptr;
-
-    return lFound != aFrom.end() ? 0 : zqError_UnknownObject;
-}
-
-zqError TestManager::CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aProperties)
-{
-    return Copy(mServiceProperties, aPath, aProperties);
-}
-
-zqError TestManager::CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties)
-{
-    return Copy(mTechnologyProperties, aPath, aProperties);
+    aProperties = lFound != mReported.end() ? CFDictionaryCreateCopy(nullptr, lFound->second.Get()) : nullptr;
+    return lFound != mReported.end() ? 0 : zqError_UnknownObject;
 }
 
 } // namespace zq::Test

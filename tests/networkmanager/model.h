@@ -30,15 +30,12 @@ using String     = CFUSharedRef<CFStringRef>;
 using Value      = CFUSharedRef<CFTypeRef>;
 using Dictionary = CFUSharedRef<CFMutableDictionaryRef>;
 
-String      Str(const char *aText);
-std::string Text(CFTypeRef aString); // "(null)" for null, "(no string)" for another kind
-Value       Number(int aValue);
-Value       Bool(bool aValue);
-Value       Strings(const std::vector<std::string> &aTexts);
-Dictionary  Dict(const std::vector<std::pair<CFStringRef, Value>> &anEntries = {});
-
-/** An array of object paths. */
-CFUSharedRef<CFArrayRef> Paths(const std::vector<std::string> &aPaths);
+String                   Str(const char *aText);
+std::string              Text(CFTypeRef aString); // "(null)" for null, "(no string)" for another kind
+Value                    Number(int aValue);
+Value                    Bool(bool aValue);
+CFUSharedRef<CFArrayRef> Strings(const std::vector<std::string> &aTexts);
+Dictionary               Dict(const std::vector<std::pair<CFStringRef, Value>> &anEntries = {});
 
 /** Properties with which a service (technology, provision) initialises. */
 Dictionary ServiceProperties(const char *aName = "home", const char *aState = "idle", const char *aType = "wifi");
@@ -57,41 +54,70 @@ zqSharedPtr<T> Make(const char *aPath, const Dictionary &aProperties)
 bool Asserted(const LogCapture &aLog, const std::string &aCondition, const std::string &aFile,
               const std::string &aComponent = "");
 
-/** The paths of an array, joined by blanks. */
-std::string PathsOf(const zqRefCountArray &anObjects);
+/** The path, or the paths joined by blanks. */
+std::string Show(const Object *anObject);
+std::string Show(const zqRefCountArray &anObjects);
 
-/** Remembers each callback as a line: its name, the object's path, the payload. */
+// An operation of an observer with one or with two arguments after the manager.
+#define ZQ_RECORDS(OPERATION, TYPE)                                                                                    \
+    void OPERATION(Manager *aManager, TYPE anArgument) override                                                        \
+    {                                                                                                                  \
+        Record(aManager, #OPERATION, anArgument);                                                                      \
+    }
+#define ZQ_RECORDS_BOTH(OPERATION, FIRST, SECOND)                                                                      \
+    void OPERATION(Manager *aManager, FIRST aFirst, SECOND aSecond) override                                           \
+    {                                                                                                                  \
+        Record(aManager, #OPERATION, aFirst, aSecond);                                                                 \
+    }
+
+/** Remembers each callback as a line: its name, the object's path, the payload (of a dictionary, its size). */
 class RecordingObserver : public Observer::Base
 {
 public:
     std::vector<std::string>               mCalls;
-    std::function<void(Manager *aManager)> mInside;  // called from within each callback
-    zqSharedPtr<Service>                   mService; // the last one that was told of
+    std::function<void(Manager *aManager)> mInside; // called from within each callback
 
-    void    StateChanged(Manager *aManager, CFStringRef aState) override;
-    void    PropertiesChanged(Manager *aManager, CFDictionaryRef aProperties) override;
-    void    ServicesAdded(Manager *aManager, const zqRefObjectArray<Service> &aServices) override;
-    void    ServicesRemoved(Manager *aManager, const zqRefObjectArray<Service> &aServices) override;
-    void    ServiceChanged(Manager *aManager, Service *aService, CFDictionaryRef aChanged) override;
-    zqError ServiceInput(Manager *aManager, Service *aService, CFDictionaryRef aFields) override;
-    void    ServiceError(Manager *aManager, Service *aService, CFStringRef anError) override;
-    void    ServiceDidConnect(Manager *aManager, Service *aService) override;
-    void    ServiceDidNotConnect(Manager *aManager, Service *aService, zqError anError) override;
-    void    ServiceIsOnline(Manager *aManager, Service *aService) override;
-    void    ServiceIsNotOnline(Manager *aManager, Service *aService, zqError anError) override;
-    void    ServiceIsWaking(Manager *aManager, Service *aService, unsigned char aReason) override;
-    void    ServiceDidWake(Manager *aManager, Service *aService, unsigned char aReason) override;
-    void    ServiceDidNotWake(Manager *aManager, Service *aService, zqError anError) override;
-    void    TechnologiesAdded(Manager *aManager, const zqRefObjectArray<Technology> &aTechnologies) override;
-    void    TechnologiesRemoved(Manager *aManager, const zqRefObjectArray<Technology> &aTechnologies) override;
-    void    TechnologyChanged(Manager *aManager, Technology *aTechnology, CFDictionaryRef aChanged) override;
-    void    TechnologyDidScan(Manager *aManager, Technology *aTechnology) override;
-    void    TechnologyDidNotScan(Manager *aManager, Technology *aTechnology, zqError anError) override;
-    void    DidPrepareForSleep(Manager *aManager) override;
-    void    DidNotPrepareForSleep(Manager *aManager, zqError anError) override;
+    ZQ_RECORDS(StateChanged, CFStringRef);
+    ZQ_RECORDS(PropertiesChanged, CFDictionaryRef);
+    ZQ_RECORDS(ServicesAdded, const zqRefObjectArray<Service> &);
+    ZQ_RECORDS(ServicesRemoved, const zqRefObjectArray<Service> &);
+    ZQ_RECORDS_BOTH(ServiceChanged, Service *, CFDictionaryRef);
+    ZQ_RECORDS_BOTH(ServiceError, Service *, CFStringRef);
+    ZQ_RECORDS(ServiceDidConnect, Service *);
+    ZQ_RECORDS_BOTH(ServiceDidNotConnect, Service *, zqError);
+    ZQ_RECORDS(ServiceIsOnline, Service *);
+    ZQ_RECORDS_BOTH(ServiceIsNotOnline, Service *, zqError);
+    ZQ_RECORDS_BOTH(ServiceIsWaking, Service *, unsigned char);
+    ZQ_RECORDS_BOTH(ServiceDidWake, Service *, unsigned char);
+    ZQ_RECORDS_BOTH(ServiceDidNotWake, Service *, zqError);
+    ZQ_RECORDS(TechnologiesAdded, const zqRefObjectArray<Technology> &);
+    ZQ_RECORDS(TechnologiesRemoved, const zqRefObjectArray<Technology> &);
+    ZQ_RECORDS_BOTH(TechnologyChanged, Technology *, CFDictionaryRef);
+    ZQ_RECORDS(TechnologyDidScan, Technology *);
+    ZQ_RECORDS_BOTH(TechnologyDidNotScan, Technology *, zqError);
+    ZQ_RECORDS(DidNotPrepareForSleep, zqError);
+
+    void    DidPrepareForSleep(Manager *aManager) override { Record(aManager, "DidPrepareForSleep"); }
+    zqError ServiceInput(Manager *aManager, Service *aService, CFDictionaryRef aFields) override
+    {
+        Record(aManager, "ServiceInput", aService, aFields);
+        return -99;
+    }
 
 private:
-    void Record(Manager *aManager, const std::string &aLine);
+    static std::string Describe(const Object *anObject) { return Show(anObject); }
+    static std::string Describe(const zqRefCountArray &anObjects) { return Show(anObjects); }
+    static std::string Describe(CFStringRef aString) { return Text(aString); }
+    static std::string Describe(CFDictionaryRef aPayload) { return std::to_string(CFDictionaryGetCount(aPayload)); }
+    static std::string Describe(int aNumber) { return std::to_string(aNumber); }
+
+    template <typename... Arguments>
+    void Record(Manager *aManager, const char *aName, const Arguments &...anArguments)
+    {
+        mCalls.push_back((std::string(aName) + ... + (" " + Describe(anArguments))));
+        if (mInside)
+            mInside(aManager);
+    }
 };
 
 /** A queue with a handler, and the events that have come to it. */
@@ -100,14 +126,12 @@ class Subscriber : public zqIEventHandler
 public:
     Subscriber();
 
-    void HandleEvent(zqEvent *anEvent) override;
+    void HandleEvent(zqEvent *) override {}
 
     /** Every event that waits, in order. */
     std::vector<zqSharedPtr<zqEvent>> Take();
-    std::vector<unsigned int>         TakeTypes();
 
-    /** The one event that waits, as its class; null when there is another number of events or it is of another class.
-     */
+    /** The one event that waits; null when there is another number of events or it is of another class. */
     template <typename T>
     zqSharedPtr<T> TakeOne()
     {
@@ -128,9 +152,7 @@ public:
                          bool anInit = true);
     ~TestManager() override;
 
-    // What the connection manager would report, by path
-    std::map<std::string, Dictionary> mServiceProperties;
-    std::map<std::string, Dictionary> mTechnologyProperties;
+    std::map<std::string, Dictionary> mReported; // what the connection manager tells of an object, by path
 
     std::atomic<bool>        mAvailable{ true };
     std::vector<std::string> mRequests; // "operation path …"
@@ -140,6 +162,9 @@ public:
     /** Make services (idle Wi-Fi ones unless they are there already) and report them as added. */
     zqError AddServices(const std::vector<std::string> &aPaths);
     zqError AddTechnology(const char *aPath, const char *aType);
+
+    std::string GetServicePaths() const { return GetPaths(&Manager::GetServices); }
+    std::string GetProvisionPaths() const { return GetPaths(&Manager::GetProvisions); }
 
     // The loop
     bool             mYieldsNothing   = false; // GetPollDescriptors yields null
@@ -151,58 +176,49 @@ public:
     void Post(std::function<void()> aFunction);
 
     // What subclasses have
-    using Manager::Destroy;
-    using Manager::Init;
-    using Manager::Lock;
-    using Manager::LockProperties;
-    using Manager::SignalDidNotPrepareForSleep;
-    using Manager::SignalDidPrepareForSleep;
-    using Manager::SignalPropertiesChanged;
-    using Manager::SignalServiceChanged;
-    using Manager::SignalServiceDidConnect;
-    using Manager::SignalServiceDidNotConnect;
-    using Manager::SignalServiceDidNotWake;
-    using Manager::SignalServiceDidWake;
-    using Manager::SignalServiceError;
-    using Manager::SignalServiceInput;
-    using Manager::SignalServiceIsNotOnline;
-    using Manager::SignalServiceIsOnline;
-    using Manager::SignalServiceIsWaking;
-    using Manager::SignalServicesAdded;
-    using Manager::SignalServicesRemoved;
-    using Manager::SignalStateChanged;
-    using Manager::SignalTechnologiesAdded;
-    using Manager::SignalTechnologiesRemoved;
-    using Manager::SignalTechnologyChanged;
-    using Manager::SignalTechnologyDidNotScan;
-    using Manager::SignalTechnologyDidScan;
-    using Manager::Unlock;
-    using Manager::UnlockProperties;
-    using Manager::UpdateProperties;
-    using Manager::UpdateProvisions;
-    using Manager::UpdateServices;
-    using Manager::UpdateTechnologies;
+    using Manager::Destroy, Manager::Init, Manager::Lock, Manager::LockProperties, Manager::SignalDidNotPrepareForSleep,
+        Manager::SignalDidPrepareForSleep, Manager::SignalPropertiesChanged, Manager::SignalServiceChanged,
+        Manager::SignalServiceDidConnect, Manager::SignalServiceDidNotConnect, Manager::SignalServiceDidNotWake,
+        Manager::SignalServiceDidWake, Manager::SignalServiceError, Manager::SignalServiceInput,
+        Manager::SignalServiceIsNotOnline, Manager::SignalServiceIsOnline, Manager::SignalServiceIsWaking,
+        Manager::SignalServicesAdded, Manager::SignalServicesRemoved, Manager::SignalStateChanged,
+        Manager::SignalTechnologiesAdded, Manager::SignalTechnologiesRemoved, Manager::SignalTechnologyChanged,
+        Manager::SignalTechnologyDidNotScan, Manager::SignalTechnologyDidScan, Manager::Unlock,
+        Manager::UnlockProperties, Manager::UpdateProperties, Manager::UpdateProvisions, Manager::UpdateServices,
+        Manager::UpdateTechnologies;
 
-    zqError     ServiceSetProperty(const Service &aService, const String &aKey, const Value &aValue) override;
-    zqError     ServiceClearProperty(const Service &aService, const String &aKey) override;
-    zqError     ServiceConnect(const Service &aService) override;
-    zqError     ServiceOnlineCheck(const Service &aService) override;
-    zqError     ServiceCompleteInput(const Service &aService, const CFUSharedRef<CFDictionaryRef> &anInput) override;
-    zqError     ServiceDisconnect(const Service &aService) override;
-    zqError     ServiceRemove(const Service &aService) override;
-    zqError     TechnologyScan(const Technology &aTechnology) override;
-    zqError     IsTechnologyProvisioned(const String &aTechnologyType, bool &aProvisioned) override;
+    zqError ServiceSetProperty(const Service &, const String &, const Value &) override { return mResult; }
+    zqError ServiceClearProperty(const Service &, const String &) override { return mResult; }
+    zqError ServiceConnect(const Service &) override { return mResult; }
+    zqError ServiceCompleteInput(const Service &, const CFUSharedRef<CFDictionaryRef> &) override { return mResult; }
+    zqError ServiceDisconnect(const Service &) override { return mResult; }
+    zqError ServiceRemove(const Service &) override { return mResult; }
+    zqError TechnologyScan(const Technology &) override { return mResult; }
+    zqError ServiceOnlineCheck(const Service &aService) override { return Request("ServiceOnlineCheck", aService); }
+    zqError TechnologySetProperty(const Technology &aTechnology, const String &aKey, const Value &aValue) override;
+    zqError IsTechnologyProvisioned(const String &, bool &) override { return mResult; }
+    zqError UpdateConnManProvisions(bool aWrite) override
+    {
+        mRequests.push_back(aWrite ? "write" : "keep");
+        return -99; // not looked at
+    }
+    bool    IsAvailable() override { return mAvailable; }
+    zqError CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aCopy) override { return Copy(aPath, aCopy); }
+    zqError CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aCopy) override { return Copy(aPath, aCopy); }
+
     PRPollDesc *GetPollDescriptors(unsigned int &aCount, bool *aChanged) override;
     int         HandleEvents(PRPollDesc *aDescriptors) override;
-    bool        IsAvailable() override { return mAvailable; }
-    zqError     UpdateConnManProvisions(bool aWrite) override;
-    zqError     TechnologySetProperty(const Technology &aTechnology, const String &aKey, const Value &aValue) override;
-    zqError     CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aProperties) override;
-    zqError     CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties) override;
 
 private:
+    template <typename T>
+    std::string GetPaths(zqError (Manager::*aGet)(zqRefObjectArray<T> &) const) const
+    {
+        zqRefObjectArray<T> lArray;
+        return (this->*aGet)(lArray) == 0 ? Show(lArray) : "(failed)";
+    }
+
     zqError Request(const std::string &anOperation, const Object &anObject);
-    zqError Copy(const std::map<std::string, Dictionary> &aFrom, CFStringRef aPath, CFDictionaryRef &aProperties);
+    zqError Copy(CFStringRef aPath, CFDictionaryRef &aProperties);
 
     PRPollDesc                        mDescriptor{};
     bool                              mYielded = false;

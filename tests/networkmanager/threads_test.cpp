@@ -74,8 +74,8 @@ TEST(AnObserver, MayUseTheManagerFromInsideEveryCallback)
 
     ASSERT_EQ(lManager.AddObserver(&lObserver), 0);
     ASSERT_EQ(lManager.AddServices({ "/a" }), 0);
-    ASSERT_EQ(lManager.UpdateServices(Paths({ "/a" }).Get(), Manager::UpdateOperationChange), 0);
-    ASSERT_EQ(lManager.UpdateServices(Paths({ "/a" }).Get(), Manager::UpdateOperationRemove), 0);
+    ASSERT_EQ(lManager.UpdateServices(Strings({ "/a" }).Get(), Manager::UpdateOperationChange), 0);
+    ASSERT_EQ(lManager.UpdateServices(Strings({ "/a" }).Get(), Manager::UpdateOperationRemove), 0);
     ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, Str("ready") } }).Get()), 0);
     EXPECT_EQ(lObserver.mCalls.size(), 6u);
 }
@@ -128,11 +128,11 @@ TEST(AManager, IsUsedByManyThreadsWhileItsLoopFollowsTheDaemon)
             for (int i = 0; i < kRounds; i++)
             {
                 EXPECT_EQ(lManager.AddServices({ "/comes" }), 0);
-                EXPECT_EQ(lManager.UpdateServices(Paths({ "/stays" }).Get(), Manager::UpdateOperationChange), 0);
+                EXPECT_EQ(lManager.UpdateServices(Strings({ "/stays" }).Get(), Manager::UpdateOperationChange), 0);
                 EXPECT_EQ(lManager.UpdateProperties(
                               Dict({ { kManagerPropertyState, Str(i % 2 != 0 ? "ready" : "online") } }).Get()),
                           0);
-                EXPECT_EQ(lManager.UpdateServices(Paths({ "/comes" }).Get(), Manager::UpdateOperationRemove), 0);
+                EXPECT_EQ(lManager.UpdateServices(Strings({ "/comes" }).Get(), Manager::UpdateOperationRemove), 0);
             }
             lDone = true;
         });
@@ -158,9 +158,7 @@ TEST(AManager, IsUsedByManyThreadsWhileItsLoopFollowsTheDaemon)
     lReader.join();
     lLoop.join();
 
-    zqRefObjectArray<Service> lServices;
-    EXPECT_EQ(lManager.GetServices(lServices), 0);
-    EXPECT_EQ(PathsOf(lServices), "/stays");
+    EXPECT_EQ(lManager.GetServicePaths(), "/stays");
     EXPECT_EQ(lManager.RemoveObserver(&lObserver), 0);
     EXPECT_GE(lObserver.mCalls.size(), static_cast<size_t>(4 * kRounds));
 }
