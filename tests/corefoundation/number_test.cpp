@@ -99,11 +99,12 @@ TEST(CFNumber, KeepsTheTypeItWasCreatedWith)
 TEST(CFNumber, OneOrderOverAllTypes)
 {
     // Groups of equal numbers, ascending. The low bits of large integers count.
+    constexpr SInt64                                          kLeast     = std::numeric_limits<SInt64>::min();
     const std::vector<std::vector<CFUSharedRef<CFNumberRef>>> kAscending = {
         { Of(kNaN), Of(-kNaN) },
         { Of(-kInfinity) },
-        { Of(-kTwoTo63), Of(std::numeric_limits<SInt64>::min()) },
-        { Of(std::numeric_limits<SInt64>::min() + 1) },
+        { Of(-kTwoTo63), Of(kLeast) },
+        { Of(kLeast + 1) },
         { Of(-1.5) },
         { Of(-1), Of(SInt64(-1)), Of(-1.0) },
         { Of(0), Of(0.0), Of(-0.0) },
@@ -116,32 +117,24 @@ TEST(CFNumber, OneOrderOverAllTypes)
         { Of(kTwoTo63) },
         { Of(kInfinity) },
     };
+    std::vector<std::pair<std::size_t, CFNumberRef>> lNumbers; // with the group
 
-    for (std::size_t lFirst = 0; lFirst < kAscending.size(); ++lFirst)
+    for (std::size_t lGroup = 0; lGroup < kAscending.size(); ++lGroup)
     {
-        for (std::size_t lSecond = 0; lSecond < kAscending.size(); ++lSecond)
+        for (const auto &lNumber : kAscending[lGroup])
+            lNumbers.emplace_back(lGroup, lNumber.Get());
+    }
+    for (const auto &[lFirst, lLeft] : lNumbers)
+    {
+        for (const auto &[lSecond, lRight] : lNumbers)
         {
-            for (const auto &lLeft : kAscending[lFirst])
-            {
-                for (const auto &lRight : kAscending[lSecond])
-                {
-                    const int lOrder = lFirst < lSecond ? -1 : lFirst > lSecond ? 1 : 0;
-                    EXPECT_EQ(CFNumberCompare(lLeft.Get(), lRight.Get(), nullptr), lOrder)
-                        << Describe(lLeft.Get()) << " and " << Describe(lRight.Get());
-                    EXPECT_EQ(CFEqual(lLeft.Get(), lRight.Get()), lOrder == 0);
-                    EXPECT_TRUE(lOrder != 0 || CFHash(lLeft.Get()) == CFHash(lRight.Get())) << Describe(lLeft.Get());
-                }
-            }
+            const int lOrder = lFirst < lSecond ? -1 : lFirst > lSecond ? 1 : 0;
+            EXPECT_EQ(CFNumberCompare(lLeft, lRight, nullptr), lOrder)
+                << Describe(lLeft) << " and " << Describe(lRight);
+            EXPECT_EQ(CFEqual(lLeft, lRight), lOrder == 0) << Describe(lLeft) << " and " << Describe(lRight);
+            EXPECT_TRUE(lOrder != 0 || CFHash(lLeft) == CFHash(lRight)) << Describe(lLeft);
         }
     }
-}
-
-TEST(CFNumber, IsNoBooleanAndNoString)
-{
-    EXPECT_FALSE(CFEqual(Of(1).Get(), kCFBooleanTrue));
-    EXPECT_FALSE(CFEqual(Of(1).Get(), CFSTR("1")));
-    EXPECT_FALSE(CFEqual(kCFBooleanTrue, kCFBooleanFalse));
-    EXPECT_FALSE(CFBooleanGetValue(reinterpret_cast<CFBooleanRef>(Of(1).Get())));
 }
 
 } // namespace
