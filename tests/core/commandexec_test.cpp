@@ -9,8 +9,11 @@
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <map>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -70,76 +73,61 @@ protected:
 
 TEST_F(CommandExec, YieldsHowTheProgramEnded)
 {
-    static const struct
-    {
-        const char *mScript;
-        int         mStatus;
-    } kCases[] = { { "exit 0", 0 },
-                   { "exit 1", 1 },
-                   { "exit 255", 255 },
-                   { "kill -KILL $$", 128 + SIGKILL },
-                   { "kill -TERM $$", 128 + SIGTERM } };
+    const std::map<const char *, int> kCases = { { "exit 0", 0 },
+                                                 { "exit 1", 1 },
+                                                 { "exit 255", 255 },
+                                                 { "kill -KILL $$", 128 + SIGKILL },
+                                                 { "kill -TERM $$", 128 + SIGTERM } };
 
-    for (const auto &lCase : kCases)
-        EXPECT_EQ(RunShell(lCase.mScript), lCase.mStatus) << lCase.mScript;
+    for (const auto &[lScript, lStatus] : kCases)
+        EXPECT_EQ(RunShell(lScript), lStatus) << lScript;
 }
 
 TEST_F(CommandExec, AProgramThatCannotRunIsNoSuccess)
 {
-    const std::string lFile = GetPath("file");
-    const struct
-    {
-        std::string mPath;
-        zqError     mReturn;
-    } kCases[] = { { "", -5 },
-                   { mFolder + "/missing", -17 },
-                   { lFile + "/below", -17 },
-                   { "sh", -17 }, // searched for nowhere
-                   { lFile, -19 },
-                   { mFolder, -19 } };
+    const std::string                                           lFile  = GetPath("file");
+    const std::vector<std::tuple<std::string, mode_t, zqError>> kCases = { { "", 0600, -5 },
+                                                                           { mFolder + "/missing", 0600, -17 },
+                                                                           { lFile + "/below", 0600, -17 },
+                                                                           { "sh", 0600, -17 },
+                                                                           { lFile, 0600, -19 },
+                                                                           { mFolder, 0600, -19 },
+                                                                           { lFile, 0700, -1 } };
 
-    MakeFile("#!/bin/sh\nexit 0\n", 0600);
-    for (const auto &lCase : kCases)
+    // "sh" is searched for nowhere, and no shell runs what is no program.
+    for (const auto &[lPath, lMode, lReturn] : kCases)
     {
         int lStatus = 0;
 
-        EXPECT_EQ(zqCommandExec(lCase.mPath.c_str(), zqStringArray(), lStatus), lCase.mReturn) << lCase.mPath;
-        EXPECT_EQ(lStatus, -1) << lCase.mPath;
+        MakeFile("exit 0\n", lMode);
+        EXPECT_EQ(zqCommandExec(lPath.c_str(), zqStringArray(), lStatus), lReturn) << lPath;
+        EXPECT_EQ(lStatus, -1) << lPath;
     }
-}
 
-TEST_F(CommandExec, NoShellRunsWhatIsNoProgram)
-{
-    int lStatus = 0;
-
-    MakeFile("exit 0\n", 0700);
-    EXPECT_EQ(zqCommandExec(GetPath("file").c_str(), zqStringArray(), lStatus), -1);
+    // An application that ignores its children loses the status.
+    const auto lOld    = std::signal(SIGCHLD, SIG_IGN);
+    int        lStatus = 0;
+    EXPECT_EQ(zqCommandExec("/bin/true", zqStringArray(), lStatus), -1);
     EXPECT_EQ(lStatus, -1);
+    (void)std::signal(SIGCHLD, lOld);
 }
 
-TEST_F(CommandExec, ArgumentsArriveUnchanged)
+TEST_F(CommandExec, ThePathAndTheArgumentsArriveUnchanged)
 {
-    const std::string lFile = GetPath("file");
-
-    EXPECT_EQ(
-        RunShell("exec > \"$1\"; shift; printf '<%s>' \"$@\"",
-                 { lFile.c_str(), "a b", "", "\"q\" 'q'", "$HOME `id` $(id)", "*", "; exit 9", "\\n\n", "-n", "ë" }),
-        0);
-
-    std::ifstream lStream(lFile);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(lStream), {}),
-              "<a b><><\"q\" 'q'><$HOME `id` $(id)><*><; exit 9><\\n\n><-n><ë>");
-}
-
-TEST_F(CommandExec, TheProgramHasItsPathForAName)
-{
-    MakeFile("#!/bin/sh\ntest \"$0\" = \"$1\" -a $# = 1\n", 0700);
-
-    const std::string lFile   = GetPath("file");
+    const std::string lFile = GetPath("file"), lPipe = GetPath("pipe");
     int               lStatus = -1;
 
-    EXPECT_EQ(zqCommandExec(lFile.c_str(), MakeArray({ lFile.c_str() }), lStatus), 0);
+    MakeFile("#!/bin/sh\nexec > \"$1\"; printf '<%s>' \"$@\"; test \"$0\" = \"${1%pipe}file\"\n", 0700);
+    EXPECT_EQ(zqCommandExec(lFile.c_str(),
+                            MakeArray({ lPipe.c_str(), "a b", "", "\"q\" 'q'", "$HOME `id` $(id)", "*", "; exit 9",
+                                        "\\n\n", "-n", "ë" }),
+                            lStatus),
+              0);
     EXPECT_EQ(lStatus, 0);
+
+    std::ifstream lStream(lPipe);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(lStream), {}),
+              "<" + lPipe + "><a b><><\"q\" 'q'><$HOME `id` $(id)><*><; exit 9><\\n\n><-n><ë>");
 }
 
 TEST_F(CommandExec, OnlyTheFirstThreeDescriptorsAreInherited)
@@ -204,16 +192,6 @@ TEST_F(CommandExec, SignalsDoNotEndTheWait)
     EXPECT_EQ(RunShell("read line < \"$1\"; exit 7", { GetPath("pipe").c_str() }), 7);
     lThread.join();
     (void)sigaction(SIGUSR1, &lOld, nullptr);
-}
-
-TEST_F(CommandExec, AnApplicationThatIgnoresItsChildrenLosesTheStatus)
-{
-    const auto lOld    = std::signal(SIGCHLD, SIG_IGN);
-    int        lStatus = 0;
-
-    EXPECT_EQ(zqCommandExec("/bin/true", zqStringArray(), lStatus), -1);
-    EXPECT_EQ(lStatus, -1);
-    (void)std::signal(SIGCHLD, lOld);
 }
 
 } // namespace

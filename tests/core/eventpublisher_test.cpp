@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <map>
 #include <string>
 #include <thread>
 
@@ -65,7 +66,7 @@ protected:
     int              mNumServed = 0;
 };
 
-TEST_F(EventPublisher, NothingIsSubscribedBeforeInitOrAfterDestroy)
+TEST_F(EventPublisher, NothingIsSubscribedBeforeInitAfterDestroyOrWhenRefused)
 {
     zqEventPublisher lPublisher;
     Publication      lPublication;
@@ -82,7 +83,15 @@ TEST_F(EventPublisher, NothingIsSubscribedBeforeInitOrAfterDestroy)
         }
         EXPECT_EQ(lPublisher.Init(nullptr), 0);
         EXPECT_EQ(lPublisher.Init(""), -3);
+        EXPECT_EQ(lPublisher.Subscribe(nullptr, &mA, ""), -5);
+        EXPECT_EQ(lPublisher.Subscribe(&mQueue, nullptr, ""), -5);
+        EXPECT_EQ(lPublisher.Publish(nullptr, nullptr), -5);
+        {
+            const FailingAllocations lNoMemory;
+            EXPECT_EQ(lPublisher.Subscribe(&mQueue, &mA, ""), -2);
+        }
         EXPECT_EQ(lPublisher.Publish(&Serve, &lPublication), 0);
+        EXPECT_EQ(lPublisher.Unsubscribe(&mQueue, &mA), -17);
         EXPECT_EQ(lPublisher.Subscribe(&mQueue, &mA, nullptr), 0);
 
         lPublisher.Destroy();
@@ -109,34 +118,19 @@ TEST_F(EventPublisher, ServesEachPairOnceInTheOrderOfSubscription)
     EXPECT_EQ(GetServed(), "acbb");
 }
 
-TEST_F(EventPublisher, RefusedSubscriptionsLeaveNothingBehind)
-{
-    EXPECT_EQ(mPublisher.Subscribe(nullptr, &mA, ""), -5);
-    EXPECT_EQ(mPublisher.Subscribe(&mQueue, nullptr, ""), -5);
-    EXPECT_EQ(mPublisher.Publish(nullptr, nullptr), -5);
-    {
-        const FailingAllocations lNoMemory;
-        EXPECT_EQ(Subscribe(mA), -2);
-    }
-    EXPECT_EQ(GetServed(), "");
-    EXPECT_EQ(mPublisher.Unsubscribe(&mQueue, &mA), -17);
-}
-
 TEST_F(EventPublisher, AFailureIsReportedAndTheOthersAreServed)
 {
-    static const struct
-    {
-        const char *mFailing;
-        zqError     mReturn;
-    } kCases[] = { { "", 0 }, { "a", -10 }, { "c", -10 }, { "ca", -11 }, { "bc", -10 } };
+    const std::map<const char *, zqError> kCases = {
+        { "", 0 }, { "a", -10 }, { "c", -10 }, { "ca", -11 }, { "bc", -10 }
+    };
 
     for (Handler *lHandler : { &mA, &mB, &mC })
         ASSERT_EQ(Subscribe(*lHandler), 0);
-    for (const auto &lCase : kCases)
+    for (const auto &[lFailing, lReturn] : kCases)
     {
-        Publication lPublication = { lCase.mFailing, "" };
+        Publication lPublication = { lFailing, "" };
 
-        EXPECT_EQ(mPublisher.Publish(&Serve, &lPublication), lCase.mReturn) << lCase.mFailing;
+        EXPECT_EQ(mPublisher.Publish(&Serve, &lPublication), lReturn) << lFailing;
         EXPECT_EQ(lPublication.mServed, "abc");
     }
 }
@@ -173,39 +167,29 @@ TEST_F(EventPublisher, NothingComesAfterUnsubscribe)
 
 TEST(HeartBeatClient, IsCountedWhileItIsRegistered)
 {
-    zqEventQueue lOwn;
-    zqEventQueue lApplication;
-    zqEventQueue lOther;
-    const auto   lCount = [](zqEventQueue &aQueue) { return zqHeartBeatClient::GetNumRegistered(&aQueue); };
+    zqEventQueue      lOwn, lApplication, lOther;
+    zqHeartBeatClient lFirst(&lOwn, &lApplication, "", 20), lElsewhere(nullptr, &lOther, nullptr, 20);
+    const auto        lCounts = [&]
+    { return zqHeartBeatClient::GetNumRegistered(&lApplication) * 10 + zqHeartBeatClient::GetNumRegistered(&lOther); };
 
-    zqHeartBeatClient lFirst(&lOwn, &lApplication, "", 20);
-    zqHeartBeatClient lSecond(&lOwn, &lApplication, nullptr, 20);
-    zqHeartBeatClient lElsewhere(nullptr, &lOther, "", 20);
-    EXPECT_EQ(lCount(lApplication), 0);
+    EXPECT_EQ(lCounts(), 0);
     EXPECT_EQ(lFirst.Unregister(), -22);
-
     EXPECT_EQ(lFirst.Register(), 0);
     EXPECT_EQ(lFirst.Register(), -22);
-    EXPECT_EQ(lSecond.Register(), 0);
     EXPECT_EQ(lElsewhere.Register(), 0);
-    EXPECT_EQ(lCount(lApplication), 2);
-    EXPECT_EQ(lCount(lOther), 1);
     {
-        zqHeartBeatClient lThird(&lOwn, &lApplication, "", 20);
-        zqHeartBeatClient lNowhere(nullptr, nullptr, nullptr, 0);
+        zqHeartBeatClient lSecond(&lOwn, &lApplication, "", 20), lNowhere(nullptr, nullptr, nullptr, 0);
 
-        EXPECT_EQ(lThird.Register(), 0);
+        EXPECT_EQ(lSecond.Register(), 0);
         EXPECT_EQ(lNowhere.Register(), 0);
-        EXPECT_EQ(lCount(lApplication), 3);
+        EXPECT_EQ(lCounts(), 21);
         EXPECT_EQ(zqHeartBeatClient::GetNumRegistered(nullptr), 1);
     }
-    EXPECT_EQ(lCount(lApplication), 2);
+    EXPECT_EQ(lCounts(), 11);
     EXPECT_EQ(zqHeartBeatClient::GetNumRegistered(nullptr), 0);
-
     EXPECT_EQ(lFirst.Unregister(), 0);
     EXPECT_EQ(lFirst.Unregister(), -22);
-    EXPECT_EQ(lCount(lApplication), 1);
-    EXPECT_EQ(lCount(lOther), 1);
+    EXPECT_EQ(lCounts(), 1);
 }
 
 } // namespace

@@ -20,19 +20,20 @@ namespace
 class Event : public zqEvent
 {
 public:
-    explicit Event(unsigned int aType, std::function<void()> aDone = nullptr) : mDone(std::move(aDone))
+    explicit Event(
+        unsigned int aType, std::function<void()> aDone = [] {})
+        : mDone(std::move(aDone))
     {
         (void)Init(aType, 0);
         ++sNumAlive;
     }
 
-    static std::atomic<int> sNumAlive;
+    inline static std::atomic<int> sNumAlive{ 0 };
 
 protected:
     ~Event() override
     {
-        if (mDone)
-            mDone();
+        mDone();
         --sNumAlive;
     }
 
@@ -40,24 +41,18 @@ private:
     std::function<void()> mDone;
 };
 
-std::atomic<int> Event::sNumAlive{ 0 };
-
 /** Notes the types of what it is given and can act on them. */
-class Handler : public zqIEventHandler
+struct Handler : public zqIEventHandler
 {
-public:
-    explicit Handler(std::function<void(unsigned int)> anAction = nullptr) : mAction(std::move(anAction)) {}
+    explicit Handler(std::function<void(unsigned int)> anAction = [](unsigned int) {}) : mAction(std::move(anAction)) {}
 
     void HandleEvent(zqEvent *anEvent) override
     {
         mTypes.push_back(anEvent->GetType());
-        if (mAction)
-            mAction(anEvent->GetType());
+        mAction(anEvent->GetType());
     }
 
-    std::vector<unsigned int> mTypes;
-
-private:
+    std::vector<unsigned int>         mTypes;
     std::function<void(unsigned int)> mAction;
 };
 
@@ -102,29 +97,27 @@ protected:
 TEST_F(EventQueue, RefusesWhatItCannotCarry)
 {
     zqEventQueue              lQueue;
-    zqEvent                  *lEvent   = nullptr;
-    zqIEventHandler          *lHandler = nullptr;
+    zqEvent                  *lEvent;
+    zqIEventHandler          *lHandler;
     const zqRefCountSharedPtr lHold(new Event(7));
     auto                     *lHeld = static_cast<Event *>(lHold.Get());
 
-    EXPECT_EQ(lQueue.GetPoller(), nullptr);
     EXPECT_EQ(lQueue.Enqueue(lHeld, nullptr), -3);
     EXPECT_EQ(lQueue.Exit(), -3);
     EXPECT_FALSE(lQueue.Dequeue(lEvent, lHandler));
     EXPECT_TRUE(lQueue.Dispatch());
     lQueue.Remove(nullptr);
-
     EXPECT_EQ(mQueue.Init(), -3);
     EXPECT_EQ(mQueue.Enqueue(nullptr, nullptr), -5);
+    for (const int lNumGranted : { 0, 1 }) // the second is for the exit event alone
+    {
+        const FailingAllocations lNoMemory(lNumGranted);
+        EXPECT_EQ(mQueue.Exit(), -2);
+    }
     {
         const FailingAllocations lNoMemory;
         EXPECT_EQ(mQueue.Enqueue(lHeld, nullptr), -2);
-        EXPECT_EQ(mQueue.Exit(), -2);
         EXPECT_EQ(lQueue.Init(), -7);
-    }
-    {
-        const FailingAllocations lMemoryForTheEventAlone(1);
-        EXPECT_EQ(mQueue.Exit(), -2);
     }
     EXPECT_EQ(lHeld->GetRefCount(), 1);
     EXPECT_FALSE(IsReadable());
@@ -139,35 +132,10 @@ TEST_F(EventQueue, NeedsDescriptorsForItsPoller)
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &lOld), 0);
     const rlimit lNone = { 0, lOld.rlim_max };
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &lNone), 0);
-    const zqError lReturn = lQueue.Init();
+    EXPECT_EQ(lQueue.Init(), -7);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &lOld), 0);
-
-    EXPECT_EQ(lReturn, -7);
     EXPECT_EQ(lQueue.GetPoller(), nullptr);
     EXPECT_EQ(lQueue.Init(), 0);
-}
-
-TEST_F(EventQueue, GivesEventsBackInOrderWithTheirHandlers)
-{
-    Handler          lHandlers[2];
-    zqEvent         *lEvent;
-    zqIEventHandler *lHandler;
-
-    Enqueue(10, &lHandlers[0]);
-    Enqueue(11, &lHandlers[1]);
-    Enqueue(12);
-    for (zqIEventHandler *lExpected :
-         { static_cast<zqIEventHandler *>(&lHandlers[0]), static_cast<zqIEventHandler *>(&lHandlers[1]),
-           static_cast<zqIEventHandler *>(nullptr) })
-    {
-        ASSERT_TRUE(mQueue.Dequeue(lEvent, lHandler));
-        EXPECT_EQ(lHandler, lExpected);
-        EXPECT_EQ(lEvent->GetRefCount(), 1);
-        lEvent->Release();
-    }
-    EXPECT_FALSE(mQueue.Dequeue(lEvent, lHandler));
-    EXPECT_EQ(lEvent, nullptr);
-    EXPECT_EQ(lHandler, nullptr);
 }
 
 TEST_F(EventQueue, ThePollerTellsOfEventsSinceItWasWaitedFor)
@@ -253,25 +221,33 @@ TEST_F(EventQueue, NoWakeUpIsLostBetweenThreads)
 
 TEST_F(EventQueue, DispatchServesHandlersAndReportsTheExit)
 {
-    Handler lFirst;
-    Handler lSecond;
+    Handler          lFirst, lSecond;
+    zqEvent         *lEvent;
+    zqIEventHandler *lHandler;
 
     Enqueue(10, &lFirst);
     Enqueue(11, &lSecond);
     Enqueue(12);
     EXPECT_TRUE(mQueue.Dispatch());
     EXPECT_FALSE(IsReadable());
-
     Enqueue(zqEventQueue::kExitEvent, &lFirst); // a handler's own event of that type ends nothing
     EXPECT_TRUE(mQueue.Dispatch());
 
     ASSERT_EQ(mQueue.Exit(), 0);
     Enqueue(13, &lSecond);
     EXPECT_FALSE(mQueue.Dispatch());
-
     EXPECT_EQ(lFirst.mTypes, (Types{ 10, zqEventQueue::kExitEvent }));
     EXPECT_EQ(lSecond.mTypes, (Types{ 11, 13 }));
     EXPECT_TRUE(mQueue.Dispatch());
+
+    // Or they are taken out one by one, with their handlers.
+    Enqueue(14, &lSecond);
+    ASSERT_TRUE(mQueue.Dequeue(lEvent, lHandler));
+    EXPECT_EQ(lHandler, &lSecond);
+    EXPECT_EQ(lEvent->GetRefCount(), 1);
+    lEvent->Release();
+    EXPECT_FALSE(mQueue.Dequeue(lEvent, lHandler));
+    EXPECT_TRUE(lEvent == nullptr && lHandler == nullptr);
 }
 
 TEST_F(EventQueue, WhatAHandlerEnqueuesWaitsForTheNextDispatch)
@@ -293,8 +269,7 @@ TEST_F(EventQueue, WhatAHandlerEnqueuesWaitsForTheNextDispatch)
 
 TEST_F(EventQueue, RemoveDropsTheEventsOfOneHandler)
 {
-    Handler lGoing;
-    Handler lStaying;
+    Handler lGoing, lStaying;
 
     // First, middle and last: the chain of the others must stay whole.
     for (const unsigned int lType : { 1U, 2U, 3U, 4U, 5U })
@@ -307,12 +282,15 @@ TEST_F(EventQueue, RemoveDropsTheEventsOfOneHandler)
     EXPECT_EQ(lStaying.mTypes, (Types{ 2, 4, 6 }));
     EXPECT_TRUE(lGoing.mTypes.empty());
 
-    mQueue.Remove(&lStaying);
     Enqueue(7, &lStaying);
     mQueue.Remove(&lStaying);
-    EXPECT_EQ(Drain(), Types{});
     Enqueue(8);
     EXPECT_EQ(Drain(), Types{ 8 });
+
+    // An event that ends may use the queue.
+    ASSERT_EQ(mQueue.Enqueue(new Event(1, [&]() { Enqueue(2, &lStaying); }), nullptr), 0);
+    mQueue.Remove(nullptr);
+    EXPECT_EQ(Drain(), Types{ 2 });
 }
 
 TEST_F(EventQueue, AHandlerMayRemoveAnotherWhoseEventWaits)
@@ -326,15 +304,6 @@ TEST_F(EventQueue, AHandlerMayRemoveAnotherWhoseEventWaits)
     EXPECT_TRUE(mQueue.Dispatch());
     EXPECT_EQ(lFirst.mTypes, (Types{ 1, 3 }));
     EXPECT_TRUE(lOther.mTypes.empty());
-}
-
-TEST_F(EventQueue, AnEventThatEndsMayUseTheQueue)
-{
-    Handler lHandler;
-
-    ASSERT_EQ(mQueue.Enqueue(new Event(1, [&]() { Enqueue(2, &lHandler); }), nullptr), 0);
-    mQueue.Remove(nullptr);
-    EXPECT_EQ(Drain(), Types{ 2 });
 }
 
 TEST_F(EventQueue, AQueueThatGoesReleasesWhatWaits)

@@ -15,7 +15,7 @@ CFUSharedRef<CFMutableArrayRef> Numbers(int aCount)
     return lArray;
 }
 
-TEST(CFArray, ChangesKeepTheOrderAndIndicesOutOfRangeAreHarmless)
+TEST(CFArray, ChangesKeepTheOrderAndWhatIsOutOfRangeIsHarmless)
 {
     const auto lArray = Numbers(5);
 
@@ -31,37 +31,21 @@ TEST(CFArray, ChangesKeepTheOrderAndIndicesOutOfRangeAreHarmless)
     }
     CFArrayRemoveValueAtIndex(lArray.Get(), 4);
     CFArrayAppendValue(lArray.Get(), nullptr);
-    EXPECT_EQ(Describe(lArray.Get()), "(1, x, 3, end)");
-
     CFArrayAppendArray(lArray.Get(), lArray.Get(), CFRangeMake(1, 100));
     EXPECT_EQ(Describe(lArray.Get()), "(1, x, 3, end, x, 3, end)");
-}
 
-TEST(CFArray, RangesAreCutToWhatThereIs)
-{
+    // Ranges are cut to what there is.
     static const struct
     {
-        CFRange     mRange;
-        CFIndex     mIndexOf7; // of 0, 7, 2, 7
-        std::string mWalked;
-    } kRows[]         = { { { 0, 4 }, 1, "0727" },        { { 2, 2 }, 3, "27" },
-                          { { 2, 1 }, -1, "2" },          { { 0, 0 }, -1, "" },
-                          { { 2, INTPTR_MAX }, 3, "27" }, { { 4, 1 }, -1, "" },
-                          { { 9, 9 }, -1, "" },           { { -5, 2 }, 1, "07" },
-                          { { 1, -1 }, -1, "" },          { { INTPTR_MAX, INTPTR_MAX }, -1, "" } };
-    const auto lArray = Array();
-    const auto lWalk  = [](const void *aValue, void *aText) { *static_cast<std::string *>(aText) += Describe(aValue); };
-
-    for (const int lValue : { 0, 7, 2, 7 })
-        CFArrayAppendValue(lArray.Get(), Number(lValue).Get());
-
+        CFRange mRange;
+        CFIndex mFirstX;
+    } kRows[] = { { { 0, 7 }, 1 },  { { 2, INTPTR_MAX }, 4 }, { { 2, 2 }, -1 }, { { 9, 9 }, -1 },
+                  { { -5, 2 }, 1 }, { { 1, -1 }, -1 },        { { 5, 5 }, -1 }, { { INTPTR_MAX, INTPTR_MAX }, -1 } };
     for (const auto &lRow : kRows)
     {
-        std::string lWalked;
-        CFArrayApplyFunction(lArray.Get(), lRow.mRange, lWalk, &lWalked);
-        EXPECT_EQ(lWalked, lRow.mWalked) << lRow.mRange.location;
-        EXPECT_EQ(CFArrayGetFirstIndexOfValue(lArray.Get(), lRow.mRange, Number(7).Get()), lRow.mIndexOf7);
-        EXPECT_EQ(CFArrayContainsValue(lArray.Get(), lRow.mRange, Number(7).Get()), lRow.mIndexOf7 >= 0);
+        EXPECT_EQ(CFArrayGetFirstIndexOfValue(lArray.Get(), lRow.mRange, CFSTR("x")), lRow.mFirstX)
+            << lRow.mRange.location;
+        EXPECT_EQ(CFArrayContainsValue(lArray.Get(), lRow.mRange, CFSTR("x")), lRow.mFirstX >= 0);
     }
 }
 
@@ -113,8 +97,6 @@ TEST(CFArray, CopiesAreIndependentAndGrowPastTheirCapacity)
     CFArrayRemoveAllValues(lArray.Get());
     EXPECT_TRUE(CFEqual(lFixed.Get(), Numbers(50).Get()));
     EXPECT_EQ(CFUAdopt(CFArrayCreateCopy(nullptr, lFixed.Get())).Get(), lFixed.Get());
-    EXPECT_EQ(CFArrayCreateMutable(nullptr, -1, nullptr), nullptr);
-    EXPECT_EQ(CFArrayCreate(nullptr, nullptr, 1, nullptr), nullptr);
 }
 
 } // namespace
