@@ -142,38 +142,33 @@ TEST(AService, HasAStrengthAndItsRawFormOrABooleanInTheirPlace)
 
 TEST(AService, KeepsItsCachedValuesWhenARefreshFailsHalfWay)
 {
-    LogCapture lLog;
     const auto lService = Make<Service>("/a", ServiceProperties());
-    const auto lBad     = Dict({ { kServicePropertyIPv4, Dict({ { kIPPropertyAddress, Str("10.0.0.1") } }) },
-                                 { kServicePropertyName, Str("work") },
-                                 { kServicePropertyStrength, Number(10) },
-                                 { kServicePropertyType, Number(7) } });
 
-    EXPECT_EQ(lService->Refresh(lBad), -4);
-    EXPECT_TRUE(Asserted(lLog, "retval == 0", kServiceFile));
+    EXPECT_EQ(lService->Refresh(Dict({ { kServicePropertyIPv4, Dict({ { kIPPropertyAddress, Str("10.0.0.1") } }) },
+                                       { kServicePropertyName, Str("work") },
+                                       { kServicePropertyStrength, Number(10) },
+                                       { kServicePropertyType, Number(7) } })),
+              -4);
 
     // The last check failed: the addresses were stored before it, nothing else was replaced.
-    EXPECT_EQ(CFDictionaryGetCount(lService->GetAddresses(CFURetain(kServicePropertyIPv4)).Get()), 1);
-    EXPECT_EQ(Text(lService->GetName().Get()), "home");
-    EXPECT_TRUE(CFEqual(lService->GetStrength().Get(), Number(70).Get()));
+    EXPECT_EQ(CFDictionaryGetCount(lService->GetAddresses(Str("IPv4")).Get()), 1);
+    ExpectCached(ServiceProperties(), { "Name", "Strength", "Type" },
+                 { lService->GetName(), lService->GetStrength(), lService->GetType() });
     EXPECT_TRUE(CFEqual(lService->GetRawStrength().Get(), Number(-50).Get()));
-    EXPECT_EQ(Text(lService->GetType().Get()), "wifi");
-    EXPECT_EQ(Text(lService->GetProperty(CFURetain(kServicePropertyName)).Get()), "work");
 
     // The lock is free and the service still initialised.
     EXPECT_EQ(lService->Refresh(Dict({ { kServicePropertyType, Str("ethernet") } })), 0);
     EXPECT_EQ(Text(lService->GetName().Get()), "work");
-    EXPECT_EQ(lService->Refresh(nullptr), -5);
 }
 
-TEST(AService, IsSecuredConnectedAndOfATypeByItsExactTexts)
+TEST(AService, IsSecuredAndConnectedByExactTexts)
 {
-    const std::pair<std::vector<std::string>, bool> kSecured[] = {
+    const std::map<std::vector<std::string>, bool> kSecured = {
         { {}, true }, { { "none" }, false }, { { "psk" }, true }, { { "None" }, true }, { { "none", "wps" }, false }
     };
+
     for (const auto &[lKinds, lSecured] : kSecured)
         EXPECT_EQ(ServiceWith("Security", Strings(lKinds))->IsSecured(), lSecured);
-
     for (const std::string lState : { "idle", "association", "ready", "online", "disconnect", "failure", "Ready", "" })
     {
         const auto lService = Make<Service>("/a", ServiceProperties("home", lState.c_str()));
@@ -181,80 +176,34 @@ TEST(AService, IsSecuredConnectedAndOfATypeByItsExactTexts)
         EXPECT_EQ(lService->IsConnected(), lState == "ready" || lState == "online") << lState;
         EXPECT_EQ(lService->IsOnline(), lState == "online") << lState;
         EXPECT_EQ(lService->IsState(Str("ready")).Get() == kCFBooleanTrue, lState == "ready") << lState;
+        EXPECT_EQ(lService->IsState(nullptr).Get(), kCFBooleanFalse);
     }
-
-    LogCapture lLog;
-    const auto lService = Make<Service>("/a", ServiceProperties());
-    EXPECT_EQ(lService->IsState(nullptr).Get(), kCFBooleanFalse);
-    EXPECT_EQ(lService->IsType(Str("wifi")).Get(), kCFBooleanTrue);
-    EXPECT_EQ(lService->IsType(Str("WiFi")).Get(), kCFBooleanFalse);
-    EXPECT_TRUE(lService->HasSecurity(CFURetain(kServiceSecurityPSK)));
-    EXPECT_FALSE(lService->HasSecurity(CFURetain(kServiceSecurityWEP)));
-    EXPECT_FALSE(lService->HasSecurity(nullptr));
-    EXPECT_TRUE(Asserted(lLog, "aSecurity != __null", kServiceFile));
 }
 
 TEST(AService, KeepsAddressesAndConfigurationsApartAndByFamily)
 {
-    struct OpenService : Service
-    {
-        using Service::InitAddresses, Service::InitConfigurations;
-    };
-
     LogCapture lLog;
-    const auto lService       = Make<OpenService>("/a", ServiceProperties());
-    const auto lConfiguration = lService->GetConfiguration(CFURetain(kServicePropertyIPv4Configuration));
+    const auto lService       = Make<Service>("/a", ServiceProperties());
+    const auto lConfiguration = lService->GetConfiguration(Str("IPv4.Configuration"));
 
     EXPECT_EQ(Text(CFDictionaryGetValue(lConfiguration.Get(), kIPPropertyMethod)), "dhcp");
-    EXPECT_EQ(lService->GetConfiguration(CFURetain(kServicePropertyIPv4)).Get(), lConfiguration.Get());
+    EXPECT_EQ(lService->GetConfiguration(Str("IPv4")).Get(), lConfiguration.Get());
     EXPECT_EQ(Text(CFDictionaryGetValue(lService->GetConfiguration(Str("IPv6")).Get(), kIPPropertyMethod)), "auto");
     EXPECT_TRUE(lService->GetConfiguration(Str("Proxy")) == nullptr);
-    EXPECT_EQ(CFDictionaryGetCount(lService->GetAddresses(CFURetain(kServicePropertyIPv4)).Get()), 0);
-    EXPECT_TRUE(lService->GetAddresses(CFURetain(kServicePropertyIPv4Configuration)) == nullptr);
+    EXPECT_EQ(CFDictionaryGetCount(lService->GetAddresses(Str("IPv4")).Get()), 0);
+    EXPECT_TRUE(lService->GetAddresses(Str("IPv4.Configuration")) == nullptr);
     EXPECT_TRUE(lService->GetAddresses(nullptr) == nullptr);
     EXPECT_TRUE(lService->GetConfiguration(nullptr) == nullptr);
     EXPECT_EQ(lLog.Count("aFamily != __null", 4), 2u);
-
-    const auto lSecond = Dict();
-    EXPECT_EQ(lService->InitAddresses(Str("IPv4"), lSecond), 0);
-    EXPECT_EQ(lService->GetAddresses(Str("IPv4")).Get(), lSecond.Get());
-    EXPECT_EQ(lService->InitAddresses(nullptr, Dict()), -5);
-    EXPECT_EQ(lLog.Count("aFamily != __null", 4), 3u);
-    EXPECT_EQ(lService->InitConfigurations(Str("IPv4.Configuration"), nullptr), -5);
-    EXPECT_TRUE(Asserted(lLog, "aConfiguration != __null", kServiceFile));
-}
-
-TEST(ATechnology, FollowsARefreshWhollyOrNotAtAll)
-{
-    const auto lTechnology = Make<Technology>("/t", TechnologyProperties());
-    const auto lNew        = With(With(TechnologyProperties("x"), "Connected", Bool(true)), "Powered", Bool(false));
-    const auto lExpect     = [&](const Dictionary &aProperties)
-    {
-        ExpectCached(aProperties, { "Name", "Connected", "Powered", "Tethering", "Type" },
-                     { lTechnology->GetName(), lTechnology->IsConnected(), lTechnology->IsPowered(),
-                       lTechnology->IsTethering(), lTechnology->GetType() });
-    };
-
-    EXPECT_EQ(lTechnology->Refresh(With(lNew, "Type", Number(1))), -4);
-    lExpect(TechnologyProperties());
-    EXPECT_EQ(lTechnology->Refresh(With(lNew, "Type", Str("y"))), 0);
-    lExpect(lNew);
-    EXPECT_EQ(lTechnology->Init(Str("/u"), TechnologyProperties()), -3);
-    lExpect(lNew);
-    EXPECT_EQ(lTechnology->IsType(Str("y")).Get(), kCFBooleanTrue);
-    EXPECT_EQ(lTechnology->IsType(nullptr).Get(), kCFBooleanFalse);
 }
 
 TEST(AProvision, TellsItsPathForItsIdentifierWhichItNamesLast)
 {
-    LogCapture               lLog;
-    const auto               lProvision = Make<Provision>("id", ProvisionProperties("another", "secret"));
+    const auto               lProvision = Make<Provision>("id", ProvisionProperties("another"));
     CFUSharedRef<CFArrayRef> lNames     = Strings({ "old" });
-    const std::pair<const char *, const char *> kValues[] = { { "ProvisionIdentifier", "id" },
-                                                              { "Name", "home" },
-                                                              { "EAP", "(null)" } };
 
-    for (const auto &[lName, lText] : kValues)
+    for (const auto &[lName, lText] : std::map<const char *, const char *>{
+             { "ProvisionIdentifier", "id" }, { "Name", "home" }, { "EAP", "(null)" } })
     {
         Value lValue = Number(1);
         lProvision->GetPropertyValue(Str(lName), lValue);
@@ -264,9 +213,6 @@ TEST(AProvision, TellsItsPathForItsIdentifierWhichItNamesLast)
     Make<Provision>("id", ProvisionProperties(nullptr, "secret"))->GetPropertyNames(lNames);
     ASSERT_EQ(CFArrayGetCount(lNames.Get()), 4);
     EXPECT_EQ(Text(CFArrayGetValueAtIndex(lNames.Get(), 3)), "ProvisionIdentifier");
-    zqSharedPtr<Provision>(new Provision)->GetPropertyNames(lNames);
-    EXPECT_TRUE(lNames == nullptr);
-    EXPECT_TRUE(Asserted(lLog, "theProperties != __null", kProvisionFile));
 }
 
 TEST(AProvision, ForgetsTheCachedPassphraseAtOnceAndAnyPropertyThatARefreshFindsGone)
@@ -276,14 +222,39 @@ TEST(AProvision, ForgetsTheCachedPassphraseAtOnceAndAnyPropertyThatARefreshFinds
     EXPECT_EQ(lProvision->ClearProvisionProperty(Str("SSID")), -17);
     EXPECT_EQ(lProvision->ClearProvisionProperty(nullptr), -17);
     EXPECT_EQ(lProvision->ClearProvisionProperty(Str("Passphrase")), 0);
-    EXPECT_EQ(lProvision->ClearProvisionProperty(Str("Passphrase")), 0);
     EXPECT_TRUE(lProvision->GetPassphrase() == nullptr);
-    EXPECT_EQ(Text(lProvision->GetProperty(Str("Passphrase")).Get()), "secret");
     EXPECT_EQ(lProvision->Refresh(Dict()), 0);
     EXPECT_EQ(Text(lProvision->GetPassphrase().Get()), "secret");
 
-    EXPECT_EQ(lProvision->ClearProperty(CFURetain(kServicePropertyPassphrase)), 0);
+    EXPECT_EQ(lProvision->ClearProperty(Str("Passphrase")), 0);
     EXPECT_EQ(Text(lProvision->GetPassphrase().Get()), "secret");
     EXPECT_EQ(lProvision->Refresh(Dict()), 0);
     EXPECT_TRUE(lProvision->GetPassphrase() == nullptr);
+}
+
+TEST(AKind, LogsWhatItRefuses)
+{
+    struct OpenService : Service
+    {
+        using Service::InitConfigurations;
+    };
+
+    LogCapture               lLog;
+    CFUSharedRef<CFArrayRef> lNames      = Strings({ "old" });
+    const auto               lService    = Make<OpenService>("/a", ServiceProperties());
+    const auto               lTechnology = Make<Technology>("/t", TechnologyProperties());
+
+    EXPECT_TRUE(lService->HasSecurity(Str("psk")) && !lService->HasSecurity(nullptr));
+    EXPECT_EQ(lService->InitConfigurations(Str("IPv4.Configuration"), nullptr), -5);
+    EXPECT_EQ(lService->Refresh(nullptr), -5);
+    EXPECT_EQ(lTechnology->Refresh(nullptr), -5);
+    EXPECT_EQ(lTechnology->Init(Str("/u"), TechnologyProperties()), -3);
+    EXPECT_EQ(zqSharedPtr<Technology>(new Technology)->Refresh(TechnologyProperties()), -3);
+    zqSharedPtr<Provision>(new Provision)->GetPropertyNames(lNames);
+    EXPECT_TRUE(lNames == nullptr);
+    for (const char *lText : { "aSecurity != __null", "aConfiguration != __null", "retval == 0" })
+        EXPECT_TRUE(Asserted(lLog, lText, kServiceFile)) << lText;
+    for (const char *lText : { "!mInitialized", "mInitialized", "retval == 0" })
+        EXPECT_TRUE(Asserted(lLog, lText, "zqnetworkmanager-technology")) << lText;
+    EXPECT_TRUE(Asserted(lLog, "theProperties != __null", kProvisionFile));
 }

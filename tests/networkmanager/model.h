@@ -131,15 +131,6 @@ public:
     /** Every event that waits, in order. */
     std::vector<zqSharedPtr<zqEvent>> Take();
 
-    /** The one event that waits; null when there is another number of events or it is of another class. */
-    template <typename T>
-    zqSharedPtr<T> TakeOne()
-    {
-        const auto lEvents = Take();
-
-        return zqSharedPtr<T>(lEvents.size() == 1 ? dynamic_cast<T *>(lEvents[0].Get()) : nullptr);
-    }
-
     zqEventQueue mQueue;
 };
 

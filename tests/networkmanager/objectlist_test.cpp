@@ -46,22 +46,19 @@ protected:
 
 TEST_F(AnObjectList, IsInitialisedOnceAndRefusesEverythingBefore)
 {
-    const ObjectList         lCopy(mList); // copies nothing
-    ObjectList               lList;
+    ObjectList               lList(mList); // copies nothing
     zqRefObjectArray<Object> lArray = Array({ "/a" });
     const auto               lA     = lArray.GetElement(0);
 
     EXPECT_EQ(mList.Init(), -3);
-    EXPECT_EQ(lCopy.GetNumElements(), -1);
+    EXPECT_EQ(lList.GetNumElements(), -1);
     EXPECT_FALSE(lList.IsEmpty());
     for (const zqError lResult : { lList.Clear(), lList.CreateCopyAsArray(lArray), lList.Add(lA), lList.Remove(lA),
                                    lList.Append(lArray), lList.Erase(lArray) })
         EXPECT_EQ(lResult, -3);
-    EXPECT_EQ(lArray.GetNumElements(), 1);
-    EXPECT_TRUE(lList.Find(lA) == nullptr);
-    EXPECT_TRUE(Asserted(mLog, "mInitialized", kFile, kAsserter));
-    EXPECT_TRUE(lList.Find(Str("/a")) == nullptr);
-    EXPECT_TRUE(Asserted(mLog, "mInitialized", kHeader, kAsserter));
+    EXPECT_TRUE(lList.Find(lA) == nullptr && lList.Find(Str("/a")) == nullptr);
+    for (const char *lFile : { kFile, kHeader })
+        EXPECT_TRUE(Asserted(mLog, "mInitialized", lFile, kAsserter));
 }
 
 TEST_F(AnObjectList, KeepsTheObjectThatWasThereFirstAndFindsItLetterCaseIncluded)
@@ -78,6 +75,16 @@ TEST_F(AnObjectList, KeepsTheObjectThatWasThereFirstAndFindsItLetterCaseIncluded
     EXPECT_TRUE(Asserted(mLog, "aPattern != __null", kHeader, kAsserter));
     EXPECT_TRUE(mList.Find(zqSharedPtr<Object>()) == nullptr);
     EXPECT_TRUE(Asserted(mLog, "anObject != __null", kFile, kAsserter));
+
+    // A snapshot holds the live object; the path may come again after Clear.
+    zqRefObjectArray<Object> lSnapshot = Array({ "/old" });
+    EXPECT_EQ(mList.CreateCopyAsArray(lSnapshot), 0);
+    EXPECT_EQ(mList.Clear(), 0);
+    EXPECT_TRUE(mList.Find(Str("/a")) == nullptr);
+    EXPECT_EQ(mList.Add(Listed("/a")), 0);
+    EXPECT_EQ(Show(lSnapshot), "/a");
+    EXPECT_EQ(lSnapshot.GetElementPtr(0), lFirst.Get());
+    EXPECT_EQ(lFirst->GetRefCount(), 2);
 }
 
 TEST_F(AnObjectList, RemovesByPathAndFindsTheOthersWhereTheyAreThen)
@@ -116,14 +123,10 @@ TEST_F(AnObjectList, StopsAtANullSlotOfAnArrayAndKeepsWhatWasDone)
     EXPECT_EQ(lArray.Append(Listed("/b")), 0);
     EXPECT_EQ(mList.Append(lArray), -5);
     EXPECT_EQ(GetPaths(), "/a");
-    EXPECT_TRUE(Asserted(mLog, "retval == 0", kFile, kAsserter));
-
     EXPECT_EQ(mList.Append(Array({ "/b", "/c" })), 0);
-    mLog.Clear();
     EXPECT_EQ(mList.Erase(lArray), -5);
     EXPECT_EQ(GetPaths(), "/b /c");
-    EXPECT_TRUE(Asserted(mLog, "anObject != __null", kFile, kAsserter));
-    EXPECT_TRUE(Asserted(mLog, "retval == 0", kFile, kAsserter));
+    EXPECT_EQ(mLog.Count("ASSERT: network manager: retval == 0, file: zqnetworkmanager-objectlist", 4), 2u);
 }
 
 TEST_F(AnObjectList, HoldsOneObjectWithoutAPath)
@@ -150,24 +153,6 @@ TEST_F(AnObjectList, HoldsOneObjectWithoutAPath)
     EXPECT_EQ(mList.Remove(Listed("/late")), 0);
     EXPECT_EQ(GetPaths(), "/a /b");
     EXPECT_TRUE(mList.Find(Str("/late")) == nullptr);
-}
-
-TEST_F(AnObjectList, HandsOutASnapshotOfItsLiveObjects)
-{
-    zqRefObjectArray<Object> lSnapshot = Array({ "/old" });
-    const auto               lObject   = Listed("/a");
-
-    EXPECT_EQ(mList.Add(lObject), 0);
-    EXPECT_EQ(mList.CreateCopyAsArray(lSnapshot), 0);
-    EXPECT_EQ(mList.Clear(), 0);
-    EXPECT_TRUE(mList.Find(Str("/a")) == nullptr);
-    ASSERT_EQ(lSnapshot.GetNumElements(), 1);
-    EXPECT_EQ(lSnapshot.GetElementPtr(0), lObject.Get());
-    EXPECT_EQ(lObject->GetRefCount(), 2);
-
-    // The path may come again after Clear.
-    EXPECT_EQ(mList.Add(Listed("/a")), 0);
-    EXPECT_EQ(GetPaths(), "/a");
 }
 
 TEST_F(AnObjectList, OfAnyLengthIsNotWalkedForOneObject)

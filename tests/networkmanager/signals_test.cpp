@@ -28,7 +28,7 @@ protected:
         mLog.Clear();
     }
 
-    /** One log line, one callback and one event of the type, in the place of which another may stand. */
+    /** The signal that was raised is one log line, one callback and one event of the type. */
     void Expect(zqError aResult, unsigned int aType, int aLevel, const std::string &aLine, const std::string &aCall)
     {
         SCOPED_TRACE(aLine);
@@ -111,35 +111,29 @@ TEST_F(ASignal, IsLoggedToldToObserversAndPublished)
 TEST_F(ASignal, CarriesItsPayloadAfterEverybodyElseHasLetGo)
 {
     EXPECT_EQ(mManager.SignalServicesRemoved(mServices), 0);
-    const auto lRemoved = mSubscriber.TakeOne<Event::ServicesRemoved>();
     EXPECT_EQ(mManager.SignalServiceChanged(mService.Get(), mFields.Get()), 0);
-    const auto lChanged = mSubscriber.TakeOne<Event::ServiceChanged>();
     EXPECT_EQ(mManager.SignalServiceError(mService.Get(), Str("made-up").Get()), 0);
-    const auto lError = mSubscriber.TakeOne<Event::ServiceError>();
     EXPECT_EQ(mManager.SignalServiceInput(mService.Get(), mFields.Get()), 0);
-    const auto lInput = mSubscriber.TakeOne<Event::ServiceInput>();
     // Of one type, told apart by their classes; the whole reason, of which observers get eight bits.
     EXPECT_EQ(mManager.SignalServiceIsWaking(mService.Get(), 0x105), 0);
-    const auto lWaking = mSubscriber.TakeOne<Event::ServiceIsWaking>();
     EXPECT_EQ(mManager.SignalServiceDidWake(mService.Get(), 0x105), 0);
-    const auto lWoken = mSubscriber.TakeOne<Event::ServiceDidWake>();
-
     mServices.Clear();
     mService = nullptr;
     mFields  = nullptr;
 
+    const auto lEvents = mSubscriber.Take();
+    ASSERT_EQ(lEvents.size(), 6u);
     zqRefObjectArray<Service> lServices;
-    EXPECT_EQ(lRemoved->GetServices(lServices), 0);
+    EXPECT_EQ(dynamic_cast<Event::ServicesRemoved &>(*lEvents[0]).GetServices(lServices), 0);
     EXPECT_EQ(Show(lServices), "/s");
-    EXPECT_EQ(Text(lChanged->GetService()->GetName().Get()), "home");
-    EXPECT_EQ(Text(CFDictionaryGetValue(lChanged->GetProperties(), kServicePropertyPassphrase)), "secret");
-    EXPECT_EQ(Text(lError->GetError()), "made-up");
-    EXPECT_EQ(CFDictionaryGetCount(lInput->GetProperties()), 1);
-    EXPECT_EQ(lWaking->GetReason(), 0x105);
-    EXPECT_EQ(Show(lWoken->GetService()), "/s");
-
-    // The six events hold the last references.
-    EXPECT_EQ(lServices.GetElementPtr(0)->GetRefCount(), 7);
+    EXPECT_EQ(lServices.GetElementPtr(0)->GetRefCount(), 7); // the events hold the others
+    const auto &lChanged = dynamic_cast<Event::ServiceChanged &>(*lEvents[1]);
+    EXPECT_EQ(Show(lChanged.GetService()), "/s");
+    EXPECT_EQ(Text(CFDictionaryGetValue(lChanged.GetProperties(), kServicePropertyPassphrase)), "secret");
+    EXPECT_EQ(Text(dynamic_cast<Event::ServiceError &>(*lEvents[2]).GetError()), "made-up");
+    EXPECT_EQ(CFDictionaryGetCount(dynamic_cast<Event::ServiceInput &>(*lEvents[3]).GetProperties()), 1);
+    EXPECT_EQ(dynamic_cast<Event::ServiceIsWaking &>(*lEvents[4]).GetReason(), 0x105);
+    EXPECT_EQ(Show(dynamic_cast<Event::ServiceDidWake &>(*lEvents[5]).GetService()), "/s");
 }
 
 TEST_F(ASignal, ReadsTheStrengthForItsLineAsEightUnsignedBits)
