@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <sstream>
+
 using namespace zq::Test;
 
 namespace
@@ -43,21 +46,31 @@ void ExpectRequired(const std::function<Dictionary()> &aMake, const std::string 
     EXPECT_EQ(Make<T>("/a", aMake())->Refresh(lWrong), -4);
 }
 
+std::vector<std::string> Words(const char *aText)
+{
+    std::istringstream lStream(aText);
+
+    return { std::istream_iterator<std::string>(lStream), {} };
+}
+
 /** For each condition that the property of its name is there. */
 template <typename T>
-void ExpectRequired(const std::function<Dictionary()> &aMake, const std::vector<std::string> &aNames, const char *aFile)
+void ExpectRequired(const std::function<Dictionary()> &aMake, const char *aNames, const char *aFile)
 {
-    for (const std::string &lName : aNames)
+    for (const std::string &lName : Words(aNames))
         ExpectRequired<T>(aMake, lName.substr(lName.find_first_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ")), lName + " != __null",
                           aFile);
 }
 
-void ExpectCached(const Dictionary &aProperties, const std::vector<const char *> &aKeys,
-                  const std::vector<Value> &aCached)
+/** What is cached of the properties that a text names. */
+void ExpectCached(const Dictionary &aProperties, const char *aNames, const std::vector<Value> &aCached)
 {
-    for (std::size_t i = 0; i < aKeys.size(); i++)
-        EXPECT_TRUE(CFEqual(aCached[i].Get(), CFDictionaryGetValue(aProperties.Get(), Str(aKeys[i]).Get())))
-            << aKeys[i];
+    const auto lNames = Words(aNames);
+
+    ASSERT_EQ(lNames.size(), aCached.size());
+    for (std::size_t i = 0; i < lNames.size(); i++)
+        EXPECT_TRUE(CFEqual(aCached[i].Get(), CFDictionaryGetValue(aProperties.Get(), Str(lNames[i].c_str()).Get())))
+            << lNames[i];
 }
 
 } // namespace
@@ -69,13 +82,12 @@ TEST(AKind, NeedsEachOfItsRequiredProperties)
     for (const char *lFamily : { "IPv4", "IPv6", "IPv4.Configuration", "IPv6.Configuration" })
         ExpectRequired<Service>(lService, lFamily, "theConfiguration", kServiceFile);
     ExpectRequired<Service>(lService,
-                            { "isAutoConnect", "theDomains", "theEthernet", "isFavorite", "isImmutable",
-                              "theNameservers", "theSecurity", "theState", "theType" },
+                            "isAutoConnect theDomains theEthernet isFavorite isImmutable theNameservers theSecurity "
+                            "theState theType",
                             kServiceFile);
     ExpectRequired<Technology>([] { return TechnologyProperties(); },
-                               { "theName", "isConnected", "isPowered", "isTethering", "theType" },
-                               "zqnetworkmanager-technology");
-    ExpectRequired<Provision>([] { return ProvisionProperties(nullptr); }, { "theType" }, kProvisionFile);
+                               "theName isConnected isPowered isTethering theType", "zqnetworkmanager-technology");
+    ExpectRequired<Provision>([] { return ProvisionProperties(nullptr); }, "theType", kProvisionFile);
 }
 
 TEST(AKind, CachesEachPropertyUnderItsOwnName)
@@ -86,34 +98,33 @@ TEST(AKind, CachesEachPropertyUnderItsOwnName)
 
     const auto lService = Make<Service>("/a", lProperties);
     ExpectCached(lProperties,
-                 { "Name", "State", "Type", "Error", "Passphrase", "AutoConnect", "Favorite", "Immutable", "Roaming",
-                   "Age", "Nameservers", "Domains", "Security", "Ethernet", "Strength" },
+                 "Name State Type Error Passphrase AutoConnect Favorite Immutable Roaming Age Nameservers Domains "
+                 "Security Ethernet Strength",
                  { lService->GetName(), lService->GetState(), lService->GetType(), lService->GetError(),
                    lService->GetPassphrase(), lService->IsAutoConnect(), lService->IsFavorite(),
                    lService->IsImmutable(), lService->IsRoaming(), lService->IsAged(), lService->GetNameservers(),
                    lService->GetDomains(), lService->GetSecurity(), lService->GetEthernet(), lService->GetStrength() });
 
-    const std::vector<const char *> kKeys   = { "Type",
-                                                "Name",
-                                                "SSID",
-                                                "EAP",
-                                                "CACertFile",
-                                                "ClientCertFile",
-                                                "PrivateKeyFile",
-                                                "PrivateKeyPassphrase",
-                                                "PrivateKeyPassphraseType",
-                                                "Identity",
-                                                "Phase2",
-                                                "Passphrase",
-                                                "Security",
-                                                "Hidden",
-                                                "ExtendedPANID" };
-    const auto                      lRecord = Dict(); // each value is its key's own text
-    for (const char *lKey : kKeys)
-        (void)With(lRecord, lKey, Str(lKey));
+    // A technology changes wholly or not at all.
+    const auto lTechnology = Make<Technology>("/t", TechnologyProperties());
+    const auto lNew        = With(With(TechnologyProperties("x"), "Connected", Bool(true)), "Powered", Bool(false));
+    for (const bool lGood : { false, true })
+    {
+        EXPECT_EQ(lTechnology->Refresh(With(lNew, "Type", lGood ? Value(Str("y")) : Number(1))), lGood ? 0 : -4);
+        ExpectCached(lGood ? lNew : TechnologyProperties(), "Name Connected Powered Tethering Type",
+                     { lTechnology->GetName(), lTechnology->IsConnected(), lTechnology->IsPowered(),
+                       lTechnology->IsTethering(), lTechnology->GetType() });
+        EXPECT_EQ(lTechnology->IsType(Str("y")).Get(), lGood ? kCFBooleanTrue : kCFBooleanFalse);
+    }
+
+    const char *const kNames  = "Type Name SSID EAP CACertFile ClientCertFile PrivateKeyFile PrivateKeyPassphrase "
+                                "PrivateKeyPassphraseType Identity Phase2 Passphrase Security Hidden ExtendedPANID";
+    const auto        lRecord = Dict(); // each value is its key's own text
+    for (const std::string &lName : Words(kNames))
+        (void)With(lRecord, lName.c_str(), Str(lName.c_str()));
 
     const auto lProvision = Make<Provision>("id", lRecord);
-    ExpectCached(lRecord, kKeys,
+    ExpectCached(lRecord, kNames,
                  { lProvision->GetType(), lProvision->GetName(), lProvision->GetSSID(), lProvision->GetEAP(),
                    lProvision->GetCACertFile(), lProvision->GetClientCertFile(), lProvision->GetPrivateKeyFile(),
                    lProvision->GetPrivateKeyPassphrase(), lProvision->GetPrivateKeyPassphraseType(),
@@ -152,7 +163,7 @@ TEST(AService, KeepsItsCachedValuesWhenARefreshFailsHalfWay)
 
     // The last check failed: the addresses were stored before it, nothing else was replaced.
     EXPECT_EQ(CFDictionaryGetCount(lService->GetAddresses(Str("IPv4")).Get()), 1);
-    ExpectCached(ServiceProperties(), { "Name", "Strength", "Type" },
+    ExpectCached(ServiceProperties(), "Name Strength Type",
                  { lService->GetName(), lService->GetStrength(), lService->GetType() });
     EXPECT_TRUE(CFEqual(lService->GetRawStrength().Get(), Number(-50).Get()));
 

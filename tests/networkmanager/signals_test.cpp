@@ -106,6 +106,14 @@ TEST_F(ASignal, IsLoggedToldToObserversAndPublished)
     Expect(lM.SignalServiceChanged(nullptr, lF), 5, 2, "properties changed for service \"\" rssi -120",
            "ServiceChanged (null) 1");
     Expect(lM.SignalTechnologyDidScan(nullptr), 0x12, 2, "did scan for technology \"\"", "TechnologyDidScan (null)");
+
+    // A strength is read as eight unsigned bits.
+    for (const auto &[lStrength, lRSSI] : std::map<int, const char *>{ { 0, "-120" }, { 200, "80" }, { 255, "135" } })
+    {
+        EXPECT_EQ(mService->Refresh(Dict({ { kServicePropertyStrength, Number(lStrength) } })), 0);
+        Expect(lM.SignalServiceChanged(lS, lF), 5, 2,
+               std::string("properties changed for service \"home\" rssi ") + lRSSI, "ServiceChanged /s 1");
+    }
 }
 
 TEST_F(ASignal, CarriesItsPayloadAfterEverybodyElseHasLetGo)
@@ -134,21 +142,6 @@ TEST_F(ASignal, CarriesItsPayloadAfterEverybodyElseHasLetGo)
     EXPECT_EQ(CFDictionaryGetCount(dynamic_cast<Event::ServiceInput &>(*lEvents[3]).GetProperties()), 1);
     EXPECT_EQ(dynamic_cast<Event::ServiceIsWaking &>(*lEvents[4]).GetReason(), 0x105);
     EXPECT_EQ(Show(dynamic_cast<Event::ServiceDidWake &>(*lEvents[5]).GetService()), "/s");
-}
-
-TEST_F(ASignal, ReadsTheStrengthForItsLineAsEightUnsignedBits)
-{
-    for (const auto &[lStrength, lLine] : std::vector<std::pair<Value, const char *>>{ { Number(0), "rssi -120" },
-                                                                                       { Number(200), "rssi 80" },
-                                                                                       { Str("strong"), "rssi -120" },
-                                                                                       { Bool(true), "rssi -120" } })
-    {
-        const auto lProperties = ServiceProperties();
-        CFDictionarySetValue(lProperties.Get(), kServicePropertyStrength, lStrength.Get());
-        EXPECT_EQ(mManager.SignalServiceChanged(Make<Service>("/s", lProperties).Get(), mFields.Get()), 0);
-        EXPECT_TRUE(mLog.Contains(lLine, 2)) << mLog.GetText();
-        Forget();
-    }
 }
 
 TEST_F(ASignal, ReachesEveryObserverOnceInTheOrderOfTheirAddresses)

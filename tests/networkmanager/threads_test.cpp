@@ -46,18 +46,13 @@ public:
 /** Read what events carry, as a subscriber does on its own thread. */
 void ReadAll(const std::vector<zqSharedPtr<zqEvent>> &anEvents)
 {
+    const auto lRead = [](const auto *anEvent)
+    { EXPECT_TRUE(anEvent == nullptr || CFUAdopt(CFCopyDescription(anEvent->GetProperties())) != nullptr); };
+
     for (const auto &lEvent : anEvents)
     {
-        CFDictionaryRef lCarried = nullptr;
-
-        if (const auto *lProperties = dynamic_cast<zq::NetworkManager::Event::PropertiesChanged *>(lEvent.Get()))
-            lCarried = lProperties->GetProperties();
-        else if (const auto *lChanged = dynamic_cast<zq::NetworkManager::Event::ServiceChanged *>(lEvent.Get()))
-            lCarried = lChanged->GetProperties();
-        else
-            continue;
-
-        EXPECT_TRUE(CFUAdopt(CFCopyDescription(lCarried)) != nullptr);
+        lRead(dynamic_cast<zq::NetworkManager::Event::PropertiesChanged *>(lEvent.Get()));
+        lRead(dynamic_cast<zq::NetworkManager::Event::ServiceChanged *>(lEvent.Get()));
     }
 }
 
