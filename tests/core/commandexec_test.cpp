@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
@@ -53,12 +54,7 @@ protected:
         mFolder = lPattern;
     }
 
-    ~CommandExec() override
-    {
-        for (const char *lName : { "file", "pipe" })
-            (void)unlink(GetPath(lName).c_str());
-        EXPECT_EQ(rmdir(mFolder.c_str()), 0);
-    }
+    ~CommandExec() override { EXPECT_GT(std::filesystem::remove_all(mFolder), 0U); }
 
     std::string GetPath(const char *aName) const { return mFolder + "/" + aName; }
 

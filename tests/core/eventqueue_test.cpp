@@ -17,43 +17,36 @@ namespace
 {
 
 /** An event that is counted while it lives and can act when it ends. */
-class Event : public zqEvent
+struct Event : public zqEvent
 {
-public:
-    explicit Event(
-        unsigned int aType, std::function<void()> aDone = [] {})
-        : mDone(std::move(aDone))
+    explicit Event(unsigned int aType)
     {
         (void)Init(aType, 0);
         ++sNumAlive;
     }
-
-    inline static std::atomic<int> sNumAlive{ 0 };
-
-protected:
     ~Event() override
     {
-        mDone();
+        if (mDone)
+            mDone();
         --sNumAlive;
     }
 
-private:
-    std::function<void()> mDone;
+    inline static std::atomic<int> sNumAlive{ 0 };
+    std::function<void()>          mDone;
 };
 
 /** Notes the types of what it is given and can act on them. */
 struct Handler : public zqIEventHandler
 {
-    explicit Handler(std::function<void(unsigned int)> anAction = [](unsigned int) {}) : mAction(std::move(anAction)) {}
-
     void HandleEvent(zqEvent *anEvent) override
     {
         mTypes.push_back(anEvent->GetType());
-        mAction(anEvent->GetType());
+        if (mAction)
+            mAction();
     }
 
-    std::vector<unsigned int>         mTypes;
-    std::function<void(unsigned int)> mAction;
+    std::vector<unsigned int> mTypes;
+    std::function<void()>     mAction;
 };
 
 using Types = std::vector<unsigned int>;
@@ -252,10 +245,9 @@ TEST_F(EventQueue, DispatchServesHandlersAndReportsTheExit)
 
 TEST_F(EventQueue, WhatAHandlerEnqueuesWaitsForTheNextDispatch)
 {
-    Handler *lSelf = nullptr;
-    Handler  lHandler([&](unsigned int aType) { Enqueue(aType + 1, lSelf); });
+    Handler lHandler;
 
-    lSelf = &lHandler;
+    lHandler.mAction = [&]() { Enqueue(lHandler.mTypes.back() + 1, &lHandler); };
     Enqueue(20, &lHandler);
     ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
     for (const Types &lExpected : { Types{ 20 }, Types{ 20, 21 }, Types{ 20, 21, 22 } })
@@ -288,16 +280,18 @@ TEST_F(EventQueue, RemoveDropsTheEventsOfOneHandler)
     EXPECT_EQ(Drain(), Types{ 8 });
 
     // An event that ends may use the queue.
-    ASSERT_EQ(mQueue.Enqueue(new Event(1, [&]() { Enqueue(2, &lStaying); }), nullptr), 0);
+    auto *const lEvent = new Event(1);
+    lEvent->mDone      = [&]() { Enqueue(2, &lStaying); };
+    ASSERT_EQ(mQueue.Enqueue(lEvent, nullptr), 0);
     mQueue.Remove(nullptr);
     EXPECT_EQ(Drain(), Types{ 2 });
 }
 
 TEST_F(EventQueue, AHandlerMayRemoveAnotherWhoseEventWaits)
 {
-    Handler lOther;
-    Handler lFirst([&](unsigned int) { mQueue.Remove(&lOther); });
+    Handler lFirst, lOther;
 
+    lFirst.mAction = [&]() { mQueue.Remove(&lOther); };
     Enqueue(1, &lFirst);
     Enqueue(2, &lOther);
     Enqueue(3, &lFirst);
