@@ -110,11 +110,13 @@ TEST(TheRunLoop, HandlesTheBusAlsoInThePassThatEndsIt)
 
 TEST(AManager, IsInitialisedOnceAndWhenDestroyedEmptyAndForgetsWhoListened)
 {
-    LogCapture        lLog;
-    TestManager       lManager;
-    RecordingObserver lObserver;
-    Subscriber        lSubscriber;
+    LogCapture             lLog;
+    TestManager            lManager;
+    RecordingObserver      lObserver;
+    Subscriber             lSubscriber;
+    zqSharedPtr<Provision> lProvision;
 
+    ASSERT_EQ(lManager.ProvisionCreate(ProvisionProperties("id"), lProvision), 0);
     ASSERT_EQ(lManager.AddServices({ "/a" }), 0);
     ASSERT_EQ(lManager.AddTechnology("/t", "wifi"), 0);
     ASSERT_EQ(lManager.AddObserver(&lObserver), 0);
@@ -131,6 +133,8 @@ TEST(AManager, IsInitialisedOnceAndWhenDestroyedEmptyAndForgetsWhoListened)
     EXPECT_TRUE(lManager.FindService(Str("/a").Get()) == nullptr);
     EXPECT_TRUE(lManager.FindTechnology(Str("/t").Get()) == nullptr);
     EXPECT_TRUE(lManager.ManagerGetProperties() == nullptr);
+    EXPECT_EQ(lManager.GetProvisionPaths(), "");
+    (void)lManager.SignalDidPrepareForSleep();
     EXPECT_EQ(lManager.Notify(&lObserver), -3);
     EXPECT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), -3);
     EXPECT_EQ(lManager.Stop(), -3);
