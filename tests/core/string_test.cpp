@@ -40,15 +40,14 @@ TEST(String, EveryWayInGivesTheSameTextAndNoneGivesWhatIsNoText)
 
 TEST(String, OrderIsThatOfTheBytes)
 {
-    static const char *const kAscending[] = { "", "A", "B", "a", "aB", "aa", "ab", "abc", "b", "é", "漢" };
+    const zqString kAscending[] = { "", "A", "B", "a", "aB", "aa", "ab", "abc", "b", "é", "漢" };
 
-    for (const char *const &lLeft : kAscending)
+    for (const zqString &lLeft : kAscending)
     {
-        for (const char *const &lRight : kAscending)
+        for (const zqString &lRight : kAscending)
         {
-            EXPECT_EQ(zqString(lLeft) < zqString(lRight), &lLeft < &lRight) << lLeft << " < " << lRight;
-            EXPECT_EQ(zqString(lLeft) == zqString(lRight), &lLeft == &lRight) << lLeft << " == " << lRight;
-            EXPECT_EQ(zqString(lLeft) != zqString(lRight), &lLeft != &lRight) << lLeft << " != " << lRight;
+            EXPECT_EQ(lLeft < lRight, &lLeft < &lRight) << lLeft.GetAsUTFArray() << " < " << lRight.GetAsUTFArray();
+            EXPECT_TRUE((lLeft == lRight) == (&lLeft == &lRight) && (lLeft != lRight) == (&lLeft != &lRight));
         }
     }
     EXPECT_EQ(zqString("-12 apples").GetInteger(), -12);

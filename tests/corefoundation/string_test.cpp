@@ -67,32 +67,23 @@ TEST(CFString, OrderIsThatOfUTF16Units)
 
 TEST(CFString, EncodingsBothWays)
 {
-    static const struct
-    {
-        CFStringEncoding mEncoding;
-        std::string_view mBytes;
-        const char      *mText; // null: refused
-    } kRows[] = { { kCFStringEncodingASCII, "plain", "plain" },
-                  { kCFStringEncodingASCII, "caf\xe9", nullptr },
-                  { kCFStringEncodingISOLatin1, "\x80\xbf\xc0\xff", "\u0080\u00bf\u00c0\u00ff" },
-                  { kCFStringEncodingUTF8, "caf\xc3\xa9", "caf\u00e9" },
-                  { kCFStringEncodingMacRoman, "plain", nullptr } };
+    constexpr std::string_view kLatin1     = "\x80\xbf\xc0\xff";
+    const auto                 lString     = Convert(kLatin1, kCFStringEncodingISOLatin1);
+    char                       lBuffer[32] = {};
 
-    for (const auto &lRow : kRows)
-    {
-        char       lBuffer[32] = {};
-        const auto lString     = Convert(lRow.mBytes, lRow.mEncoding);
-        const auto lSize       = static_cast<CFIndex>(lRow.mBytes.size());
-
-        ASSERT_EQ(lString != nullptr, lRow.mText != nullptr) << lRow.mBytes;
-        if (lString == nullptr)
-            continue;
-        EXPECT_STREQ(CFStringGetCStringPtr(lString.Get(), kCFStringEncodingUTF8), lRow.mText);
-        EXPECT_TRUE(CFStringGetCString(lString.Get(), lBuffer, lSize + 1, lRow.mEncoding));
-        EXPECT_EQ(lBuffer, lRow.mBytes);
-        EXPECT_FALSE(CFStringGetCString(lString.Get(), lBuffer, lSize, lRow.mEncoding)) << "no room for the NUL";
-    }
-    EXPECT_EQ(CFStringCompare(String("WiFi").Get(), CFSTR("wIfI"), kCFCompareCaseInsensitive), 0);
+    EXPECT_STREQ(CFStringGetCStringPtr(lString.Get(), kCFStringEncodingUTF8), "\u0080\u00bf\u00c0\u00ff");
+    EXPECT_EQ(CFStringGetCStringPtr(lString.Get(), kCFStringEncodingISOLatin1), nullptr);
+    EXPECT_TRUE(CFStringGetCString(lString.Get(), lBuffer, 5, kCFStringEncodingISOLatin1));
+    EXPECT_EQ(lBuffer, kLatin1);
+    EXPECT_TRUE(CFStringGetCString(lString.Get(), lBuffer, 9, kCFStringEncodingUTF8));
+    EXPECT_STREQ(lBuffer, "\u0080\u00bf\u00c0\u00ff");
+    for (const auto &[lSize, lEncoding] : { std::pair(4, kCFStringEncodingISOLatin1), // no room for the NUL
+                                            std::pair(8, kCFStringEncodingUTF8), std::pair(32, kCFStringEncodingASCII),
+                                            std::pair(32, kCFStringEncodingMacRoman) })
+        EXPECT_FALSE(CFStringGetCString(lString.Get(), lBuffer, lSize, lEncoding)) << lSize << " " << lEncoding;
+    EXPECT_FALSE(CFStringGetCString(String("\u0100").Get(), lBuffer, 32, kCFStringEncodingISOLatin1));
+    EXPECT_TRUE(Convert("caf\xe9", kCFStringEncodingASCII) == nullptr);
+    EXPECT_TRUE(Convert("plain", kCFStringEncodingMacRoman) == nullptr);
 }
 
 TEST(CFString, NULIsACharacterAndAByteOrderMarkIsNoTextOfAnExternalString)
