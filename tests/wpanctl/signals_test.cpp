@@ -70,6 +70,12 @@ TEST(WPANCtlWithoutBus, InitHasNothingToDoThenFailsThenFollowsItsConnection)
     zqDBus::SetGlobalDefaultInstance(nullptr);
     ASSERT_TRUE(SystemBus().Start());
 
+    // A thread that dispatches nothing learns of a lost bus all the same.
+    EXPECT_EQ(lController.GetInterface()->Ping(5000), -1);
+    SystemBus().Kill();
+    ASSERT_TRUE(SystemBus().Start());
+    EXPECT_EQ(lController.GetInterface()->Ping(5000), -1); // not -3: only the daemon is missing
+
     // A filter goes with its connection: that the suite below hears anything is the rest of this test.
     std::thread(
         [&]

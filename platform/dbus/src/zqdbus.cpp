@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cstdarg>
 
+#include <poll.h>
+
 #define ZQ_LOG_COMPONENT "dbus"
 #define ZQ_LOG_FILE "zqdbus"
 
@@ -50,6 +52,14 @@ DBusConnection *Connect() noexcept
     dbus_connection_set_max_received_size(lConnection, kMaximumReceivedBytes);
 
     return lConnection;
+}
+
+/** A thread that only makes blocking calls reads nothing between them: it learns of a lost bus here. */
+bool HasHungUp(DBusConnection *aConnection) noexcept
+{
+    pollfd lDescriptor = { -1, 0, 0 };
+
+    return dbus_connection_get_unix_fd(aConnection, &lDescriptor.fd) && poll(&lDescriptor, 1, 0) > 0;
 }
 
 } // namespace
@@ -204,7 +214,7 @@ zqDBus *zqDBus::GetThreadDefaultInstance() noexcept
 {
     const auto lCurrent = static_cast<zqDBus *>(tThreadDefault.Get());
 
-    if (lCurrent != nullptr && lCurrent->IsConnected())
+    if (lCurrent != nullptr && lCurrent->IsConnected() && !HasHungUp(lCurrent->GetConnection()))
         return lCurrent;
 
     const auto                lNew = new (std::nothrow) zqDBus;
