@@ -5,76 +5,6 @@
 namespace zq::Test
 {
 
-namespace
-{
-
-std::string Text(CFStringRef aString)
-{
-    std::string lText(
-        static_cast<std::size_t>(CFStringGetMaximumSizeForEncoding(CFStringGetLength(aString), kCFStringEncodingUTF8)) +
-            1,
-        '\0');
-
-    EXPECT_TRUE(CFStringGetCString(aString, lText.data(), static_cast<CFIndex>(lText.size()), kCFStringEncodingUTF8));
-    return lText.c_str();
-}
-
-std::string NumberText(CFNumberRef aNumber)
-{
-    double lDouble  = 0;
-    SInt64 lInteger = 0;
-
-    if (CFNumberIsFloatType(aNumber))
-    {
-        CFNumberGetValue(aNumber, kCFNumberDoubleType, &lDouble);
-        return std::to_string(lDouble);
-    }
-    CFNumberGetValue(aNumber, kCFNumberSInt64Type, &lInteger);
-    return std::to_string(lInteger);
-}
-
-std::string Join(const Events &aTexts, const char *anOpen, const char *aClose)
-{
-    std::string lText = anOpen;
-
-    for (const std::string &lElement : aTexts)
-        lText += (lText.size() > 1 ? ", " : "") + lElement;
-    return lText + aClose;
-}
-
-} // namespace
-
-std::string Describe(CFTypeRef aValue)
-{
-    Events lTexts;
-
-    if (aValue == nullptr)
-        return "null";
-    if (CFUIsTypeID(aValue, CFStringGetTypeID()))
-        return Text(static_cast<CFStringRef>(aValue));
-    if (CFUIsTypeID(aValue, CFBooleanGetTypeID()))
-        return CFBooleanGetValue(static_cast<CFBooleanRef>(aValue)) ? "true" : "false";
-    if (CFUIsTypeID(aValue, CFNumberGetTypeID()))
-        return NumberText(static_cast<CFNumberRef>(aValue));
-
-    if (CFUIsTypeID(aValue, CFArrayGetTypeID()))
-    {
-        const auto lArray = static_cast<CFArrayRef>(aValue);
-
-        for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(lArray); ++lIndex)
-            lTexts.push_back(Describe(CFArrayGetValueAtIndex(lArray, lIndex)));
-        return Join(lTexts, "[", "]");
-    }
-
-    EXPECT_TRUE(CFUIsTypeID(aValue, CFDictionaryGetTypeID()));
-    CFDictionaryApplyFunction(
-        static_cast<CFDictionaryRef>(aValue),
-        [](const void *aKey, const void *aEntry, void *aContext)
-        { static_cast<Events *>(aContext)->push_back(Describe(aKey) + ": " + Describe(aEntry)); },
-        &lTexts);
-    return Join(lTexts, "{", "}");
-}
-
 std::string DescribeAndRelease(CFDictionaryRef aDictionary)
 {
     const auto lHolder = CFUAdopt(aDictionary);
@@ -104,18 +34,18 @@ std::size_t RecordingDelegate::Count(const std::string &aPrefix) const
                                                   { return aEvent.compare(0, aPrefix.size(), aPrefix) == 0; }));
 }
 
-void RecordingDelegate::Record(const std::string &aName, CFTypeRef aFirst, CFTypeRef aSecond)
+void RecordingDelegate::Add(const char *aName, CFTypeRef aFirst, CFTypeRef aSecond)
 {
-    Add(aName + (aFirst != nullptr ? " " + Describe(aFirst) : "") +
-        (aSecond != nullptr ? " " + Describe(aSecond) : ""));
+    Note(aName + (aFirst != nullptr ? " " + Describe(aFirst) : "") +
+         (aSecond != nullptr ? " " + Describe(aSecond) : ""));
 }
 
-void RecordingDelegate::Record(const std::string &aName, CFTypeRef aFirst, zqError anError)
+void RecordingDelegate::Fail(const char *aName, CFTypeRef aPath, zqError anError)
 {
-    Add(aName + " " + Describe(aFirst) + " " + std::to_string(anError));
+    Note(aName + (" " + Describe(aPath)) + " " + std::to_string(anError));
 }
 
-void RecordingDelegate::Add(const std::string &aEvent)
+void RecordingDelegate::Note(const std::string &aEvent)
 {
     mEvents.push_back(aEvent);
     if (mOnEvent)
@@ -153,8 +83,10 @@ void ConnManTest::Start(int aTimeout)
 
     mConnMan.SetDelegate(&mDelegate);
     ASSERT_EQ(mConnMan.Init(aTimeout), 0) << mLog.GetText();
-    ASSERT_TRUE(PumpUntil([this] { return mConnMan.IsAvailable(); })) << mLog.GetText();
-    Settle();
+    ASSERT_TRUE(mConnMan.IsAvailable()) << mLog.GetText();
+    Take();
+    mLog.Clear();
+    mFake.ClearCalls();
 }
 
 bool ConnManTest::PumpUntil(const std::function<bool()> &aCondition)
@@ -169,6 +101,17 @@ bool ConnManTest::PumpUntil(const std::function<bool()> &aCondition)
                 (void)mBus->HandleEvents(lDescriptors);
             return aCondition();
         });
+}
+
+bool ConnManTest::Appear()
+{
+    return mFake.Appear() && PumpUntil([this] { return mConnMan.IsAvailable(); });
+}
+
+bool ConnManTest::Crash()
+{
+    mFake.Crash();
+    return PumpUntil([this] { return !mConnMan.IsAvailable(); });
 }
 
 void ConnManTest::Settle()

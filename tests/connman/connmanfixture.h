@@ -15,6 +15,7 @@
 
 #include <zqconnman.h>
 
+#include "describe.h"
 #include "fakeconnman.h"
 #include "logcapture.h"
 #include "privatebus.h"
@@ -25,10 +26,7 @@ namespace zq::Test
 
 using Events = std::vector<std::string>;
 
-/** A value as text: "text", 1, true, [a, b], {name: value}, with entries in the dictionary's order. */
-std::string Describe(CFTypeRef aValue);
-
-/** Describe a dictionary that the caller owns, and release it; "null" for null. */
+/** Describe a dictionary that the caller owns, and release it. */
 std::string DescribeAndRelease(CFDictionaryRef aDictionary);
 
 CFUSharedRef<CFStringRef> MakeString(const std::string &aText);
@@ -50,52 +48,47 @@ public:
 
     std::size_t Count(const std::string &aPrefix) const;
 
-    void Available(zqConnMan *) override { Record("Available"); }
-    void Unavailable(zqConnMan *) override { Record("Unavailable"); }
-    void StateChanged(zqConnMan *, CFStringRef aState) override { Record("StateChanged", aState); }
-    void PropertiesChanged(zqConnMan *, CFDictionaryRef aValue) override { Record("PropertiesChanged", aValue); }
-    void ServicesAdded(zqConnMan *, CFArrayRef aPaths) override { Record("ServicesAdded", aPaths); }
-    void ServicesRemoved(zqConnMan *, CFArrayRef aPaths) override { Record("ServicesRemoved", aPaths); }
-    void ServicesUpdated(zqConnMan *, CFArrayRef aPaths) override { Record("ServicesUpdated", aPaths); }
-    void ServiceChanged(zqConnMan *, CFStringRef aPath, CFDictionaryRef aValue) override
-    {
-        Record("ServiceChanged", aPath, aValue);
-    }
-    zqError ServiceRequestInput(zqConnMan *, CFStringRef aPath, CFDictionaryRef aFields) override
-    {
-        Record("ServiceRequestInput", aPath, aFields);
-        return mOnInput ? mOnInput() : 0;
-    }
-    void ServiceReportError(zqConnMan *, CFStringRef aPath, CFStringRef anError) override
-    {
-        Record("ServiceReportError", aPath, anError);
-    }
-    void ServiceDidConnect(zqConnMan *, CFStringRef aPath) override { Record("ServiceDidConnect", aPath); }
+    void Available(zqConnMan *) override { Add(__func__); }
+    void Unavailable(zqConnMan *) override { Add(__func__); }
+    void StateChanged(zqConnMan *, CFStringRef aState) override { Add(__func__, aState); }
+    void PropertiesChanged(zqConnMan *, CFDictionaryRef aSet) override { Add(__func__, aSet); }
+    void ServicesAdded(zqConnMan *, CFArrayRef aPaths) override { Add(__func__, aPaths); }
+    void ServicesRemoved(zqConnMan *, CFArrayRef aPaths) override { Add(__func__, aPaths); }
+    void ServicesUpdated(zqConnMan *, CFArrayRef aPaths) override { Add(__func__, aPaths); }
+    void ServiceChanged(zqConnMan *, CFStringRef aPath, CFDictionaryRef aSet) override { Add(__func__, aPath, aSet); }
+    void ServiceReportError(zqConnMan *, CFStringRef aPath, CFStringRef aText) override { Add(__func__, aPath, aText); }
+    void ServiceDidConnect(zqConnMan *, CFStringRef aPath) override { Add(__func__, aPath); }
     void ServiceDidNotConnect(zqConnMan *, CFStringRef aPath, zqError anError) override
     {
-        Record("ServiceDidNotConnect", aPath, anError);
+        Fail(__func__, aPath, anError);
     }
-    void ServiceIsOnline(zqConnMan *, CFStringRef aPath) override { Record("ServiceIsOnline", aPath); }
+    void ServiceIsOnline(zqConnMan *, CFStringRef aPath) override { Add(__func__, aPath); }
     void ServiceIsNotOnline(zqConnMan *, CFStringRef aPath, zqError anError) override
     {
-        Record("ServiceIsNotOnline", aPath, anError);
+        Fail(__func__, aPath, anError);
     }
-    void TechnologiesAdded(zqConnMan *, CFArrayRef aPaths) override { Record("TechnologiesAdded", aPaths); }
-    void TechnologiesRemoved(zqConnMan *, CFArrayRef aPaths) override { Record("TechnologiesRemoved", aPaths); }
-    void TechnologyChanged(zqConnMan *, CFStringRef aPath, CFDictionaryRef aValue) override
+    void TechnologiesAdded(zqConnMan *, CFArrayRef aPaths) override { Add(__func__, aPaths); }
+    void TechnologiesRemoved(zqConnMan *, CFArrayRef aPaths) override { Add(__func__, aPaths); }
+    void TechnologyChanged(zqConnMan *, CFStringRef aPath, CFDictionaryRef aSet) override
     {
-        Record("TechnologyChanged", aPath, aValue);
+        Add(__func__, aPath, aSet);
     }
-    void TechnologyDidScan(zqConnMan *, CFStringRef aPath) override { Record("TechnologyDidScan", aPath); }
+    void TechnologyDidScan(zqConnMan *, CFStringRef aPath) override { Add(__func__, aPath); }
     void TechnologyDidNotScan(zqConnMan *, CFStringRef aPath, zqError anError) override
     {
-        Record("TechnologyDidNotScan", aPath, anError);
+        Fail(__func__, aPath, anError);
+    }
+
+    zqError ServiceRequestInput(zqConnMan *, CFStringRef aPath, CFDictionaryRef aFields) override
+    {
+        Add(__func__, aPath, aFields);
+        return mOnInput ? mOnInput() : 0;
     }
 
 private:
-    void Record(const std::string &aName, CFTypeRef aFirst = nullptr, CFTypeRef aSecond = nullptr);
-    void Record(const std::string &aName, CFTypeRef aFirst, zqError anError);
-    void Add(const std::string &aEvent);
+    void Add(const char *aName, CFTypeRef aFirst = nullptr, CFTypeRef aSecond = nullptr);
+    void Fail(const char *aName, CFTypeRef aPath, zqError anError);
+    void Note(const std::string &aEvent);
 };
 
 class ConnManTest : public testing::Test
@@ -108,11 +101,15 @@ protected:
     ConnManTest();
     ~ConnManTest() override;
 
-    /** Let the fake appear, unless it has, and make the client with the delegate. */
+    /** Let the fake appear, unless it has, and make the client with the delegate; forget what came of it. */
     void Start(int aTimeout = 20000);
 
     /** Handle the bus until the condition holds; false when it did not within the limit. */
     bool PumpUntil(const std::function<bool()> &aCondition);
+
+    /** Let the fake come or go, until the client knows. */
+    bool Appear();
+    bool Crash();
 
     /** Handle everything that the fake has sent so far. */
     void Settle();
@@ -124,6 +121,8 @@ protected:
     void AddService(const std::string &aName, const Properties &aProperties = { { "State", "'idle'" } });
 
     static std::string Path(const std::string &aName) { return FakeConnMan::ServicePath(aName); }
+
+    const std::string kA = Path("a");
 
     LogCapture        mLog;
     FakeConnMan       mFake;

@@ -8,150 +8,119 @@ namespace
 constexpr auto kExact    = zqConnMan::kDecodingExact;
 constexpr auto kTolerant = zqConnMan::kDecodingTolerant;
 
-constexpr const char *kRefused = "refused";
+const char *const kRefused = "refused"; ///< the whole answer
+const char *const kLeftOut = "left out";
 
-/** A property's value on the wire, and what becomes of { "First": value, "Second": true }. */
+/** A property's value on the wire, and what becomes of it in a set of properties. */
 struct Value
 {
-    const char *mName;
     const char *mWire;
-    std::string mExactSet;  ///< by GetProperties of a service
-    std::string mExactList; ///< by GetServices
-    std::string mTolerant;  ///< by either
-    const char *mProperty = "First";
+    const char *mExact;
+    const char *mTolerant  = nullptr; ///< null: the same
+    const char *mProperty  = "First";
+    const char *mExactList = nullptr; ///< among all services, where exact decoding is another: null: the same
 };
 
-std::string Set(const std::string &aValue, const std::string &aProperty = "First")
-{
-    return "{" + aProperty + ": " + aValue + ", Second: true}";
-}
+const Value kValues[] = {
+    { "'text'", "text" },
+    { "''", "" },
+    { "'W\u00fcst\u2603'", "W\u00fcst\u2603" },
+    { "false", "false" },
+    { "byte 255", "255" },
+    { "uint16 65535", "65535", nullptr, "First", kRefused },
+    { "int16 -32768", kRefused, "-32768" },
+    { "int32 -2147483648", kRefused, "-2147483648" },
+    { "uint32 4294967295", kRefused, "4294967295" },
+    { "int64 -9223372036854775808", kRefused, "-9223372036854775808" },
+    { "uint64 9223372036854775807", kRefused, "9223372036854775807" },
+    { "0.25", kRefused, "0.250000" },
+    { "objectpath '/a/b'", kRefused, "/a/b", "First", "/a/b" },
+    { "signature 'a{sv}'", kRefused, "a{sv}" },
+    { "handle 0", kRefused, kLeftOut },
+    // Containers
+    { "['a', 'b']", "[a, b]" },
+    { "@as []", "[]" },
+    { "[byte 1, 2]", "[1, 2]" },
+    { "{'Method': <'dhcp'>, 'PrefixLength': <byte 24>}", "{Method: dhcp, PrefixLength: 24}", nullptr,
+      "IPv4.Configuration" },
+    { "@a{sv} {}", "{}", nullptr, "Proxy" },
+    { "{'Servers': <['p', 'q']>, 'URL': <'u'>}", "{Servers: [p, q], URL: u}", nullptr, "Proxy" },
+    // Only the seven dictionaries that a service has are told from lists by their names.
+    { "{'Host': <'h'>}", "[Host, h]", "{Host: h}" },
+    { "{'Host': <'h'>}", "[Host, h]", "{Host: h}", "ipv4" },
+    { "['k', 'v', 'k2']", "{k: v}", "[k, v, k2]", "IPv6" },
+    { "[true]", kRefused, "[true]", "IPv6" },
+    { "{'Method': <'auto'>, 'MTU': <uint16 1500>}", "{Method: auto, MTU: 1500}", nullptr, "Ethernet", kRefused },
+    { "('a', 'b')", kRefused, "[a, b]" },
+    { "[('a', @a{sv} {'n': <uint32 1>})]", kRefused, "[[a, {n: 1}]]" },
+    { "[@a{sv} {'n': <int32 1>}, {}]", kRefused, "[{n: 1}, {}]" },
+    { "[handle 0, handle 1]", kRefused, "[]" },
+    { "{'fd': <handle 0>, 'n': <int32 1>}", kRefused, "{n: 1}" },
+    { "{uint32 7: <'x'>, 8: <'y'>}", kRefused, "{7: x, 8: y}" },
+    { "<<<'deep'>>>", "deep" },
+    { "{'IPv4': <{'Address': <'1.2.3.4'>}>, 'Timestamp': <int64 5>, 'Resolved': <false>}", kRefused,
+      "{IPv4: {Address: 1.2.3.4}, Timestamp: 5, Resolved: false}" },
+};
 
-class ValueTest : public ConnManTest, public testing::WithParamInterface<Value>
+class DecodeTest : public ConnManTest
 {
 protected:
-    std::string GetSet()
+    using Getter = std::function<zqError(CFDictionaryRef &)>;
+
+    /** What a question yields: its text, or kRefused. */
+    static std::string Ask(const Getter &aGetter)
     {
-        CFDictionaryRef lProperties = nullptr;
-        const zqError   lReturn     = mConnMan.ServiceGetProperties(Path("a").c_str(), lProperties);
+        CFDictionaryRef lResult = nullptr;
+        const zqError   lReturn = aGetter(lResult);
 
-        return lReturn == 0 ? DescribeAndRelease(lProperties) : Refusal(lReturn, lProperties);
-    }
+        if (lReturn == 0)
+            return DescribeAndRelease(lResult);
 
-    std::string GetList()
-    {
-        CFDictionaryRef   lServices = nullptr;
-        const zqError     lReturn   = mConnMan.ManagerGetServices(lServices);
-        const std::string lText     = lReturn == 0 ? DescribeAndRelease(lServices) : "";
-
-        if (lReturn != 0)
-            return Refusal(lReturn, lServices);
-
-        // What is odd about one property costs neither its service nor the next one.
-        const std::string lHead = "{/net/connman/service/a: ";
-        const std::string lTail = ", /net/connman/service/b: {State: idle}}";
-
-        EXPECT_EQ(lText.substr(0, lHead.size()), lHead);
-        EXPECT_EQ(lText.substr(lText.size() - lTail.size()), lTail);
-        return lText.substr(lHead.size(), lText.size() - lHead.size() - lTail.size());
-    }
-
-    static std::string Refusal(zqError anError, CFDictionaryRef aResult)
-    {
-        EXPECT_EQ(anError, zqError_InvalidArgument);
-        EXPECT_EQ(aResult, nullptr);
+        EXPECT_EQ(lReturn, zqError_InvalidArgument);
+        EXPECT_EQ(lResult, nullptr);
         return kRefused;
     }
-};
 
-TEST_P(ValueTest, IsDecodedExactlyAndTolerantly)
-{
-    const Value &lCase = GetParam();
-
-    Start();
-    mFake.AddServices({ { Path("a"), {} }, { Path("b"), { { "State", "'idle'" } } } });
-
-    const std::string lSet = "{'" + std::string(lCase.mProperty) + "': <" + lCase.mWire + ">, 'Second': <true>}";
-
-    mFake.Script("GetProperties", Answer::Value("(@a{sv} " + lSet + ",)"), Path("a"));
-    mFake.Script("GetServices", Answer::Value("(@a(oa{sv}) [('" + Path("a") + "', " + lSet + "), ('" + Path("b") +
-                                              "', {'State': <'idle'>})],)"));
-
-    EXPECT_EQ(GetSet(), lCase.mExactSet);
-    EXPECT_EQ(GetList(), lCase.mExactList);
-
-    zqConnMan::SetDecoding(kTolerant);
-    EXPECT_EQ(GetSet(), lCase.mTolerant);
-    EXPECT_EQ(GetList(), lCase.mTolerant);
-}
-
-const char *const kIPv4 = "IPv4.Configuration";
-
-INSTANTIATE_TEST_SUITE_P(
-    Types, ValueTest,
-    testing::Values(Value{ "String", "'text'", Set("text"), Set("text"), Set("text") },
-                    Value{ "EmptyString", "''", Set(""), Set(""), Set("") },
-                    Value{ "NotASCII", "'W\u00fcst\u2603'", Set("W\u00fcst\u2603"), Set("W\u00fcst\u2603"),
-                           Set("W\u00fcst\u2603") },
-                    Value{ "Boolean", "false", Set("false"), Set("false"), Set("false") },
-                    Value{ "Byte", "byte 255", Set("255"), Set("255"), Set("255") },
-                    Value{ "UInt16", "uint16 65535", Set("65535"), kRefused, Set("65535") },
-                    Value{ "Int16", "int16 -32768", kRefused, kRefused, Set("-32768") },
-                    Value{ "Int32", "int32 -2147483648", kRefused, kRefused, Set("-2147483648") },
-                    Value{ "UInt32", "uint32 4294967295", kRefused, kRefused, Set("4294967295") },
-                    Value{ "Int64", "int64 -9223372036854775808", kRefused, kRefused, Set("-9223372036854775808") },
-                    Value{ "UInt64", "uint64 9223372036854775807", kRefused, kRefused, Set("9223372036854775807") },
-                    Value{ "Double", "0.25", kRefused, kRefused, Set("0.250000") },
-                    Value{ "Path", "objectpath '/a/b'", kRefused, Set("/a/b"), Set("/a/b") },
-                    Value{ "Signature", "signature 'a{sv}'", kRefused, kRefused, Set("a{sv}") },
-                    Value{ "Handle", "handle 0", kRefused, kRefused, "{Second: true}" }),
-    [](const auto &anInfo) { return std::string(anInfo.param.mName); });
-
-INSTANTIATE_TEST_SUITE_P(
-    Containers, ValueTest,
-    testing::Values(
-        Value{ "Strings", "['a', 'b']", Set("[a, b]"), Set("[a, b]"), Set("[a, b]") },
-        Value{ "NoStrings", "@as []", Set("[]"), Set("[]"), Set("[]") },
-        Value{ "Bytes", "[byte 1, 2]", Set("[1, 2]"), Set("[1, 2]"), Set("[1, 2]") },
-        Value{ "KnownDictionary", "{'Method': <'dhcp'>, 'PrefixLength': <byte 24>}",
-               Set("{Method: dhcp, PrefixLength: 24}", kIPv4), Set("{Method: dhcp, PrefixLength: 24}", kIPv4),
-               Set("{Method: dhcp, PrefixLength: 24}", kIPv4), kIPv4 },
-        Value{ "EmptyDictionary", "@a{sv} {}", Set("{}", "Proxy"), Set("{}", "Proxy"), Set("{}", "Proxy"), "Proxy" },
-        Value{ "ListInADictionary", "{'Servers': <['p', 'q']>, 'URL': <'u'>}",
-               Set("{Servers: [p, q], URL: u}", "Proxy"), Set("{Servers: [p, q], URL: u}", "Proxy"),
-               Set("{Servers: [p, q], URL: u}", "Proxy"), "Proxy" },
-        // Only the seven dictionaries that a service has are told from lists by their names.
-        Value{ "OtherDictionary", "{'Host': <'h'>}", Set("[Host, h]"), Set("[Host, h]"), Set("{Host: h}") },
-        Value{ "NamesDifferInCase", "{'Host': <'h'>}", Set("[Host, h]", "ipv4"), Set("[Host, h]", "ipv4"),
-               Set("{Host: h}", "ipv4"), "ipv4" },
-        Value{ "StringsForADictionary", "['k', 'v', 'k2']", Set("{k: v}", "IPv6"), Set("{k: v}", "IPv6"),
-               Set("[k, v, k2]", "IPv6"), "IPv6" },
-        Value{ "BooleansForADictionary", "[true]", kRefused, kRefused, Set("[true]", "IPv6"), "IPv6" },
-        Value{ "MTU", "{'Method': <'auto'>, 'MTU': <uint16 1500>}", Set("{Method: auto, MTU: 1500}", "Ethernet"),
-               kRefused, Set("{Method: auto, MTU: 1500}", "Ethernet"), "Ethernet" },
-        Value{ "Structure", "('a', 'b')", kRefused, kRefused, Set("[a, b]") },
-        Value{ "StructuresInALists", "[('a', @a{sv} {'n': <uint32 1>})]", kRefused, kRefused, Set("[[a, {n: 1}]]") },
-        Value{ "ListOfDictionaries", "[@a{sv} {'n': <int32 1>}, {}]", kRefused, kRefused, Set("[{n: 1}, {}]") },
-        Value{ "HandlesInAList", "[handle 0, handle 1]", kRefused, kRefused, Set("[]") },
-        Value{ "HandleInADictionary", "{'fd': <handle 0>, 'n': <int32 1>}", kRefused, kRefused, Set("{n: 1}") },
-        Value{ "NumbersForKeys", "{uint32 7: <'x'>, 8: <'y'>}", kRefused, kRefused, Set("{7: x, 8: y}") },
-        Value{ "VariantsInVariants", "<<<'deep'>>>", Set("deep"), Set("deep"), Set("deep") },
-        Value{ "AddressConflict", "{'IPv4': <{'Address': <'1.2.3.4'>}>, 'Timestamp': <int64 5>, 'Resolved': <false>}",
-               kRefused, kRefused, Set("{IPv4: {Address: 1.2.3.4}, Timestamp: 5, Resolved: false}") }),
-    [](const auto &anInfo) { return std::string(anInfo.param.mName); });
-
-class TechnologyValueTest : public ConnManTest
-{
-protected:
-    std::string Get()
+    void ExpectBoth(const Value &aValue, const std::string &aSet, const std::string &aList)
     {
-        CFDictionaryRef lProperties = nullptr;
-        const zqError   lReturn     = mConnMan.TechnologyGetProperties("/t", lProperties);
+        // What is odd about one property costs neither the next one nor the next service.
+        const auto lSet = [&](const std::string &aText)
+        { return "{" + (aText == kLeftOut ? "" : aValue.mProperty + (": " + aText) + ", ") + "Second: true}"; };
 
-        return lReturn == 0 ? DescribeAndRelease(lProperties) : std::to_string(lReturn);
+        EXPECT_EQ(Ask([&](CFDictionaryRef &aResult) { return mConnMan.ServiceGetProperties(kA.c_str(), aResult); }),
+                  aSet == kRefused ? aSet : lSet(aSet));
+        EXPECT_EQ(Ask([&](CFDictionaryRef &aResult) { return mConnMan.ManagerGetServices(aResult); }),
+                  aList == kRefused ? aList : "{" + kA + ": " + lSet(aList) + ", " + Path("b") + ": {State: idle}}");
     }
 };
 
-TEST_F(TechnologyValueTest, OnlyAlternatesAreKeptOfTheListsInside)
+TEST_F(DecodeTest, ValuesAreDecodedExactlyAndTolerantly)
+{
+    AddService("a");
+    Start();
+
+    for (const Value &lCase : kValues)
+    {
+        SCOPED_TRACE(lCase.mProperty + (" " + std::string(lCase.mWire)));
+
+        const std::string lSet = "{'" + std::string(lCase.mProperty) + "': <" + lCase.mWire + ">, 'Second': <true>}";
+
+        mFake.ClearScripts();
+        mFake.Script("GetProperties", Answer::Value("(@a{sv} " + lSet + ",)"));
+        mFake.Script("GetServices", Answer::Value("(@a(oa{sv}) [('" + kA + "', " + lSet + "), ('" + Path("b") +
+                                                  "', {'State': <'idle'>})],)"));
+
+        zqConnMan::SetDecoding(kExact);
+        ExpectBoth(lCase, lCase.mExact, lCase.mExactList != nullptr ? lCase.mExactList : lCase.mExact);
+
+        const char *const lTolerant = lCase.mTolerant != nullptr ? lCase.mTolerant : lCase.mExact;
+
+        zqConnMan::SetDecoding(kTolerant);
+        ExpectBoth(lCase, lTolerant, lTolerant);
+    }
+}
+
+TEST_F(DecodeTest, OfATechnologysListsInsideOnlyAlternatesAreKept)
 {
     static const struct
     {
@@ -160,7 +129,7 @@ TEST_F(TechnologyValueTest, OnlyAlternatesAreKeptOfTheListsInside)
         const char *mTolerant;
     } sCases[] = {
         { "{'Powered': <true>, 'Name': <'WiFi'>}", "{Powered: true, Name: WiFi}", "{Powered: true, Name: WiFi}" },
-        { "{'Freq': <int32 0>}", "-5", "{Freq: 0}" },
+        { "{'Freq': <int32 0>}", kRefused, "{Freq: 0}" },
         { "{'Field': <{'Alternates': <['WPS', 'x']>, 'Type': <'psk'>}>}", "{Field: {Alternates: [WPS, x], Type: psk}}",
           "{Field: {Alternates: [WPS, x], Type: psk}}" },
         { "{'Field': <{'Other': <['a', 'b', 'c']>, 'Type': <'psk'>}>, 'Last': <true>}",
@@ -175,68 +144,55 @@ TEST_F(TechnologyValueTest, OnlyAlternatesAreKeptOfTheListsInside)
     Start();
 
     for (const auto &lCase : sCases)
-    {
-        mFake.Script("GetProperties", Answer::Value("(@a{sv} " + std::string(lCase.mWire) + ",)"), "/t", 2);
-        zqConnMan::SetDecoding(kExact);
-        EXPECT_EQ(Get(), lCase.mExact) << lCase.mWire;
-        zqConnMan::SetDecoding(kTolerant);
-        EXPECT_EQ(Get(), lCase.mTolerant) << lCase.mWire;
-    }
+        for (const zqConnMan::Decoding lDecoding : { kExact, kTolerant })
+        {
+            zqConnMan::SetDecoding(lDecoding);
+            mFake.Script("GetProperties", Answer::Value("(@a{sv} " + std::string(lCase.mWire) + ",)"), "/t", 1);
+            EXPECT_EQ(Ask([&](CFDictionaryRef &aResult) { return mConnMan.TechnologyGetProperties("/t", aResult); }),
+                      lDecoding == kExact ? lCase.mExact : lCase.mTolerant)
+                << lCase.mWire;
+        }
 }
 
-TEST_F(ConnManTest, RepliesOfAnotherSignatureAreRefusedWithAnAssertion)
+TEST_F(DecodeTest, RepliesOfAnotherSignatureAreRefusedWithAnAssertion)
 {
-    static const char *const sReplies[] = { "",
-                                            "('text',)",
-                                            "(@as [],)",
-                                            "(@a{ss} {'State': 'idle'},)",
-                                            "(@a{sv} {}, 'more')",
-                                            "(@a(oa{ss}) [],)",
-                                            "(@a(sa{sv}) [],)",
-                                            "(@a{oa{sv}} {},)" };
-    using Getter                        = zqError (zqConnMan::*)(CFDictionaryRef &);
+    const Getter lGetters[] = { [&](CFDictionaryRef &aResult) { return mConnMan.ManagerGetProperties(aResult); },
+                                [&](CFDictionaryRef &aResult) { return mConnMan.ManagerGetServices(aResult); },
+                                [&](CFDictionaryRef &aResult) { return mConnMan.ManagerGetTechnologies(aResult); } };
 
     Start();
 
-    for (const zqConnMan::Decoding lDecoding : { kExact, kTolerant })
-        for (const char *lReply : sReplies)
-            for (const Getter lGetter :
-                 { Getter(&zqConnMan::ManagerGetProperties), Getter(&zqConnMan::ManagerGetServices),
-                   Getter(&zqConnMan::ManagerGetTechnologies) })
+    for (const char *lReply : { "", "('text',)", "(@as [],)", "(@a{ss} {'State': 'idle'},)", "(@a{sv} {}, 'more')",
+                                "(@a(oa{ss}) [],)", "(@a(sa{sv}) [],)", "(@a{oa{sv}} {},)" })
+        for (const zqConnMan::Decoding lDecoding : { kExact, kTolerant })
+            for (const Getter &lGetter : lGetters)
             {
-                CFDictionaryRef lResult = nullptr;
-
                 zqConnMan::SetDecoding(lDecoding);
-                mFake.Script("GetProperties", Answer::Value(lReply), "", 1);
-                mFake.Script("GetServices", Answer::Value(lReply), "", 1);
-                mFake.Script("GetTechnologies", Answer::Value(lReply), "", 1);
+                for (const char *lMethod : { "GetProperties", "GetServices", "GetTechnologies" })
+                    mFake.Script(lMethod, Answer::Value(lReply));
                 mLog.Clear();
-                EXPECT_EQ((mConnMan.*lGetter)(lResult), zqError_InvalidArgument) << lReply;
-                EXPECT_EQ(lResult, nullptr);
-                EXPECT_TRUE(mLog.Contains("ASSERT: connman: dbus_message_has_signature", 4));
+                EXPECT_EQ(Ask(lGetter), kRefused) << lReply;
+                EXPECT_TRUE(mLog.Contains("ASSERT: connman: dbus_message_has_signature", 4)) << lReply;
                 EXPECT_TRUE(mLog.Contains("file: zqconnman, line: ", 4));
-                mFake.ClearScripts();
             }
 }
 
-TEST_F(ConnManTest, TheArrayFormsYieldThePathsInTheDaemonsOrder)
+TEST_F(DecodeTest, TheArrayFormsYieldThePathsInTheDaemonsOrder)
 {
-    mFake.AddServices({ { Path("z"), {} }, { Path("a"), {} }, { Path("m"), {} } });
-    Start();
-    mFake.ClearCalls();
-
     const auto lPaths = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
 
-    EXPECT_EQ(mConnMan.ManagerGetServices(lPaths.Get()), 0);
-    EXPECT_EQ(Describe(lPaths.Get()), "[/net/connman/service/z, /net/connman/service/a, /net/connman/service/m]");
-    EXPECT_EQ(mFake.CountCalls("GetServices"), 0u);
+    mFake.AddServices({ { Path("z"), {} }, { Path("a"), {} }, { Path("m"), {} } });
+    Start();
 
-    // Nothing loaded: the daemon is asked.
-    mConnMan.FlushServices();
-    CFArrayRemoveAllValues(lPaths.Get());
-    EXPECT_EQ(mConnMan.ManagerGetServices(lPaths.Get()), 0);
-    EXPECT_EQ(CFArrayGetCount(lPaths.Get()), 3);
-    EXPECT_EQ(mFake.CountCalls("GetServices"), 1u);
+    // What is loaded is not asked for again.
+    for (const std::size_t lCalls : { 0u, 1u })
+    {
+        EXPECT_EQ(mConnMan.ManagerGetServices(lPaths.Get()), 0);
+        EXPECT_EQ(Describe(lPaths.Get()), "[" + Path("z") + ", " + Path("a") + ", " + Path("m") + "]");
+        EXPECT_EQ(mFake.CountCalls("GetServices"), lCalls);
+        CFArrayRemoveAllValues(lPaths.Get());
+        mConnMan.FlushServices();
+    }
     EXPECT_EQ(mConnMan.ManagerGetServices(static_cast<CFMutableArrayRef>(nullptr)), zqError_InvalidArgument);
 }
 

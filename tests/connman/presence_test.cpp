@@ -13,6 +13,8 @@ const Events kLoaded = {
     "Available",
 };
 
+const char *const kAgentPath = "/com/corvanix/client";
+
 class PresenceTest : public ConnManTest
 {
 protected:
@@ -23,28 +25,29 @@ protected:
     }
 };
 
-TEST_F(PresenceTest, LoadsADaemonThatIsThereAndRegistersTheAgent)
-{
-    Start();
-
-    EXPECT_EQ(Take(), kLoaded);
-    EXPECT_EQ(mFake.GetAgentPath(), "/com/corvanix/client");
-    EXPECT_TRUE(mLog.Contains("connman: adding 1 services to 0 existing services", 2));
-    EXPECT_TRUE(mLog.Contains("connman: registering input agent", 2));
-}
-
-TEST_F(PresenceTest, WaitsForADaemonThatComesLater)
+TEST_F(PresenceTest, FollowsADaemonThatComesCrashesAndComesAgain)
 {
     mConnMan.SetDelegate(&mDelegate);
     ASSERT_EQ(mConnMan.Init(20000), 0);
-    EXPECT_FALSE(mConnMan.IsAvailable());
-    EXPECT_EQ(mConnMan.ServiceDisconnect("/net/connman/service/a"), zqError_WrongState);
 
-    ASSERT_TRUE(mFake.Appear());
-    ASSERT_TRUE(PumpUntil([this] { return mConnMan.IsAvailable(); }));
+    for (int lRound = 0; lRound < 2; ++lRound)
+    {
+        EXPECT_FALSE(mConnMan.IsAvailable());
+        EXPECT_EQ(mConnMan.ServiceDisconnect(kA.c_str()), zqError_WrongState);
+        EXPECT_EQ(mConnMan.TechnologyScan("/net/connman/technology/wifi"), zqError_WrongState);
 
-    EXPECT_EQ(Take(), kLoaded);
-    EXPECT_TRUE(mLog.Contains("connman: net.connman service at " + mFake.GetUniqueName() + " connected", 3));
+        ASSERT_TRUE(Appear());
+        EXPECT_EQ(Take(), kLoaded);
+        EXPECT_EQ(mFake.GetAgentPath(), kAgentPath);
+        EXPECT_TRUE(mLog.Contains("connman: net.connman service at " + mFake.GetUniqueName() + " connected", 3));
+        EXPECT_TRUE(mLog.Contains("connman: adding 1 services to 0 existing services", 2));
+        EXPECT_TRUE(mLog.Contains("connman: registering input agent", 2));
+
+        mLog.Clear();
+        ASSERT_TRUE(Crash());
+        EXPECT_EQ(std::exchange(mDelegate.mEvents, {}), Events{ "Unavailable" });
+        EXPECT_TRUE(mLog.Contains("disconnected", 3));
+    }
 }
 
 TEST_F(PresenceTest, ABusThatIsSlowToSayWhetherTheDaemonIsThereIsWaitedFor)
@@ -62,25 +65,22 @@ TEST_F(PresenceTest, ABusThatIsSlowToSayWhetherTheDaemonIsThereIsWaitedFor)
 
 TEST_F(PresenceTest, ADelegateThatComesLateIsToldWhatIsLoaded)
 {
+    RecordingDelegate lOther;
+    Events            lExpected = kLoaded;
+
+    lExpected.erase(lExpected.begin() + 1); // the state comes with the properties
     ASSERT_TRUE(mFake.Appear());
     ASSERT_EQ(mConnMan.Init(), 0);
     EXPECT_EQ(mFake.GetAgentPath(), "");
-
     mConnMan.SetDelegate(&mDelegate);
-
-    Events lExpected = kLoaded;
-    lExpected.erase(lExpected.begin() + 1); // the state comes with the properties
-
     EXPECT_EQ(Take(), lExpected);
-    EXPECT_EQ(mFake.GetAgentPath(), "/com/corvanix/client");
+    EXPECT_EQ(mFake.GetAgentPath(), kAgentPath);
 
     // The same once more is nothing new; another one hears it all, from the agent that there is.
-    RecordingDelegate lOther;
-
     mConnMan.SetDelegate(&mDelegate);
     EXPECT_EQ(Take(), Events());
     mConnMan.SetDelegate(&lOther);
-    EXPECT_EQ(lOther.Count("Available"), 1u);
+    EXPECT_EQ(Events(lOther.mEvents.begin() + 1, lOther.mEvents.end()), Events(lExpected.begin() + 1, lExpected.end()));
     EXPECT_EQ(mFake.CountCalls("RegisterAgent"), 1u);
 
     mConnMan.SetDelegate(nullptr);
@@ -88,37 +88,16 @@ TEST_F(PresenceTest, ADelegateThatComesLateIsToldWhatIsLoaded)
     EXPECT_TRUE(mLog.Contains("connman: unregistering input agent", 2));
 }
 
-TEST_F(PresenceTest, FollowsACrashAndARestartOfTheDaemon)
-{
-    Start();
-    Take();
-
-    mFake.Crash();
-    ASSERT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
-    EXPECT_EQ(mDelegate.mEvents, Events{ "Unavailable" });
-    EXPECT_TRUE(mLog.Contains("disconnected", 3));
-    EXPECT_EQ(mConnMan.TechnologyScan("/net/connman/technology/wifi"), zqError_WrongState);
-
-    mDelegate.mEvents.clear();
-    ASSERT_TRUE(mFake.Appear());
-    ASSERT_TRUE(PumpUntil([this] { return mConnMan.IsAvailable(); }));
-    EXPECT_EQ(Take(), kLoaded);
-    EXPECT_EQ(mFake.GetAgentPath(), "/com/corvanix/client");
-}
-
 TEST_F(PresenceTest, ReleaseMeansThatTheDaemonGoes)
 {
     Start();
-    Take();
-
     mFake.Shutdown();
     ASSERT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
     EXPECT_EQ(mDelegate.mEvents, (Events{ "TechnologiesRemoved [/net/connman/technology/wifi]",
                                           "ServicesRemoved [/net/connman/service/a]", "Unavailable" }));
 
     // The loss of the name that follows is no second departure.
-    ASSERT_TRUE(mFake.Appear());
-    ASSERT_TRUE(PumpUntil([this] { return mConnMan.IsAvailable(); }));
+    ASSERT_TRUE(Appear());
     Settle();
     EXPECT_EQ(mDelegate.Count("Unavailable"), 1u);
     EXPECT_FALSE(mLog.Contains("ASSERT"));
@@ -127,136 +106,89 @@ TEST_F(PresenceTest, ReleaseMeansThatTheDaemonGoes)
 TEST_F(PresenceTest, OnlyTheBusTellsWhoOwnsTheName)
 {
     Start();
-    Take();
-
     mFake.EmitForged("/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
                      "('net.connman', '" + mFake.GetUniqueName() + "', '')");
-    mFake.EmitForged("/net/connman/service/a", kService, "PropertyChanged", "('State', <'online'>)",
+    mFake.EmitForged(kA, kService, "PropertyChanged", "('State', <'online'>)",
                      dbus_bus_get_unique_name(mBus->GetConnection()));
     EXPECT_EQ(Take(), Events());
 }
 
-/** A peer that waits in line for the name, and has nothing to say. */
-class NextOwner
-{
-public:
-    NextOwner()
-        : mConnection(g_dbus_connection_new_for_address_sync(
-              SystemBus().GetAddress().c_str(),
-              static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                                G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-              nullptr, nullptr, nullptr))
-    {
-        GVariant *lReply = g_dbus_connection_call_sync(
-            mConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-            g_variant_new("(su)", "net.connman", 0u), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-
-        EXPECT_NE(lReply, nullptr);
-        g_variant_unref(lReply);
-    }
-    ~NextOwner()
-    {
-        (void)g_dbus_connection_close_sync(mConnection, nullptr, nullptr);
-        g_object_unref(mConnection);
-    }
-
-    std::string GetName() const { return g_dbus_connection_get_unique_name(mConnection); }
-
-private:
-    GDBusConnection *mConnection;
-};
-
 TEST_F(PresenceTest, AnotherDaemonInOneStepVoidsWhatTheFirstHad)
 {
     Start();
-    Take();
 
-    const std::string lFirst = mFake.GetUniqueName();
-    const NextOwner   lNext;
+    // One that waits in line for the name, and has nothing to say.
+    const std::string      lFirst = mFake.GetUniqueName();
+    GDBusConnection *const lNext  = g_dbus_connection_new_for_address_sync(
+         SystemBus().GetAddress().c_str(),
+         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+         nullptr, nullptr, nullptr);
 
-    mFake.Crash();
-    ASSERT_TRUE(PumpUntil([&] { return mLog.Contains("service at " + lNext.GetName() + " connected", 3); }));
+    g_variant_unref(g_dbus_connection_call_sync(
+        lNext, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+        g_variant_new("(su)", "net.connman", 0u), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+
+    ASSERT_TRUE(Crash());
     EXPECT_TRUE(mLog.Contains("service at " + lFirst + " disconnected", 3));
-    ASSERT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
+    EXPECT_TRUE(mLog.Contains("service at " + std::string(g_dbus_connection_get_unique_name(lNext)) + " connected", 3));
     EXPECT_EQ(mDelegate.mEvents, Events{ "Unavailable" });
+
+    (void)g_dbus_connection_close_sync(lNext, nullptr, nullptr);
+    g_object_unref(lNext);
 }
 
-TEST_F(PresenceTest, ADaemonThatCannotBeDecodedIsStillAvailable)
+TEST_F(PresenceTest, ALoadThatFailsLeavesADefinedStateAndTheNextOneIsWhole)
 {
-    AddService("mtu", FakeConnMan::EthernetServiceWithMTU());
-    Start();
+    static const struct
+    {
+        const char *mName;
+        const char *mMethod;
+        Answer      mAnswer;
+        bool        mAvailable;
+        const char *mLog = "";
+    } sCases[] = {
+        { "silent properties", "GetProperties", Answer::Silence(), false },
+        { "silent services", "GetServices", Answer::Silence(), false },
+        { "crash in properties", "GetProperties", Answer::Crash(), false },
+        { "crash in services", "GetServices", Answer::Crash(), false },
+        { "crash in technologies", "GetTechnologies", Answer::Crash(), false },
+        { "crash in agent", "RegisterAgent", Answer::Crash(), false },
+        { "name unknown", "GetServices", Answer::Error("org.freedesktop.DBus.Error.ServiceUnknown", "gone"), false },
+        { "agent refused", "RegisterAgent", Answer::Error("net.connman.Error.PermissionDenied", "Permission denied"),
+          false },
+        { "agent known", "RegisterAgent", Answer::Error("net.connman.Error.AlreadyExists", "Already exists"), true },
+        { "services refused", "GetServices", Answer::Error("net.connman.Error.Failed", "Input/output error"), true },
+        { "services of another type", "GetServices", Answer::Value("('text',)"), true },
+        { "no services argument", "GetServices", Answer::Value(""), true },
+        { "services that exact decoding refuses", "GetServices",
+          Answer::Value("([(objectpath '/a', {'MTU': <uint16 1500>})],)"), true,
+          "connman: cannot decode services: -5" },
+    };
 
-    EXPECT_EQ(mDelegate.Count("Available"), 1u);
-    EXPECT_EQ(mDelegate.Count("StateChanged offline"), 1u);
-    EXPECT_EQ(mDelegate.Count("ServicesAdded"), 0u);
-    EXPECT_TRUE(mLog.Contains("connman: cannot decode services: -5", 4));
+    for (const auto &lCase : sCases)
+    {
+        SCOPED_TRACE(lCase.mName);
+        mLog.Clear();
+        mDelegate.mEvents.clear();
+        ASSERT_TRUE(mFake.Appear());
+        mFake.Script(lCase.mMethod, lCase.mAnswer, "", 1);
+        mConnMan.SetDelegate(&mDelegate);
+        ASSERT_EQ(mConnMan.Init(300), 0);
+        EXPECT_EQ(mConnMan.IsAvailable(), lCase.mAvailable);
+        EXPECT_EQ(mDelegate.Count("Available"), lCase.mAvailable ? 1u : 0u);
+        EXPECT_TRUE(mLog.Contains(lCase.mLog)) << mLog.GetText();
 
-    // It is loaded when it comes anew with something that can be.
-    mFake.Silently(true);
-    mFake.RemoveService(Path("mtu"));
-    mFake.Silently(false);
-    mDelegate.mEvents.clear();
-    mFake.Crash();
-    ASSERT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
-    ASSERT_TRUE(mFake.Appear());
-    ASSERT_TRUE(PumpUntil([this] { return mDelegate.Count("Available") == 1; }));
-    EXPECT_EQ(mDelegate.Count("ServicesAdded"), 1u);
+        ASSERT_TRUE(Crash());
+        mConnMan.SetTimeout(20000);
+        mDelegate.mEvents.clear();
+        ASSERT_TRUE(mFake.Appear());
+        ASSERT_TRUE(PumpUntil([this] { return mDelegate.Count("Available") == 1; })) << mLog.GetText();
+        EXPECT_EQ(mDelegate.Count(kLoaded[2]), 1u);
+        EXPECT_EQ(mDelegate.Count(kLoaded[3]), 1u);
+        mConnMan.Destroy();
+    }
 }
-
-struct LoadFailure
-{
-    const char *mName;
-    const char *mMethod;
-    Answer      mAnswer;
-    bool        mAvailable;
-};
-
-class LoadFailureTest : public PresenceTest, public testing::WithParamInterface<LoadFailure>
-{
-};
-
-TEST_P(LoadFailureTest, LeavesADefinedState)
-{
-    const LoadFailure &lCase = GetParam();
-
-    ASSERT_TRUE(mFake.Appear());
-    mFake.Script(lCase.mMethod, lCase.mAnswer, "", 1);
-    mConnMan.SetDelegate(&mDelegate);
-    ASSERT_EQ(mConnMan.Init(300), 0);
-
-    EXPECT_EQ(mConnMan.IsAvailable(), lCase.mAvailable);
-    EXPECT_EQ(mDelegate.Count("Available"), lCase.mAvailable ? 1u : 0u);
-
-    // However it failed, the next daemon is loaded whole.
-    mFake.Crash();
-    ASSERT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
-    mConnMan.SetTimeout(20000);
-    mDelegate.mEvents.clear();
-    ASSERT_TRUE(mFake.Appear());
-    ASSERT_TRUE(PumpUntil([this] { return mDelegate.Count("Available") == 1; })) << mLog.GetText();
-    EXPECT_EQ(mDelegate.Count("ServicesAdded [/net/connman/service/a]"), 1u);
-    EXPECT_EQ(mDelegate.Count("TechnologiesAdded"), 1u);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, LoadFailureTest,
-    testing::Values(LoadFailure{ "SilentProperties", "GetProperties", Answer::Silence(), false },
-                    LoadFailure{ "SilentServices", "GetServices", Answer::Silence(), false },
-                    LoadFailure{ "CrashInProperties", "GetProperties", Answer::Crash(), false },
-                    LoadFailure{ "CrashInServices", "GetServices", Answer::Crash(), false },
-                    LoadFailure{ "CrashInTechnologies", "GetTechnologies", Answer::Crash(), false },
-                    LoadFailure{ "CrashInRegisterAgent", "RegisterAgent", Answer::Crash(), false },
-                    LoadFailure{ "NameUnknown", "GetServices",
-                                 Answer::Error("org.freedesktop.DBus.Error.ServiceUnknown", "gone"), false },
-                    LoadFailure{ "AgentRefused", "RegisterAgent",
-                                 Answer::Error("net.connman.Error.PermissionDenied", "Permission denied"), false },
-                    LoadFailure{ "AgentKnown", "RegisterAgent",
-                                 Answer::Error("net.connman.Error.AlreadyExists", "Already exists"), true },
-                    LoadFailure{ "ServicesRefused", "GetServices",
-                                 Answer::Error("net.connman.Error.Failed", "Input/output error"), true },
-                    LoadFailure{ "ServicesOfAnotherType", "GetServices", Answer::Value("('text',)"), true },
-                    LoadFailure{ "NoServicesArgument", "GetServices", Answer::Value(""), true }),
-    [](const auto &anInfo) { return std::string(anInfo.param.mName); });
 
 TEST_F(PresenceTest, TheDelegateMayUseTheClientFromEveryCallback)
 {
@@ -266,11 +198,10 @@ TEST_F(PresenceTest, TheDelegateMayUseTheClientFromEveryCallback)
     {
         CFDictionaryRef lProperties = nullptr;
 
-        if (aEvent.compare(0, 13, "ServicesAdded") == 0)
+        if (aEvent == kLoaded[2])
         {
-            const zqError lReturn = mConnMan.ServiceGetProperties(Path("a").c_str(), lProperties);
-
-            lResults.push_back(std::to_string(lReturn) + " " + DescribeAndRelease(lProperties));
+            EXPECT_EQ(mConnMan.ServiceGetProperties(kA.c_str(), lProperties), 0);
+            lResults.push_back(DescribeAndRelease(lProperties));
         }
         if (aEvent == "Available")
             mConnMan.SetDelegate(nullptr);
@@ -279,22 +210,20 @@ TEST_F(PresenceTest, TheDelegateMayUseTheClientFromEveryCallback)
     mConnMan.SetDelegate(&mDelegate);
     ASSERT_EQ(mConnMan.Init(20000), 0);
 
-    EXPECT_EQ(lResults, Events{ "0 {State: idle}" });
+    EXPECT_EQ(lResults, Events{ "{State: idle}" });
     EXPECT_EQ(mFake.GetAgentPath(), "");
 }
 
 TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndHarmsNothing)
 {
     Start();
-
     EXPECT_EQ(mConnMan.Init(), zqError_WrongState);
     {
         zqConnMan lSecond;
 
         EXPECT_EQ(lSecond.Init(), zqError_AlreadyPresent);
     }
-    mDelegate.mEvents.clear();
-    mFake.SetServiceProperty(Path("a"), "State", "'ready'");
+    mFake.SetServiceProperty(kA, "State", "'ready'");
     EXPECT_EQ(Take(), Events{ "ServiceChanged /net/connman/service/a {State: ready}" });
     EXPECT_NE(mFake.CallAgent("Release", ""), 0u);
     EXPECT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
@@ -303,10 +232,8 @@ TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndHarmsNothing)
 TEST_F(PresenceTest, DestroyTakesTheAgentBackAndMayBeRepeated)
 {
     Start();
-    Take();
     mConnMan.Destroy();
     mConnMan.Destroy();
-
     EXPECT_EQ(mFake.GetAgentPath(), "");
     EXPECT_EQ(mDelegate.mEvents, Events());
     EXPECT_EQ(mConnMan.ServiceConnect("/a"), zqError_WrongState);
@@ -316,21 +243,18 @@ TEST_F(PresenceTest, DestroyTakesTheAgentBackAndMayBeRepeated)
     EXPECT_EQ(Take(), kLoaded);
 }
 
-TEST_F(ConnManTest, TheLossOfTheBusEndsInUnavailableAndEveryCallInWrongState)
+TEST_F(PresenceTest, TheLossOfTheBusEndsInUnavailableAndEveryCallInWrongState)
 {
-    const std::string lPath = Path("a");
-
-    AddService("a");
     mFake.Script("Connect", Answer::Silence());
     Start();
-    ASSERT_EQ(mConnMan.ServiceConnect(lPath.c_str()), 0);
+    ASSERT_EQ(mConnMan.ServiceConnect(kA.c_str()), 0);
 
     SystemBus().Kill();
     EXPECT_TRUE(PumpUntil([&] { return mDelegate.Count("Unavailable") == 1; }));
-    EXPECT_EQ(mDelegate.Count("ServiceDidNotConnect " + lPath), 1u);
+    EXPECT_EQ(mDelegate.Count("ServiceDidNotConnect " + kA), 1u);
     EXPECT_TRUE(mLog.Contains("connman: the bus is gone", 3));
-    EXPECT_EQ(mConnMan.ServiceDisconnect(lPath.c_str()), zqError_WrongState);
-    EXPECT_EQ(mConnMan.ServiceConnect(lPath.c_str()), zqError_WrongState);
+    EXPECT_EQ(mConnMan.ServiceDisconnect(kA.c_str()), zqError_WrongState);
+    EXPECT_EQ(mConnMan.ServiceConnect(kA.c_str()), zqError_WrongState);
 
     // Without a bus there is no client; with a new one there is.
     mConnMan.Destroy();

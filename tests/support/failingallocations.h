@@ -6,6 +6,11 @@
 #ifndef ZQ_TEST_FAILINGALLOCATIONS_H
 #define ZQ_TEST_FAILINGALLOCATIONS_H
 
+#include <algorithm>
+#include <vector>
+
+#include <gtest/gtest.h>
+
 namespace zq::Test
 {
 
@@ -19,6 +24,34 @@ public:
     FailingAllocations(const FailingAllocations &)            = delete;
     FailingAllocations &operator=(const FailingAllocations &) = delete;
 };
+
+/**
+ *  Let an operation's first allocation fail, then its second, and so on until it succeeds.
+ *
+ *  @param[in]  theErrors  All that it may return until then.
+ *
+ *  @returns  how often it failed.
+ */
+template <typename Operation>
+int Starve(const std::vector<int> &theErrors, Operation anOperation)
+{
+    for (int lGranted = 0; lGranted < 20000; ++lGranted)
+    {
+        int lReturn = 0;
+        {
+            const FailingAllocations lFailing(lGranted);
+
+            lReturn = anOperation();
+        }
+        if (lReturn == 0)
+            return lGranted;
+
+        EXPECT_NE(std::count(theErrors.begin(), theErrors.end(), lReturn), 0)
+            << lReturn << " with " << lGranted << " allocations";
+    }
+    ADD_FAILURE() << "never succeeded";
+    return 0;
+}
 
 } // namespace zq::Test
 
