@@ -8,49 +8,56 @@
 namespace zq::Test
 {
 
-using CallsTest = BusTest;
-using Texts     = std::vector<std::string>;
+namespace
+{
+
+using Texts = std::vector<std::string>;
+
+class CallsTest : public BusTest
+{
+protected:
+    LogCapture mLog;
+    Peer       mPeer;
+};
+
+} // namespace
 
 TEST_F(CallsTest, BlockingCallsYieldWhatThePeerAnswers)
 {
-    Peer lPeer;
-
-    struct
+    const struct
     {
         const char *mTitle;
         Answer      mAnswer;
         int         mTimeout;
         zqError     mResult;
         const char *mErrorName;
-        const char *mText;
-    } const kRows[] = {
+        const char *mText = "";
+    } kRows[] = {
         { "value", Answer::Value("('yes',)"), -1, 0, nullptr, "yes" },
         { "value of a patient caller", Answer::Value("('yes',)"), DBUS_TIMEOUT_INFINITE, 0, nullptr, "yes" },
-        { "error", Answer::Error("com.example.No", "no"), -1, zqError_Failed, "com.example.No", "" },
+        { "error", Answer::Error("com.example.No", "no"), -1, zqError_Failed, "com.example.No" },
         { "error that says it is a time-out", Answer::Error(DBUS_ERROR_NO_REPLY, "mine"), -1, zqError_Failed,
-          DBUS_ERROR_NO_REPLY, "" },
-        { "silence", Answer::Silence(), 60, zqError_TimedOut, DBUS_ERROR_NO_REPLY, "" },
-        { "no patience", Answer::Silence(), 0, zqError_TimedOut, DBUS_ERROR_NO_REPLY, "" },
-        { "crash", Answer::Crash(), -1, zqError_Failed, DBUS_ERROR_NO_REPLY, "" },
-        { "nobody there", Answer::Normal(), -1, zqError_Failed, DBUS_ERROR_SERVICE_UNKNOWN, "" },
+          DBUS_ERROR_NO_REPLY },
+        { "silence", Answer::Silence(), 60, zqError_TimedOut, DBUS_ERROR_NO_REPLY },
+        { "no patience", Answer::Silence(), 0, zqError_TimedOut, DBUS_ERROR_NO_REPLY },
+        { "crash", Answer::Crash(), -1, zqError_Failed, DBUS_ERROR_NO_REPLY },
+        { "nobody there", Answer::Normal(), -1, zqError_Failed, DBUS_ERROR_SERVICE_UNKNOWN },
     };
 
     for (const auto &lRow : kRows)
     {
         SCOPED_TRACE(lRow.mTitle);
 
-        zqDBusError  lError;
-        DBusMessage *lReply = nullptr;
-
         // A method of its own: the call of an impatient row may arrive late.
         const std::string lMethod = "Ask" + std::to_string(&lRow - kRows);
+        zqDBusError       lError;
+        DBusMessage      *lReply = nullptr;
 
-        lPeer.Script(lMethod, lRow.mAnswer);
-
+        mPeer.Script(lMethod, lRow.mAnswer);
         EXPECT_EQ(lRow.mResult,
                   Call(mBus, lMethod.c_str(), nullptr, &lReply, lRow.mTimeout, lError.Get(), DBUS_TYPE_INVALID));
         EXPECT_STREQ(lRow.mErrorName, lError.GetName());
-        EXPECT_EQ(lRow.mResult == 0, lReply != nullptr);
+        ASSERT_EQ(lRow.mResult == 0, lReply != nullptr);
 
         if (lReply != nullptr)
         {
@@ -62,13 +69,12 @@ TEST_F(CallsTest, BlockingCallsYieldWhatThePeerAnswers)
 
 TEST_F(CallsTest, AsynchronousCallsEndInOneOutcomeEach)
 {
-    Peer     lPeer;
     Outcomes lOutcomes;
 
-    lPeer.Script("Value", Answer::Value("('yes',)"));
-    lPeer.Script("Error", Answer::Error("com.example.No", "no"));
-    lPeer.Script("Silence", Answer::Silence());
-    lPeer.Script("Crash", Answer::Crash());
+    mPeer.Script("Value", Answer::Value("('yes',)"));
+    mPeer.Script("Error", Answer::Error("com.example.No", "no"));
+    mPeer.Script("Silence", Answer::Silence());
+    mPeer.Script("Crash", Answer::Crash());
 
     for (const char *lMethod : { "Value", "Error", "Silence", "Crash" })
         ASSERT_EQ(0, CallAsync(mBus, lMethod, lOutcomes.New(lMethod), 15000));
@@ -84,105 +90,81 @@ TEST_F(CallsTest, AsynchronousCallsEndInOneOutcomeEach)
 
 TEST_F(CallsTest, CancelledCallEndsAtOnceAndItsReplyIsForgotten)
 {
-    Peer                     lPeer;
     Outcomes                 lOutcomes;
     zqDBusPendingCall *const lPending = lOutcomes.New("call");
 
-    lPeer.Script("Ask", Answer::Held());
+    mPeer.Script("Ask", Answer::Held());
     ASSERT_EQ(0, CallAsync(mBus, "Ask", lPending));
-    ASSERT_TRUE(lPeer.WaitForCall("Ask"));
+    ASSERT_TRUE(mPeer.WaitForCall("Ask"));
 
     EXPECT_EQ(0, mBus->CancelPendingCall(lPending));
     EXPECT_EQ((Texts{ "call: error " DBUS_ERROR_DISCONNECTED }), lOutcomes.mTexts);
     EXPECT_EQ(0, lOutcomes.mAlive);
     EXPECT_EQ(zqError_NotFound, mBus->CancelPendingCall(lPending));
 
-    lPeer.ReleaseHeld();
-    lPeer.Flush();
+    mPeer.ReleaseHeld();
+    mPeer.Flush();
     EXPECT_TRUE(Settle(mBus));
     EXPECT_EQ(1, lOutcomes.mCount);
 }
 
 TEST_F(CallsTest, ReceiverMayCallAgainOrThrow)
 {
-    Peer             lPeer;
-    Outcomes         lOutcomes;
-    const LogCapture lLog;
+    Outcomes   lOutcomes;
+    const auto lCallAgain = [&]
+    {
+        EXPECT_EQ(0, CallPlainly(mBus, "Other"));
+        EXPECT_EQ(0, CallAsync(mBus, "Silence", lOutcomes.New("second"), 0));
+    };
 
-    lPeer.Script("Silence", Answer::Silence());
-    ASSERT_EQ(0, CallAsync(mBus, "Silence",
-                           lOutcomes.New("first",
-                                         [&]
-                                         {
-                                             EXPECT_EQ(0, CallPlainly(mBus, "Other"));
-                                             EXPECT_EQ(0, CallAsync(mBus, "Silence", lOutcomes.New("second"), 0));
-                                         }),
-                           0));
+    mPeer.Script("Silence", Answer::Silence());
+    ASSERT_EQ(0, CallAsync(mBus, "Silence", lOutcomes.New("first", lCallAgain), 0));
     ASSERT_EQ(0, CallAsync(mBus, "Other", lOutcomes.New("third", [] { throw 1; })));
 
     ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 3; }));
     EXPECT_EQ(0, lOutcomes.mAlive);
-    EXPECT_TRUE(lLog.Contains("threw"));
+    EXPECT_TRUE(mLog.Contains("threw"));
 }
 
-TEST_F(CallsTest, OneMessageMayBeSentTwice)
+TEST_F(CallsTest, OneMessageMayBeSentTwiceAndToAUniqueName)
 {
-    Peer               lPeer;
     Outcomes           lOutcomes;
-    DBusMessage *const lMessage = zqDBus::NewMethodCall(kPeerName, kPeerPath, kPeerInterface, "Ask");
+    const std::string  lName    = mPeer.GetUniqueName();
+    DBusMessage *const lMessage = zqDBus::NewMethodCall(lName.c_str(), kPeerPath, kPeerInterface, "Ask");
 
     for (const char *lLabel : { "first", "second" })
         ASSERT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, lOutcomes.New(lLabel), nullptr, -1, nullptr));
 
     EXPECT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, nullptr, nullptr, -1, nullptr));
     EXPECT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 2; }));
-    EXPECT_EQ(3u, lPeer.CountCalls("Ask"));
-
+    EXPECT_EQ(3u, mPeer.CountCalls("Ask"));
     dbus_message_unref(lMessage);
 }
 
-TEST_F(CallsTest, NobodyElseAnswersAnAsynchronousCall)
+TEST_F(CallsTest, NobodyElseAnswersACall)
 {
-    Peer             lPeer;
-    RawPeer          lForger;
-    Outcomes         lOutcomes;
-    const LogCapture lLog;
+    Outcomes     lOutcomes;
+    DBusMessage *lReply = nullptr;
 
-    lPeer.Script("Ask", Answer::Held());
+    mPeer.Script("Ask", Answer::Held());
     ASSERT_EQ(0, CallAsync(mBus, "Ask", lOutcomes.New("call")));
-    ASSERT_TRUE(lPeer.WaitForCall("Ask"));
-
-    const FakePeer::Call lCall = lPeer.GetCalls("Ask").front();
-
-    lForger.SendReply(lCall.mSender, lCall.mSerial, "forged");
+    ASSERT_TRUE(mPeer.WaitForCall("Ask"));
+    ForgeReply(mPeer.GetCalls("Ask").front());
     ASSERT_TRUE(Settle(mBus));
     EXPECT_EQ(0, lOutcomes.mCount);
-    EXPECT_TRUE(lLog.Contains("ignoring a reply"));
+    EXPECT_TRUE(mLog.Contains("ignoring a reply"));
 
-    lPeer.ReleaseHeld();
+    mPeer.ReleaseHeld();
     ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 1; }));
     EXPECT_EQ((Texts{ "call: completed " }), lOutcomes.mTexts) << "the true reply still counts";
-}
 
-TEST_F(CallsTest, BlockingCallRefusesAForgedReply)
-{
-    Peer             lPeer;
-    RawPeer          lForger;
-    const LogCapture lLog;
-
-    lPeer.Script("Ask", Answer::Silence());
-
+    // A blocking call cannot wait for the true one.
     std::thread lThread(
         [&]
         {
-            ASSERT_TRUE(lPeer.WaitForCall("Ask"));
-
-            const FakePeer::Call lCall = lPeer.GetCalls("Ask").front();
-
-            lForger.SendReply(lCall.mSender, lCall.mSerial, "forged");
+            EXPECT_TRUE(mPeer.WaitForCall("Ask", 2));
+            ForgeReply(mPeer.GetCalls("Ask").back());
         });
-
-    DBusMessage *lReply = nullptr;
 
     EXPECT_EQ(zqError_BadReply, Call(mBus, "Ask", nullptr, &lReply, 15000, nullptr, DBUS_TYPE_INVALID));
     EXPECT_EQ(nullptr, lReply);
@@ -191,29 +173,17 @@ TEST_F(CallsTest, BlockingCallRefusesAForgedReply)
 
 TEST_F(CallsTest, RestartedPeerIsBelievedBeforeItsArrivalIsDispatched)
 {
-    Peer     lPeer;
     Outcomes lOutcomes;
 
     ASSERT_EQ(0, CallPlainly(mBus, "Ask"));
     ASSERT_TRUE(Settle(mBus));
-
-    lPeer.Crash();
-    ASSERT_TRUE(lPeer.Appear());
+    mPeer.Crash();
+    ASSERT_TRUE(mPeer.Appear());
 
     EXPECT_EQ(0, CallPlainly(mBus, "Ask"));
     EXPECT_EQ(0, CallAsync(mBus, "Ask", lOutcomes.New("call")));
     EXPECT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 1; }));
     EXPECT_EQ((Texts{ "call: completed " }), lOutcomes.mTexts);
-}
-
-TEST_F(CallsTest, UniqueNamesAreComparedAsTheyAre)
-{
-    Peer               lPeer;
-    const std::string  lName    = lPeer.GetUniqueName();
-    DBusMessage *const lMessage = zqDBus::NewMethodCall(lName.c_str(), kPeerPath, kPeerInterface, "Ask");
-
-    EXPECT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, nullptr, nullptr, -1, nullptr));
-    dbus_message_unref(lMessage);
 }
 
 // Everything that libdbus would end the process for.
@@ -324,7 +294,6 @@ TEST_F(CallsTest, UnusableNamesMakeNoCall)
 
 TEST_F(CallsTest, ArgumentsArriveAsTheyWereGiven)
 {
-    Peer                 lPeer;
     const char *const    lText        = "text";
     const char *const    lPath        = "/path";
     const dbus_bool_t    lBoolean     = 1;
@@ -339,7 +308,7 @@ TEST_F(CallsTest, ArgumentsArriveAsTheyWereGiven)
                       DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &lTextArray, 2, DBUS_TYPE_ARRAY, DBUS_TYPE_DOUBLE, &lNoArray,
                       0, DBUS_TYPE_INVALID));
     EXPECT_EQ("('text', objectpath '/path', true, [uint16 1, 2], ['a', 'b'], @ad [])",
-              lPeer.GetCalls("Ask").front().mArguments);
+              mPeer.GetCalls("Ask").front().mArguments);
 }
 
 } // namespace zq::Test

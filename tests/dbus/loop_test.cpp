@@ -6,49 +6,13 @@ namespace zq::Test
 namespace
 {
 
-struct Counter
-{
-    std::atomic<int>      mCount{ 0 };
-    std::function<void()> mAction;
-
-    static DBusHandlerResult Handle(void *aContext, DBusConnection * /* aConnection */, DBusMessage * /* aMessage */)
-    {
-        auto *const lCounter = static_cast<Counter *>(aContext);
-
-        if (lCounter->mAction)
-            lCounter->mAction();
-
-        lCounter->mCount++;
-
-        return DBUS_HANDLER_RESULT_HANDLED;
-    }
-};
-
-constexpr zqDBusSignalDispatch kTicks[] = {
-    { kPeerInterface, kPeerName, kPeerPath, "Tick", nullptr, Counter::Handle },
-    { nullptr, nullptr, nullptr, nullptr, nullptr, nullptr },
-};
-
-class Ticks : public Counter
-{
-public:
-    explicit Ticks(zqDBus *aBus) : mBus(aBus)
-    {
-        EXPECT_EQ(0, mBus->RegisterSignalHandlers(kPeerPath, kTicks, this));
-        EXPECT_TRUE(Settle(mBus));
-    }
-    ~Ticks() { EXPECT_EQ(0, mBus->UnregisterSignalHandlers(kPeerPath, kTicks, this)); }
-
-private:
-    zqDBus *mBus;
-};
-
 /** Signals first, and then the reply: whoever reads the reply has read them. */
 class TickingPeer : public Peer
 {
 public:
-    explicit TickingPeer(int aNumTicks) : mNumTicks(aNumTicks) {}
     ~TickingPeer() override { Detach(); }
+
+    std::atomic<int> mNumTicks{ 0 };
 
 protected:
     Answer AnswerLocked(const Call &aCall, GVariant * /* aBody */) override
@@ -58,181 +22,189 @@ protected:
 
         return aCall.mMethod == "TickOnly" ? Answer::Silence() : Answer::Value("");
     }
-
-private:
-    int mNumTicks;
 };
 
-bool IsReady(zqDBus *aBus)
+/** Counts the peer's ticks. */
+struct Ticks
 {
-    unsigned int lCount = 0;
+    std::atomic<int>      mCount{ 0 };
+    std::function<void()> mAction;
 
-    return PR_Poll(aBus->GetPollDescriptors(lCount, nullptr), 1, PR_INTERVAL_NO_WAIT) > 0;
-}
+    static DBusHandlerResult Handle(void *aContext, DBusConnection * /* aConnection */, DBusMessage * /* aMessage */)
+    {
+        auto *const lTicks = static_cast<Ticks *>(aContext);
+
+        if (lTicks->mAction)
+            lTicks->mAction();
+
+        lTicks->mCount++;
+
+        return DBUS_HANDLER_RESULT_HANDLED;
+    }
+};
+
+constexpr zqDBusSignalDispatch kTable[] = {
+    { kPeerInterface, kPeerName, kPeerPath, "Tick", nullptr, Ticks::Handle },
+    kEndOfSignals,
+};
+
+class LoopTest : public BusTest
+{
+protected:
+    /** From here on each call makes so many ticks; what there was before is handled. */
+    void Begin(int aNumTicks)
+    {
+        mPeer.mNumTicks = aNumTicks;
+        ASSERT_EQ(0, mBus->RegisterSignalHandlers(kPeerPath, kTable, &mTicks));
+        ASSERT_TRUE(Settle(mBus));
+
+        while (IsReady())
+            ASSERT_TRUE(PollOnce(mBus));
+    }
+
+    bool IsReady()
+    {
+        unsigned int lCount = 0;
+
+        return PR_Poll(mBus->GetPollDescriptors(lCount, nullptr), 1, PR_INTERVAL_NO_WAIT) > 0;
+    }
+
+    void OnThreads(int aCount, const std::function<void(int)> &aFunction)
+    {
+        std::vector<std::thread> lThreads;
+
+        for (int lIndex = 0; lIndex < aCount; lIndex++)
+            lThreads.emplace_back(aFunction, lIndex);
+        for (std::thread &lThread : lThreads)
+            lThread.join();
+    }
+
+    TickingPeer mPeer;
+    Ticks       mTicks;
+    Outcomes    mOutcomes;
+};
 
 } // namespace
 
-using LoopTest = BusTest;
+// Time-outs
 
 TEST_F(LoopTest, PendingCallsTimeOutInALoopThatNeverDoes)
 {
-    Peer     lPeer;
-    Outcomes lOutcomes;
-
-    lPeer.Script("Wait", Answer::Silence());
-
-    ASSERT_EQ(0, CallAsync(mBus, "Wait", lOutcomes.New("late"), 150));
-    ASSERT_EQ(0, CallAsync(mBus, "Wait", lOutcomes.New("soon"), 50));
-    ASSERT_EQ(0, CallAsync(mBus, "Wait", lOutcomes.New("at once"), 0));
-
-    ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 3; }));
-    EXPECT_EQ((std::vector<std::string>{ "at once: timed out", "soon: timed out", "late: timed out" }),
-              lOutcomes.mTexts);
-    EXPECT_EQ(0, lOutcomes.mAlive);
-}
-
-TEST_F(LoopTest, LibrarysOwnPendingCallsTimeOutToo)
-{
-    Peer               lPeer;
     DBusPendingCall   *lPending = nullptr;
     DBusMessage *const lMessage = zqDBus::NewMethodCall(kPeerName, kPeerPath, kPeerInterface, "Wait");
 
-    lPeer.Script("Wait", Answer::Silence());
+    mPeer.Script("Wait", Answer::Silence());
+    ASSERT_EQ(0, CallAsync(mBus, "Wait", mOutcomes.New("late"), 150));
+    ASSERT_EQ(0, CallAsync(mBus, "Wait", mOutcomes.New("soon"), 50));
+    ASSERT_EQ(0, CallAsync(mBus, "Wait", mOutcomes.New("at once"), 0));
+    ASSERT_TRUE(Drive(mBus, [&] { return mOutcomes.mCount == 3; }));
+    EXPECT_EQ((std::vector<std::string>{ "at once: timed out", "soon: timed out", "late: timed out" }),
+              mOutcomes.mTexts);
+    EXPECT_EQ(0, mOutcomes.mAlive);
+
+    // So do libdbus's own.
     ASSERT_TRUE(dbus_connection_send_with_reply(mBus->GetConnection(), lMessage, &lPending, 50));
-
     EXPECT_TRUE(Drive(mBus, [&] { return dbus_pending_call_get_completed(lPending); }));
-
     dbus_pending_call_unref(lPending);
     dbus_message_unref(lMessage);
 }
 
+// What a blocking call has read
+
 TEST_F(LoopTest, MessagesReadByABlockingCallOnAnotherThreadWakeTheLoop)
 {
-    TickingPeer lPeer(3);
-    Ticks       lTicks(mBus);
+    Begin(3);
 
-    std::thread([&] { EXPECT_EQ(0, CallPlainly(mBus, "Tick")); }).join();
-
-    // No HandleEvents(nullptr) before the poll.
-    while (lTicks.mCount < 3 && PollOnce(mBus))
+    for (const char *lMethod : { "Tick", "TickOnly" })
     {
+        mTicks.mCount = 0;
+        OnThreads(1,
+                  [&](int)
+                  {
+                      EXPECT_EQ(lMethod == std::string("Tick") ? 0 : zqError_TimedOut,
+                                CallPlainly(mBus, lMethod, lMethod == std::string("Tick") ? -1 : 500));
+                  });
+
+        // No HandleEvents(nullptr) before the poll.
+        while (mTicks.mCount < 3 && PollOnce(mBus))
+        {
+        }
+        EXPECT_EQ(3, mTicks.mCount);
     }
-
-    EXPECT_EQ(3, lTicks.mCount);
-}
-
-TEST_F(LoopTest, MessagesReadByABlockingCallThatTimedOutWakeTheLoop)
-{
-    TickingPeer lPeer(3);
-    Ticks       lTicks(mBus);
-
-    while (IsReady(mBus))
-        ASSERT_TRUE(PollOnce(mBus));
-
-    std::thread([&] { EXPECT_EQ(zqError_TimedOut, CallPlainly(mBus, "TickOnly", 500)); }).join();
-
-    while (lTicks.mCount < 3 && PollOnce(mBus))
-    {
-    }
-
-    EXPECT_EQ(3, lTicks.mCount);
 }
 
 TEST_F(LoopTest, BlockingCallOutsideTheLoopLeavesItsSignalsToTheNextPass)
 {
-    TickingPeer lPeer(3);
-    Ticks       lTicks(mBus);
-
+    Begin(3);
     ASSERT_EQ(0, CallPlainly(mBus, "Tick"));
-    EXPECT_EQ(0, lTicks.mCount) << "a blocking call must not dispatch";
-
+    EXPECT_EQ(0, mTicks.mCount) << "a blocking call must not dispatch";
     EXPECT_EQ(0, mBus->HandleEvents(nullptr));
-    EXPECT_EQ(3, lTicks.mCount);
+    EXPECT_EQ(3, mTicks.mCount);
 }
 
 TEST_F(LoopTest, BlockingCallInsideAHandlerLosesNoSignal)
 {
-    TickingPeer lPeer(1);
-    Ticks       lTicks(mBus);
-    int         lCalls = 0;
+    int lCalls = 0;
 
-    lTicks.mAction = [&]
+    Begin(1);
+    mTicks.mAction = [&]
     {
         if (lCalls++ == 0)
         {
             EXPECT_EQ(0, CallPlainly(mBus, "Tick"));
         }
+        EXPECT_EQ(0, mBus->HandleEvents(nullptr)) << "coming back into the loop changes nothing";
     };
-    lPeer.Signal("Tick");
-
-    EXPECT_TRUE(Drive(mBus, [&] { return lTicks.mCount == 2; }));
+    mPeer.Signal("Tick");
+    EXPECT_TRUE(Drive(mBus, [&] { return mTicks.mCount == 2; }));
 }
 
-TEST_F(LoopTest, FloodIsDispatchedInPortions)
-{
-    TickingPeer lPeer(1000);
-    Ticks       lTicks(mBus);
+// When it sleeps
 
+TEST_F(LoopTest, FloodIsDispatchedInPortionsAndThenTheLoopSleeps)
+{
+    Begin(1000);
     ASSERT_EQ(0, CallPlainly(mBus, "Tick"));
     ASSERT_TRUE(PollOnce(mBus));
+    EXPECT_GT(mTicks.mCount, 0);
+    EXPECT_LT(mTicks.mCount, 1000);
+    EXPECT_TRUE(IsReady()) << "what is left must not wait for traffic";
+    EXPECT_TRUE(Drive(mBus, [&] { return mTicks.mCount == 1000; }));
 
-    EXPECT_GT(lTicks.mCount, 0);
-    EXPECT_LT(lTicks.mCount, 1000);
-    EXPECT_TRUE(IsReady(mBus)) << "what is left must not wait for traffic";
-    EXPECT_TRUE(Drive(mBus, [&] { return lTicks.mCount == 1000; }));
-}
-
-TEST_F(LoopTest, IdleLoopSleeps)
-{
-    ASSERT_TRUE(Settle(mBus));
-
-    while (IsReady(mBus))
+    for (int lTurn = 0; lTurn < 5 && IsReady(); lTurn++)
         ASSERT_TRUE(PollOnce(mBus));
-
-    EXPECT_FALSE(IsReady(mBus));
+    EXPECT_FALSE(IsReady());
     EXPECT_EQ(0, mBus->HandleEvents(nullptr));
 }
 
 TEST_F(LoopTest, DescriptorsAreReportedAsChangedOnce)
 {
-    std::thread(
-        []
-        {
-            zqDBus *const lBus     = zqDBus::GetThreadDefaultInstance();
-            unsigned int  lCount   = 0;
-            bool          lChanged = false;
+    unsigned int lCount   = 0;
+    bool         lChanged = false;
+    PRPollDesc   lUnready = *mBus->GetPollDescriptors(lCount, &lChanged);
 
-            ASSERT_NE(nullptr, lBus->GetPollDescriptors(lCount, &lChanged));
-            EXPECT_EQ(1u, lCount);
-            EXPECT_TRUE(lChanged);
+    EXPECT_EQ(1u, lCount);
+    EXPECT_TRUE(lChanged);
 
-            lChanged = false;
-            (void)lBus->GetPollDescriptors(lCount, &lChanged);
-            EXPECT_FALSE(lChanged);
+    lChanged = false;
+    (void)mBus->GetPollDescriptors(lCount, &lChanged);
+    EXPECT_FALSE(lChanged);
 
-            lChanged = true;
-            (void)lBus->GetPollDescriptors(lCount, &lChanged);
-            EXPECT_TRUE(lChanged) << "the flag is the caller's";
-        })
-        .join();
+    lChanged = true;
+    (void)mBus->GetPollDescriptors(lCount, &lChanged);
+    EXPECT_TRUE(lChanged) << "the flag is the caller's";
+
+    lUnready.out_flags = 0;
+    EXPECT_EQ(0, mBus->HandleEvents(&lUnready));
 }
 
-TEST_F(LoopTest, DescriptorWithoutFlagsIsNotHandled)
-{
-    unsigned int lCount      = 0;
-    PRPollDesc   lDescriptor = *mBus->GetPollDescriptors(lCount, nullptr);
-
-    lDescriptor.out_flags = 0;
-
-    EXPECT_EQ(0, mBus->HandleEvents(&lDescriptor));
-}
+// Threads
 
 TEST_F(LoopTest, BlockingCallOnAnotherThreadHoldsUpNobody)
 {
-    Peer              lPeer;
     std::atomic<bool> lIsBlocked{ true };
 
-    lPeer.Script("Wait", Answer::Held());
+    mPeer.Script("Wait", Answer::Held());
 
     std::thread lThread(
         [&]
@@ -241,7 +213,7 @@ TEST_F(LoopTest, BlockingCallOnAnotherThreadHoldsUpNobody)
             lIsBlocked = false;
         });
 
-    ASSERT_TRUE(lPeer.WaitForCall("Wait"));
+    EXPECT_TRUE(mPeer.WaitForCall("Wait"));
 
     for (int lCount = 0; lCount < 20; lCount++)
     {
@@ -250,112 +222,62 @@ TEST_F(LoopTest, BlockingCallOnAnotherThreadHoldsUpNobody)
     }
 
     EXPECT_TRUE(lIsBlocked);
-    lPeer.ReleaseHeld();
+    mPeer.ReleaseHeld();
     lThread.join();
 }
 
-TEST_F(LoopTest, CallsFromManyThreadsAllEnd)
+TEST_F(LoopTest, CallsFromManyThreadsAllEndBesideTheLoop)
 {
-    constexpr int kThreads = 4;
-    constexpr int kCalls   = 40;
+    const LoopThread lLoop(mBus);
 
-    Peer                     lPeer;
-    Outcomes                 lOutcomes;
-    std::atomic<int>         lReplies{ 0 };
-    std::vector<std::thread> lThreads;
-    const LoopThread         lLoop(mBus);
+    mPeer.Script("Wait", Answer::Silence());
+    OnThreads(4,
+              [&](int anIndex)
+              {
+                  for (int lCall = 0; lCall < 40; lCall++)
+                  {
+                      EXPECT_EQ(0, CallAsync(mBus, "Later", mOutcomes.New("later")));
+                      EXPECT_EQ(0, CallPlainly(mBus, "Now"));
 
-    for (int lIndex = 0; lIndex < kThreads; lIndex++)
-        lThreads.emplace_back(
-            [&]
-            {
-                for (int lCall = 0; lCall < kCalls; lCall++)
-                {
-                    EXPECT_EQ(0, CallAsync(mBus, "Later", lOutcomes.New("later")));
-                    lReplies += CallPlainly(mBus, "Now") == 0 ? 1 : 0;
-                }
-            });
+                      if (lCall % 4 == 0)
+                      {
+                          EXPECT_EQ(zqError_TimedOut, CallPlainly(mBus, "Wait", anIndex + lCall / 4));
+                      }
+                  }
+              });
 
-    for (std::thread &lThread : lThreads)
-        lThread.join();
-
-    EXPECT_EQ(kThreads * kCalls, lReplies);
-    EXPECT_TRUE(WaitUntil([&] { return lOutcomes.mAlive == 0; }));
-    EXPECT_EQ(kThreads * kCalls, lOutcomes.mCount);
+    EXPECT_TRUE(WaitUntil([&] { return mOutcomes.mAlive == 0; }));
+    EXPECT_EQ(160, mOutcomes.mCount);
 }
 
-TEST_F(LoopTest, TimeOutsOfBlockingCallsMayEndBesideTheLoop)
-{
-    Peer                     lPeer;
-    std::vector<std::thread> lThreads;
-    const LoopThread         lLoop(mBus);
-
-    lPeer.Script("Wait", Answer::Silence());
-
-    for (int lIndex = 0; lIndex < 4; lIndex++)
-        lThreads.emplace_back(
-            [&, lIndex]
-            {
-                for (int lCall = 0; lCall < 10; lCall++)
-                    EXPECT_EQ(zqError_TimedOut, CallPlainly(mBus, "Wait", lIndex + lCall));
-            });
-
-    for (std::thread &lThread : lThreads)
-        lThread.join();
-}
-
-TEST_F(LoopTest, HandlerThatComesBackIntoTheLoopChangesNothing)
-{
-    TickingPeer lPeer(2);
-    Ticks       lTicks(mBus);
-
-    lTicks.mAction = [&] { EXPECT_EQ(0, mBus->HandleEvents(nullptr)); };
-    ASSERT_EQ(0, CallPlainly(mBus, "Tick"));
-
-    EXPECT_TRUE(Drive(mBus, [&] { return lTicks.mCount == 2; }));
-}
+// Instances
 
 TEST_F(LoopTest, HandlerMayDropTheLastReference)
 {
-    TickingPeer lPeer(2);
-    zqDBus     *lBus = nullptr;
-    Outcomes    lOutcomes;
-    Counter     lTicks;
+    Begin(2);
+    mPeer.Script("Wait", Answer::Silence());
+    ASSERT_EQ(0, CallAsync(mBus, "Wait", mOutcomes.New("outstanding")));
+    ASSERT_EQ(0, CallPlainly(mBus, "Tick"));
+    ASSERT_EQ(1, mBus->GetRefCount());
 
-    std::thread(
-        [&]
-        {
-            lBus = zqDBus::GetThreadDefaultInstance();
-            lBus->Retain();
-        })
-        .join();
+    mTicks.mAction = [&] { mHolder.Set(nullptr); };
+    (void)mBus->HandleEvents(nullptr);
 
-    ASSERT_EQ(1, lBus->GetRefCount());
-    ASSERT_EQ(0, lBus->RegisterSignalHandlers(kPeerPath, kTicks, &lTicks));
-    lPeer.Script("Wait", Answer::Silence());
-    ASSERT_EQ(0, CallAsync(lBus, "Wait", lOutcomes.New("outstanding")));
-    ASSERT_EQ(0, CallPlainly(lBus, "Tick"));
-
-    lTicks.mAction = [&]
-    {
-        if (lTicks.mCount == 0)
-            lBus->Release();
-    };
-    (void)lBus->HandleEvents(nullptr);
-
-    EXPECT_EQ((std::vector<std::string>{ "outstanding: error " DBUS_ERROR_DISCONNECTED }), lOutcomes.mTexts);
-    EXPECT_EQ(0, lOutcomes.mAlive);
+    EXPECT_EQ((std::vector<std::string>{ "outstanding: error " DBUS_ERROR_DISCONNECTED }), mOutcomes.mTexts);
+    EXPECT_EQ(0, mOutcomes.mAlive);
 }
 
-TEST_F(LoopTest, EveryThreadHasAnInstanceOfItsOwn)
+TEST_F(LoopTest, EveryThreadHasAnInstanceAndTheProcessHoldsOne)
 {
-    EXPECT_EQ(mBus, zqDBus::GetThreadDefaultInstance());
-    std::thread([&] { EXPECT_NE(mBus, zqDBus::GetThreadDefaultInstance()); }).join();
-}
+    zqDBus *const lMine = zqDBus::GetThreadDefaultInstance();
 
-TEST_F(LoopTest, ProcessWideInstanceIsHeldUntilItIsReplaced)
-{
-    std::thread([] { zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance()); }).join();
+    EXPECT_EQ(lMine, zqDBus::GetThreadDefaultInstance());
+    OnThreads(1,
+              [&](int)
+              {
+                  EXPECT_NE(lMine, zqDBus::GetThreadDefaultInstance());
+                  zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance());
+              });
 
     ASSERT_NE(nullptr, zqDBus::GetGlobalDefaultInstance());
     EXPECT_EQ(1, zqDBus::GetGlobalDefaultInstance()->GetRefCount());

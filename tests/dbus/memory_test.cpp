@@ -29,78 +29,37 @@ constexpr char kCalledName[] = "com.example.NameThatIsCalledInVain";
 constexpr zqDBusSignalDispatch kTable[] = {
     { kPeerInterface, kLongName, kLongPath, kLongMember, "first", Ignore },
     { kPeerInterface, kSecondName, nullptr, kLongMember, "second", Ignore },
-    { nullptr, nullptr, nullptr, nullptr, nullptr, nullptr },
+    kEndOfSignals,
 };
 
 constexpr zqDBusFilter kFilters[] = {
     { kPeerInterface, kLongMember, kLongName, IgnoreFilter, nullptr },
     { kPeerInterface, kLongMember, kThirdName, IgnoreFilter, nullptr },
-    { nullptr, nullptr, nullptr, nullptr, nullptr },
+    {},
 };
 
-constexpr zqDBusMethodDispatch kMethods[] = { { nullptr, nullptr, nullptr } };
-
-/**
- *  Let the first allocation of an operation fail, then the second, and so on
- *  until it succeeds.
- *
- *  @returns how often it failed.
- */
-int FailOneByOne(zqError anExpected, const std::function<zqError()> &anOperation)
-{
-    for (int lGranted = 0; lGranted < 1000; lGranted++)
-    {
-        zqError lReturn = 0;
-        {
-            const FailingAllocations lFailing(lGranted);
-
-            lReturn = anOperation();
-        }
-
-        if (lReturn == 0)
-            return lGranted;
-
-        EXPECT_EQ(anExpected, lReturn) << "with " << lGranted << " allocations";
-    }
-
-    ADD_FAILURE() << "never succeeded";
-
-    return 0;
-}
+const std::vector<zqError> kExhausted = { zqError_NoResources };
 
 } // namespace
 
-/** On an instance of its own, whose tables have no room yet. */
-class MemoryTest : public BusTest
-{
-protected:
-    MemoryTest()
-    {
-        std::thread([this] { mHolder.Set(zqDBus::GetThreadDefaultInstance()); }).join();
-        mBus = static_cast<zqDBus *>(mHolder.Get());
-    }
-
-    zqRefCountSharedPtr mHolder;
-};
+using MemoryTest = BusTest;
 
 TEST_F(MemoryTest, RegistrationsFailWholeAndSucceedLater)
 {
     const zqDBus::DisconnectHandler lHandler = [](void *) {};
 
-    EXPECT_GT(
-        FailOneByOne(zqError_NoResources, [&] { return mBus->RegisterSignalHandlers(kLongPath, kTable, nullptr); }), 5);
+    EXPECT_GT(Starve(kExhausted, [&] { return mBus->RegisterSignalHandlers(kLongPath, kTable, nullptr); }), 5);
     EXPECT_EQ(0, mBus->UnregisterSignalHandlers(kLongPath, kTable, nullptr));
     EXPECT_EQ(zqError_NotFound, mBus->UnregisterSignalHandlers(kLongPath, kTable, nullptr)) << "nothing was left over";
 
-    EXPECT_GT(FailOneByOne(zqError_NoResources, [&] { return mBus->AddFilters(kFilters); }), 5);
+    EXPECT_GT(Starve(kExhausted, [&] { return mBus->AddFilters(kFilters); }), 5);
     EXPECT_EQ(0, mBus->RemoveFilters(kFilters));
     EXPECT_EQ(zqError_NotFound, mBus->RemoveFilters(kFilters));
 
-    EXPECT_GT(FailOneByOne(zqError_NoResources, [&] { return mBus->RegisterInterface(kLongPath, kMethods, nullptr); }),
-              0);
+    EXPECT_GT(Starve(kExhausted, [&] { return mBus->RegisterInterface(kLongPath, kNoMethods, nullptr); }), 0);
     EXPECT_EQ(0, mBus->UnregisterInterface(kLongPath));
 
-    EXPECT_GT(FailOneByOne(zqError_NoResources, [&] { return mBus->AddDisconnectHandler(lHandler, this); }), 0);
+    EXPECT_GT(Starve(kExhausted, [&] { return mBus->AddDisconnectHandler(lHandler, this); }), 0);
     mBus->RemoveDisconnectHandler(lHandler, this);
 
     EXPECT_TRUE(Settle(mBus));
@@ -112,12 +71,12 @@ TEST_F(MemoryTest, CallThatCannotBeRememberedIsNotSent)
     zqDBusPendingCall *const lPending = lOutcomes.New("call");
     DBusMessage *const       lMessage = zqDBus::NewMethodCall(kCalledName, kPeerPath, kPeerInterface, "Ask");
 
-    EXPECT_GT(FailOneByOne(zqError_NoResources,
-                           [&]
-                           {
-                               EXPECT_EQ(1, lOutcomes.mAlive);
-                               return mBus->PerformMethodCallWithMessage(lMessage, lPending, nullptr, -1, nullptr);
-                           }),
+    EXPECT_GT(Starve(kExhausted,
+                     [&]
+                     {
+                         EXPECT_EQ(1, lOutcomes.mAlive);
+                         return mBus->PerformMethodCallWithMessage(lMessage, lPending, nullptr, -1, nullptr);
+                     }),
               2);
     EXPECT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 1; }));
     EXPECT_EQ((std::vector<std::string>{ "call: error " DBUS_ERROR_SERVICE_UNKNOWN }), lOutcomes.mTexts);
@@ -135,17 +94,17 @@ TEST_F(MemoryTest, ValueIsWholeOrNull)
     ASSERT_TRUE(dbus_message_append_args(lMessage, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &lArray, 2, DBUS_TYPE_INVALID));
     ASSERT_TRUE(dbus_message_iter_init(lMessage, &lIterator));
 
-    EXPECT_GT(FailOneByOne(zqError_NoResources,
-                           [&]
-                           {
-                               const auto lValue = zqDBus::CopyValue(&lIterator);
+    EXPECT_GT(Starve(kExhausted,
+                     [&]
+                     {
+                         const auto lValue = zqDBus::CopyValue(&lIterator);
 
-                               if (!lValue)
-                                   return zqError_NoResources;
+                         if (!lValue)
+                             return zqError_NoResources;
 
-                               return CFArrayGetCount(static_cast<CFArrayRef>(lValue.Get())) == 2 ? zqError_None
-                                                                                                  : zqError_Failed;
-                           }),
+                         return CFArrayGetCount(static_cast<CFArrayRef>(lValue.Get())) == 2 ? zqError_None
+                                                                                            : zqError_Failed;
+                     }),
               2);
     dbus_message_unref(lMessage);
 }
@@ -155,12 +114,10 @@ TEST_F(MemoryTest, InstanceIsMadeWholeOrNotAtAll)
     std::thread(
         []
         {
-            EXPECT_GT(FailOneByOne(zqError_NoResources,
-                                   [] {
-                                       return zqDBus::GetThreadDefaultInstance() != nullptr ? zqError_None
-                                                                                            : zqError_NoResources;
-                                   }),
-                      2);
+            EXPECT_GT(
+                Starve(kExhausted, []
+                       { return zqDBus::GetThreadDefaultInstance() != nullptr ? zqError_None : zqError_NoResources; }),
+                2);
             EXPECT_TRUE(Settle(zqDBus::GetThreadDefaultInstance()));
         })
         .join();

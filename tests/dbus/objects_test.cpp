@@ -64,7 +64,6 @@ class ObjectsTest : public BusTest
 {
 protected:
     ObjectsTest() : mObject{ mBus, {} } { EXPECT_EQ(0, mBus->RegisterInterface(kPath, kMethods, &mObject)); }
-    ~ObjectsTest() override { (void)mBus->UnregisterInterface(kPath); }
 
     /** Call our object from the peer and serve it: "BODY" or "ERROR". */
     std::string CallUs(const char *anInterface, const char *aMethod, const char *aBody, const char *aPath = kPath)
@@ -123,16 +122,13 @@ TEST_F(ObjectsTest, UnusableArgumentsAreRefused)
 
     EXPECT_EQ(zqError_InvalidArgument, mBus->RegisterInterface("/free", nullptr, nullptr));
     EXPECT_EQ(zqError_NotFound, mBus->UnregisterInterface("/free"));
-}
 
-TEST_F(ObjectsTest, OnlyCallsAreAnswered)
-{
+    // Only calls are answered.
     DBusMessage *const lSignal = dbus_message_new_signal("/", "a.b", "C");
 
-    EXPECT_EQ(zqError_InvalidArgument, zqDBus::ReplyWithParams(mBus->GetConnection(), lSignal, DBUS_TYPE_INVALID));
-    EXPECT_EQ(zqError_InvalidArgument, zqDBus::ReplyWithParams(mBus->GetConnection(), nullptr, DBUS_TYPE_INVALID));
+    for (DBusMessage *lMessage : { lSignal, static_cast<DBusMessage *>(nullptr) })
+        EXPECT_EQ(zqError_InvalidArgument, zqDBus::ReplyWithParams(mBus->GetConnection(), lMessage, DBUS_TYPE_INVALID));
     EXPECT_EQ(zqError_InvalidArgument, zqDBus::ReplyWithParams(nullptr, lSignal, DBUS_TYPE_INVALID));
-
     dbus_message_unref(lSignal);
 }
 

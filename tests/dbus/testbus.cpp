@@ -10,49 +10,24 @@ Answer Peer::AnswerLocked(const Call & /* aCall */, GVariant * /* aBody */)
     return Answer::Value("");
 }
 
-RawPeer::RawPeer() : mConnection(dbus_bus_get_private(DBUS_BUS_SYSTEM, nullptr))
+void ForgeReply(const FakePeer::Call &aCall)
 {
-    dbus_connection_set_exit_on_disconnect(mConnection, FALSE);
-}
+    const char           *lText       = "forged";
+    DBusConnection *const lConnection = dbus_bus_get_private(DBUS_BUS_SYSTEM, nullptr);
+    DBusMessage *const    lMessage    = dbus_message_new(DBUS_MESSAGE_TYPE_METHOD_RETURN);
 
-RawPeer::~RawPeer()
-{
-    dbus_connection_close(mConnection);
-    dbus_connection_unref(mConnection);
-}
-
-bool RawPeer::Own(const char *aName)
-{
-    return dbus_bus_request_name(mConnection, aName, DBUS_NAME_FLAG_REPLACE_EXISTING, nullptr) ==
-           DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER;
-}
-
-void RawPeer::SendSignal(const char *aDestination, const char *aPath, const char *anInterface, const char *aMember)
-{
-    DBusMessage *const lMessage = dbus_message_new_signal(aPath, anInterface, aMember);
-
-    (void)dbus_message_set_destination(lMessage, aDestination);
-    Send(lMessage);
-}
-
-void RawPeer::SendReply(const std::string &aDestination, std::uint32_t aReplySerial, const char *aText)
-{
-    DBusMessage *const lMessage = dbus_message_new(DBUS_MESSAGE_TYPE_METHOD_RETURN);
-
-    (void)dbus_message_set_destination(lMessage, aDestination.c_str());
-    (void)dbus_message_set_reply_serial(lMessage, aReplySerial);
-    (void)dbus_message_append_args(lMessage, DBUS_TYPE_STRING, &aText, DBUS_TYPE_INVALID);
-    Send(lMessage);
-}
-
-void RawPeer::Send(DBusMessage *aMessage)
-{
-    (void)dbus_connection_send(mConnection, aMessage, nullptr);
-    dbus_connection_flush(mConnection);
-    dbus_message_unref(aMessage);
+    dbus_connection_set_exit_on_disconnect(lConnection, FALSE);
+    (void)dbus_message_set_destination(lMessage, aCall.mSender.c_str());
+    (void)dbus_message_set_reply_serial(lMessage, aCall.mSerial);
+    (void)dbus_message_append_args(lMessage, DBUS_TYPE_STRING, &lText, DBUS_TYPE_INVALID);
+    (void)dbus_connection_send(lConnection, lMessage, nullptr);
 
     // The bus has passed it on when it answers what came after.
-    (void)dbus_bus_name_has_owner(mConnection, kPeerName, nullptr);
+    (void)dbus_bus_name_has_owner(lConnection, kPeerName, nullptr);
+
+    dbus_message_unref(lMessage);
+    dbus_connection_close(lConnection);
+    dbus_connection_unref(lConnection);
 }
 
 namespace
@@ -199,7 +174,10 @@ void LoopThread::Run()
 BusTest::BusTest()
 {
     (void)SystemBus().Start();
-    mBus = zqDBus::GetThreadDefaultInstance();
+
+    // The thread's own instance would outlive the case: this one is of a thread that ends.
+    std::thread([this] { mHolder.Set(zqDBus::GetThreadDefaultInstance()); }).join();
+    mBus = static_cast<zqDBus *>(mHolder.Get());
 }
 
 } // namespace zq::Test

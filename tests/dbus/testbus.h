@@ -1,7 +1,7 @@
 /**
  *  @file
- *    What the cases of this folder share: a peer, a raw connection, receivers of
- *    outcomes, and a loop that waits for descriptors and for nothing else.
+ *    What the cases of this folder share: a peer, receivers of outcomes, and a
+ *    loop that waits for descriptors and for nothing else.
  */
 
 #ifndef ZQ_TEST_TESTBUS_H
@@ -45,26 +45,8 @@ protected:
     Answer AnswerLocked(const Call &aCall, GVariant *aBody) override;
 };
 
-/** A connection that says what it is told to, true or not. */
-class RawPeer
-{
-public:
-    RawPeer();
-    ~RawPeer();
-
-    std::string GetName() const { return dbus_bus_get_unique_name(mConnection); }
-    bool        Own(const char *aName);
-
-    void SendSignal(const char *aDestination, const char *aPath, const char *anInterface, const char *aMember);
-
-    /** Answer a call that went to somebody else. */
-    void SendReply(const std::string &aDestination, std::uint32_t aReplySerial, const char *aText);
-
-private:
-    void Send(DBusMessage *aMessage);
-
-    DBusConnection *mConnection;
-};
+/** Answer a call that went to somebody else, as one who owns no name. */
+void ForgeReply(const FakePeer::Call &aCall);
 
 /** Where the outcomes of calls are written down: "completed", "timed out", "error NAME", each after its label. */
 class Outcomes
@@ -113,13 +95,17 @@ private:
     std::thread       mThread;
 };
 
-/** A private bus, and this thread's instance on it. */
+constexpr zqDBusSignalDispatch kEndOfSignals = { nullptr, nullptr, nullptr, nullptr, nullptr, nullptr };
+constexpr zqDBusMethodDispatch kNoMethods[]  = { { nullptr, nullptr, nullptr } };
+
+/** A private bus, and an instance on it that is made and goes with the case. */
 class BusTest : public testing::Test
 {
 protected:
     BusTest();
 
-    zqDBus *mBus;
+    zqRefCountSharedPtr mHolder;
+    zqDBus             *mBus;
 };
 
 } // namespace zq::Test

@@ -1,8 +1,10 @@
 #include "testbus.h"
 
-#include <cstring>
+#include <describe.h>
 
-#include <dirent.h>
+#include <filesystem>
+#include <map>
+
 #include <unistd.h>
 
 namespace zq::Test
@@ -45,38 +47,35 @@ std::string Number(const void *aValue)
     return std::to_string(*static_cast<const T *>(aValue));
 }
 
+std::string Text(const void *aValue)
+{
+    return *static_cast<const char *const *>(aValue);
+}
+
 std::string ToText(int anEvent, const void *aValue)
 {
-    switch (anEvent)
-    {
-    case 's':
-    case 'o':
-    case 'g':
-    case 'e':
-        return *static_cast<const char *const *>(aValue);
-    case 'b':
-        return *static_cast<const dbus_bool_t *>(aValue) != 0 ? "true" : "false";
-    case 'y':
-        return Number<unsigned char>(aValue);
-    case 'n':
-        return Number<dbus_int16_t>(aValue);
-    case 'q':
-        return Number<dbus_uint16_t>(aValue);
-    case 'i':
-        return Number<dbus_int32_t>(aValue);
-    case 'u':
-        return Number<dbus_uint32_t>(aValue);
-    case 'x':
-        return Number<dbus_int64_t>(aValue);
-    case 't':
-        return Number<dbus_uint64_t>(aValue);
-    case 'd':
-        return Number<double>(aValue);
-    case zqDBusWalkArrayStart:
-        return std::string(1, static_cast<char>(*static_cast<const int *>(aValue)));
-    default:
-        return aValue == nullptr ? "" : "unexpected";
-    }
+    static const std::map<int, std::string (*)(const void *)> sTexts = {
+        { 's', Text },
+        { 'o', Text },
+        { 'g', Text },
+        { 'e', Text },
+        { 'b', Number<dbus_bool_t> },
+        { 'y', Number<unsigned char> },
+        { 'n', Number<dbus_int16_t> },
+        { 'q', Number<dbus_uint16_t> },
+        { 'i', Number<dbus_int32_t> },
+        { 'u', Number<dbus_uint32_t> },
+        { 'x', Number<dbus_int64_t> },
+        { 't', Number<dbus_uint64_t> },
+        { 'd', Number<double> },
+        { zqDBusWalkArrayStart,
+          [](const void *aType) { return std::string(1, static_cast<char>(*static_cast<const int *>(aType))); } },
+    };
+    const auto lFound = sTexts.find(anEvent);
+
+    if (lFound != sTexts.end())
+        return lFound->second(aValue);
+    return aValue == nullptr ? "" : "unexpected";
 }
 
 /** Writes the events down, one after the other: "EVENT[NAME]=VALUE". */
@@ -104,90 +103,11 @@ struct Transcript
     }
 };
 
-std::string Describe(CFTypeRef aValue);
-
-std::string DescribeNumber(CFNumberRef aNumber)
-{
-    const std::string lType = std::to_string(CFUGetNumberType(aNumber)) + ":";
-
-    if (CFNumberIsFloatType(aNumber))
-    {
-        double lValue = 0;
-
-        (void)CFNumberGetValue(aNumber, kCFNumberDoubleType, &lValue);
-        return lType + std::to_string(lValue);
-    }
-
-    SInt64 lValue = 0;
-
-    (void)CFNumberGetValue(aNumber, kCFNumberSInt64Type, &lValue);
-    return lType + std::to_string(lValue);
-}
-
-std::string DescribeDictionary(CFDictionaryRef aDictionary)
-{
-    std::string lText;
-
-    CFDictionaryApplyFunction(
-        aDictionary,
-        [](const void *aKey, const void *aValue, void *aContext)
-        { *static_cast<std::string *>(aContext) += Describe(aKey) + "=" + Describe(aValue) + " "; },
-        &lText);
-
-    return "{ " + lText + "}";
-}
-
-/** A value with its kind: numbers as TYPECODE:VALUE. */
-std::string Describe(CFTypeRef aValue)
-{
-    if (aValue == nullptr)
-        return "null";
-
-    const CFTypeID lType = CFGetTypeID(aValue);
-
-    if (lType == CFStringGetTypeID())
-        return "'" + std::string(CFStringGetCStringPtr(static_cast<CFStringRef>(aValue), kCFStringEncodingUTF8)) + "'";
-
-    if (lType == CFBooleanGetTypeID())
-        return CFBooleanGetValue(static_cast<CFBooleanRef>(aValue)) ? "true" : "false";
-
-    if (lType == CFNumberGetTypeID())
-        return DescribeNumber(static_cast<CFNumberRef>(aValue));
-
-    if (lType == CFDictionaryGetTypeID())
-        return DescribeDictionary(static_cast<CFDictionaryRef>(aValue));
-
-    std::string lText;
-
-    if (lType == CFDataGetTypeID())
-    {
-        const auto lData = static_cast<CFDataRef>(aValue);
-
-        for (CFIndex lIndex = 0; lIndex < CFDataGetLength(lData); lIndex++)
-            lText += std::to_string(CFDataGetBytePtr(lData)[lIndex]) + " ";
-
-        return "< " + lText + ">";
-    }
-
-    const auto lArray = static_cast<CFArrayRef>(aValue);
-
-    for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(lArray); lIndex++)
-        lText += Describe(CFArrayGetValueAtIndex(lArray, lIndex)) + " ";
-
-    return "[ " + lText + "]";
-}
-
 int CountDescriptors()
 {
-    DIR *const lDirectory = opendir("/proc/self/fd");
-    int        lCount     = 0;
+    const std::filesystem::directory_iterator lDirectory("/proc/self/fd");
 
-    while (readdir(lDirectory) != nullptr)
-        lCount++;
-
-    closedir(lDirectory);
-
-    return lCount;
+    return static_cast<int>(std::distance(begin(lDirectory), end(lDirectory)));
 }
 
 } // namespace
@@ -195,7 +115,7 @@ int CountDescriptors()
 TEST(WalkTest, EveryElementIsReportedInOrder)
 {
     const std::pair<const char *, const char *> kRows[] = {
-        { "('text', objectpath '/path', signature 'a{sv}', true)", "s=text o=/path g=a{sv} b=true" },
+        { "('text', objectpath '/path', signature 'a{sv}', true)", "s=text o=/path g=a{sv} b=1" },
         { "(byte 200, int16 -2, uint16 65535, int32 -4, uint32 4294967295)", "y=200 n=-2 q=65535 i=-4 u=4294967295" },
         { "(int64 -6, uint64 18446744073709551615, 1.5)", "x=-6 t=18446744073709551615 d=1.500000" },
         { "(@as [],)", "as=s ae" },
@@ -206,7 +126,7 @@ TEST(WalkTest, EveryElementIsReportedInOrder)
         { "(<'v'>,)", "v s=v" },
         { "(<<'twice'>>,)", "v v s=twice" },
         { "('State', <'online'>)", "s=State v s=online" },
-        { "({'A': <true>, 'B': <byte 7>},)", "as=e e[A]=A v[A] b[A]=true e[B]=B v[B] y[B]=7 ae" },
+        { "({'A': <true>, 'B': <byte 7>},)", "as=e e[A]=A v[A] b[A]=1 e[B]=B v[B] y[B]=7 ae" },
         { "({'List': <['x', 'y']>},)", "as=e e[List]=List v[List] as[List]=s s[List]=x s[List]=y ae[List] ae" },
         { "({'Outer': <{'Inner': <'deep'>}>, 'Next': <'flat'>},)",
           "as=e e[Outer]=Outer v[Outer] as[Outer]=e e[Inner]=Inner v[Inner] s[Inner]=deep ae[Outer] "
@@ -244,28 +164,21 @@ TEST(WalkTest, WalkEndsAtAnyEventThatIsRefused)
     }
 }
 
-TEST(WalkTest, NothingToWalkOrNobodyToTellIsRefused)
+TEST(WalkTest, DeepestMessageIsWalkedAndNothingIsRefused)
 {
-    Message    lMessage("('text',)");
-    Transcript lTranscript;
+    std::string lBody(32, '(');
 
-    EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(nullptr, Transcript::Walk, &lTranscript));
-    EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), nullptr, &lTranscript));
-}
-
-TEST(WalkTest, DeepestMessageIsWalked)
-{
-    const std::string lOpen(32, '(');
-    std::string       lClose;
-
+    lBody += "1";
     for (int lDepth = 0; lDepth < 32; lDepth++)
-        lClose += ",)";
+        lBody += ",)";
 
-    Message    lMessage(lOpen + "1" + lClose);
+    Message    lMessage(lBody);
     Transcript lTranscript;
 
     EXPECT_EQ(0, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), Transcript::Walk, &lTranscript));
     EXPECT_NE(std::string::npos, lTranscript.mText.find("i=1"));
+    EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(nullptr, Transcript::Walk, &lTranscript));
+    EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), nullptr, &lTranscript));
 }
 
 TEST(ValuesTest, EveryTypeBecomesItsNaturalValue)
@@ -284,16 +197,16 @@ TEST(ValuesTest, EveryTypeBecomesItsNaturalValue)
         { "(int64 -6,)", "4:-6" },
         { "(uint64 18446744073709551615,)", "4:-1" },
         { "(1.5,)", "13:1.500000" },
-        { "([byte 1, 255],)", "< 1 255 >" },
-        { "(@ay [],)", "< >" },
-        { "(@as [],)", "[ ]" },
-        { "(['a', 'b'],)", "[ 'a' 'b' ]" },
-        { "(('a', 1),)", "[ 'a' 3:1 ]" },
+        { "([byte 1, 255],)", "<1, 255>" },
+        { "(@ay [],)", "<>" },
+        { "(@as [],)", "[]" },
+        { "(['a', 'b'],)", "['a', 'b']" },
+        { "(('a', 1),)", "['a', 3:1]" },
         { "(<<'v'>>,)", "'v'" },
-        { "(@a{sv} {},)", "{ }" },
-        { "({'A': <true>, 'B': <{'C': <@ay [7]>}>},)", "{ 'A'=true 'B'={ 'C'=< 7 > } }" },
-        { "({1: 'one'},)", "{ 3:1='one' }" },
-        { "([{'A': 1}, {'A': 2}],)", "[ { 'A'=3:1 } { 'A'=3:2 } ]" },
+        { "(@a{sv} {},)", "{}" },
+        { "({'A': <true>, 'B': <{'C': <@ay [7]>}>},)", "{'A': true, 'B': {'C': <7>}}" },
+        { "({1: 'one'},)", "{3:1: 'one'}" },
+        { "([{'A': 1}, {'A': 2}],)", "[{'A': 3:1}, {'A': 3:2}]" },
         { "('first', 'second')", "'first'" },
     };
 
@@ -301,7 +214,7 @@ TEST(ValuesTest, EveryTypeBecomesItsNaturalValue)
     {
         Message lMessage(lRow.first);
 
-        EXPECT_EQ(lRow.second, Describe(zqDBus::CopyValue(lMessage.GetIterator()).Get())) << lRow.first;
+        EXPECT_EQ(lRow.second, Describe(zqDBus::CopyValue(lMessage.GetIterator()).Get(), true)) << lRow.first;
     }
 }
 
@@ -339,9 +252,9 @@ TEST(ValuesTest, DescriptorsAreNeitherYieldedNorLeaked)
         ASSERT_TRUE(dbus_message_iter_init(lMessage, &lIterator));
         EXPECT_EQ(0, zqDBus::WalkDBusMsgIter(&lIterator, Transcript::Walk, &lTranscript));
         EXPECT_EQ("h as=h h ae", lTranscript.mText);
-        EXPECT_EQ("null", Describe(zqDBus::CopyValue(&lIterator).Get()));
+        EXPECT_EQ("null", Describe(zqDBus::CopyValue(&lIterator).Get(), true));
         (void)dbus_message_iter_next(&lIterator);
-        EXPECT_EQ("[ ]", Describe(zqDBus::CopyValue(&lIterator).Get()));
+        EXPECT_EQ("[]", Describe(zqDBus::CopyValue(&lIterator).Get(), true));
     }
 
     EXPECT_LT(CountDescriptors(), lBefore + 100);

@@ -60,6 +60,22 @@ void SendSignal(GDBusConnection *aConnection, const std::string &aPath, const st
     Send(aConnection, lMessage);
 }
 
+/** The bus handles a connection's messages in order: its answer is behind all of them. */
+guint32 CallBus(GDBusConnection *aConnection, const char *aMethod, GVariant *aBody)
+{
+    GVariant *const lReply  = g_dbus_connection_call_sync(aConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                          "org.freedesktop.DBus", aMethod, aBody, nullptr,
+                                                          G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    guint32         lNumber = 0;
+
+    if (lReply != nullptr && g_variant_is_of_type(lReply, G_VARIANT_TYPE("(u)")))
+        g_variant_get(lReply, "(u)", &lNumber);
+    if (lReply != nullptr)
+        g_variant_unref(lReply);
+
+    return lNumber;
+}
+
 void Close(GDBusConnection *aConnection)
 {
     if (aConnection == nullptr)
@@ -67,6 +83,13 @@ void Close(GDBusConnection *aConnection)
 
     g_dbus_connection_close_sync(aConnection, nullptr, nullptr);
     g_object_unref(aConnection);
+}
+
+FakePeer::Call ReadCall(GDBusMessage *aMessage)
+{
+    return { Text(g_dbus_message_get_path(aMessage)),   Text(g_dbus_message_get_interface(aMessage)),
+             Text(g_dbus_message_get_member(aMessage)), PrintValue(g_dbus_message_get_body(aMessage)),
+             Text(g_dbus_message_get_sender(aMessage)), g_dbus_message_get_serial(aMessage) };
 }
 
 } // namespace
@@ -165,18 +188,7 @@ bool FakePeer::Appear()
         mConnection = lConnection;
     }
 
-    GVariant *const lReply = g_dbus_connection_call_sync(
-        lConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
-        g_variant_new("(su)", mBusName.c_str(), 4u), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    guint32 lOutcome = 0;
-
-    if (lReply != nullptr)
-    {
-        g_variant_get(lReply, "(u)", &lOutcome);
-        g_variant_unref(lReply);
-    }
-
-    return lOutcome == 1;
+    return CallBus(lConnection, "RequestName", g_variant_new("(su)", mBusName.c_str(), 4u)) == 1;
 }
 
 void FakePeer::Crash()
@@ -293,8 +305,11 @@ void FakePeer::EmitForged(const std::string &aPath, const std::string &anInterfa
 {
     GDBusConnection *const lForger = GetForger();
 
-    if (lForger != nullptr)
-        SendSignal(lForger, aPath, anInterface, aMember, aBody, aDestination);
+    if (lForger == nullptr)
+        return;
+
+    SendSignal(lForger, aPath, anInterface, aMember, aBody, aDestination);
+    (void)CallBus(lForger, "GetId", nullptr);
 }
 
 GDBusConnection *FakePeer::GetForger()
@@ -375,13 +390,7 @@ void FakePeer::Flush()
     if (lConnection == nullptr)
         return;
 
-    // The bus handles a connection's messages in order: its answer is behind all of them.
-    GVariant *const lReply = g_dbus_connection_call_sync(lConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                         "org.freedesktop.DBus", "GetId", nullptr, nullptr,
-                                                         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    if (lReply != nullptr)
-        g_variant_unref(lReply);
-
+    (void)CallBus(lConnection, "GetId", nullptr);
     g_object_unref(lConnection);
 }
 
@@ -440,9 +449,7 @@ void FakePeer::NoteReplyLocked(GDBusConnection *aConnection, GDBusMessage *aMess
 
 void FakePeer::HandleCallLocked(GDBusMessage *aMessage)
 {
-    const Call lCall = { Text(g_dbus_message_get_path(aMessage)),   Text(g_dbus_message_get_interface(aMessage)),
-                         Text(g_dbus_message_get_member(aMessage)), PrintValue(g_dbus_message_get_body(aMessage)),
-                         Text(g_dbus_message_get_sender(aMessage)), g_dbus_message_get_serial(aMessage) };
+    const Call lCall = ReadCall(aMessage);
 
     mCalls.push_back(lCall);
     AnswerCallLocked(aMessage, lCall, ScriptedLocked(lCall));
@@ -501,11 +508,7 @@ void FakePeer::ReleaseHeldLocked()
 
     for (GDBusMessage *lMessage : lHeld)
     {
-        const Call lCall = { Text(g_dbus_message_get_path(lMessage)),   Text(g_dbus_message_get_interface(lMessage)),
-                             Text(g_dbus_message_get_member(lMessage)), "",
-                             Text(g_dbus_message_get_sender(lMessage)), g_dbus_message_get_serial(lMessage) };
-
-        AnswerCallLocked(lMessage, lCall, Answer::Normal());
+        AnswerCallLocked(lMessage, ReadCall(lMessage), Answer::Normal());
         g_object_unref(lMessage);
     }
 }

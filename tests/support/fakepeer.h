@@ -123,7 +123,8 @@ public:
     void Emit(const std::string &aPath, const std::string &anInterface, const std::string &aMember,
               const std::string &aBody);
 
-    /** The same signal from a connection that owns no name; to everyone, or to one destination. */
+    /** The same signal from a connection that owns no name; to everyone, or to one destination. It has been passed on.
+     */
     void EmitForged(const std::string &aPath, const std::string &anInterface, const std::string &aMember,
                     const std::string &aBody, const std::string &aDestination = "");
 
