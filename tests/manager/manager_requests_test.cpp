@@ -110,6 +110,7 @@ TEST_F(Requests, EachReachesTheObjectThatItIsFor)
         { [&] { return GetManager().ServiceConnect(*mHome); }, "Connect", kHome, "()", 0 },
         { [&] { return GetManager().ServiceDisconnect(*mHome); }, "Disconnect", kHome, "()", 0 },
         { [&] { return GetManager().ServiceDisconnect(*mHome); }, "Disconnect", kHome, "()", -21 },
+        { [&] { return GetManager().ServiceConnect(*mHome); }, "Connect", kHome, "()", 0 },
         { [&] { return GetManager().ServiceRemove(*mHome); }, "Remove", kHome, "()", 0 },
         { [&] { return GetManager().ServiceSetProperty(*mMesh, kKey, kTrue); }, "SetProperty", kMesh,
           "('AutoConnect', <true>)", -5 },
@@ -135,27 +136,13 @@ TEST_F(Requests, EachReachesTheObjectThatItIsFor)
         EXPECT_EQ(lCall.mArguments, lRow.mArguments);
         mConnMan.ClearCalls();
     }
+    EXPECT_TRUE(mRecorder.WaitFor("ServiceDidNotConnect home -22"));
+    EXPECT_TRUE(mRecorder.WaitFor("ServiceDidConnect home"));
+    EXPECT_TRUE(mRecorder.WaitFor("TechnologyDidScan wifi"));
     EXPECT_TRUE(mLog.Contains(4, "network manager: Connman could not clear service property for key AutoConnect and "
                                  "service " +
                                      kHome));
     EXPECT_EQ(GetManager().ManagerGetProperty(kManagerPropertyOfflineMode).Get(), kCFBooleanTrue);
-}
-
-TEST_F(Requests, NullKeysAndValuesAreRefusedAndNothingIsSent)
-{
-    const CFUSharedRef<CFStringRef> kKey = CFURetain(kServicePropertyAutoConnect);
-    const CFUSharedRef<CFTypeRef>   kTrue(CFURetain<CFTypeRef>(kCFBooleanTrue));
-
-    EXPECT_EQ(GetManager().ServiceSetProperty(*mHome, nullptr, kTrue), -5);
-    EXPECT_EQ(GetManager().ServiceSetProperty(*mHome, kKey, nullptr), -5);
-    EXPECT_EQ(GetManager().ServiceClearProperty(*mHome, nullptr), -5);
-    EXPECT_EQ(GetManager().TechnologySetProperty(*mWiFi, nullptr, kTrue), -5);
-    EXPECT_EQ(GetManager().TechnologySetProperty(*mWiFi, kKey, nullptr), -5);
-    EXPECT_EQ(GetManager().ManagerSetProperty(nullptr, kTrue), -5);
-    EXPECT_EQ(GetManager().ManagerSetProperty(kKey, nullptr), -5);
-    EXPECT_EQ(mLog.Count("aKey != __null", 4), 4U);
-    EXPECT_EQ(mLog.Count("aValue != __null", 4), 3U);
-    EXPECT_EQ(mConnMan.GetCalls().size(), 0U);
 }
 
 TEST_F(Requests, OnlyCellularIsPoweredWithoutWaiting)
@@ -168,15 +155,6 @@ TEST_F(Requests, OnlyCellularIsPoweredWithoutWaiting)
     EXPECT_TRUE(mLog.Contains(2, "network manager: Enable Technology for WiFi synchronously"));
     mConnMan.ReleaseHeld();
     EXPECT_TRUE(mRecorder.WaitFor("TechnologyChanged cellular Powered"));
-}
-
-TEST_F(Requests, OutcomesOfConnectingAreTold)
-{
-    ASSERT_EQ(GetManager().ServiceDisconnect(*mHome), 0);
-    EXPECT_EQ(GetManager().ServiceConnect(*mHome), 0);
-    EXPECT_TRUE(mRecorder.WaitFor("ServiceDidConnect home"));
-    EXPECT_EQ(GetManager().ServiceConnect(*mHome), 0);
-    EXPECT_TRUE(mRecorder.WaitFor("ServiceDidNotConnect home -22"));
 }
 
 // The daemon answers for a service that has gone in the meantime.
@@ -306,11 +284,22 @@ TEST_F(Requests, CommissioningPermitsJoiningTheRadiosNetwork)
     EXPECT_EQ(mConnMan.CountCalls("SetProperty"), 1U);
 }
 
-TEST_F(Requests, WithoutTheDaemonEachIsRefusedAtOnce)
+TEST_F(Requests, EachIsRefusedAtOnceWithoutItsArgumentsAndWithoutTheDaemon)
 {
-    const CFUSharedRef<CFTypeRef> kTrue  = CFURetain<CFTypeRef>(kCFBooleanTrue);
-    const auto                    kKey   = CFURetain(kManagerPropertyOfflineMode);
-    CFDictionaryRef               lProps = nullptr;
+    const CFUSharedRef<CFTypeRef>   kTrue  = CFURetain<CFTypeRef>(kCFBooleanTrue);
+    const CFUSharedRef<CFStringRef> kKey   = CFURetain(kManagerPropertyOfflineMode);
+    CFDictionaryRef                 lProps = nullptr;
+
+    EXPECT_EQ(GetManager().ServiceSetProperty(*mHome, nullptr, kTrue), -5);
+    EXPECT_EQ(GetManager().ServiceSetProperty(*mHome, kKey, nullptr), -5);
+    EXPECT_EQ(GetManager().ServiceClearProperty(*mHome, nullptr), -5);
+    EXPECT_EQ(GetManager().TechnologySetProperty(*mWiFi, nullptr, kTrue), -5);
+    EXPECT_EQ(GetManager().TechnologySetProperty(*mWiFi, kKey, nullptr), -5);
+    EXPECT_EQ(GetManager().ManagerSetProperty(nullptr, kTrue), -5);
+    EXPECT_EQ(GetManager().ManagerSetProperty(kKey, nullptr), -5);
+    EXPECT_EQ(mLog.Count("aKey != __null", 4), 4U);
+    EXPECT_EQ(mLog.Count("aValue != __null", 4), 3U);
+    EXPECT_EQ(mConnMan.GetCalls().size(), 0U);
 
     mConnMan.Crash();
     ASSERT_TRUE(mLog.WaitFor("disconnected"));
@@ -381,32 +370,27 @@ TEST_F(Requests, MayComeFromAnyThreadWhileEventsFlow)
     EXPECT_TRUE(mRecorder.WaitFor("ServiceChanged home Strength"));
 }
 
-/** Asks from inside a callback, with the observer lock held. */
-class AskingObserver : public Observer::Default
-{
-public:
-    void ServiceChanged(Manager *aManager, Service *aService, CFDictionaryRef) override
-    {
-        CFDictionaryRef lProperties = nullptr;
-
-        mResult = aManager->CopyServiceProperties(aService->GetPath().Get(), lProperties);
-        CFURelease(lProperties);
-        mDone = true;
-    }
-
-    std::atomic<bool>    mDone{ false };
-    std::atomic<zqError> mResult{ -1 };
-};
-
 TEST_F(Requests, MayComeFromInsideACallback)
 {
-    AskingObserver lObserver;
+    // With the observer lock held.
+    class Asker : public Observer::Default
+    {
+    public:
+        void ServiceChanged(Manager *aManager, Service *aService, CFDictionaryRef) override
+        {
+            CFDictionaryRef lProperties = nullptr;
 
-    ASSERT_EQ(GetManager().AddObserver(&lObserver), 0);
+            mResult = aManager->CopyServiceProperties(aService->GetPath().Get(), lProperties);
+            CFURelease(lProperties);
+        }
+
+        std::atomic<zqError> mResult{ 1 };
+    } lAsker;
+
+    ASSERT_EQ(GetManager().AddObserver(&lAsker), 0);
     mConnMan.SetServiceProperty(kHome, "Strength", "byte 1");
-    EXPECT_TRUE(WaitUntil([&] { return lObserver.mDone.load(); }));
-    EXPECT_EQ(lObserver.mResult, 0);
-    EXPECT_EQ(GetManager().RemoveObserver(&lObserver), 0);
+    EXPECT_TRUE(WaitUntil([&] { return lAsker.mResult == 0; }));
+    EXPECT_EQ(GetManager().RemoveObserver(&lAsker), 0);
 }
 
 // MARK: The radio

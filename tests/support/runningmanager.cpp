@@ -17,21 +17,6 @@ std::string Text(CFStringRef aString)
     return zqString(aString).GetAsUTFArray();
 }
 
-/** The names of the properties, sorted: in what order a dictionary has them is not the point. */
-std::string Keys(CFDictionaryRef aProperties)
-{
-    const auto  lKeys = CFUAdopt(CFUDictionaryCopyKeys(aProperties));
-    Lines       lNames;
-    std::string lReturn;
-
-    for (CFIndex lIndex = 0; lKeys && lIndex < CFArrayGetCount(lKeys.Get()); ++lIndex)
-        lNames.push_back(Text(static_cast<CFStringRef>(CFArrayGetValueAtIndex(lKeys.Get(), lIndex))));
-    std::sort(lNames.begin(), lNames.end());
-    for (const std::string &lName : lNames)
-        lReturn += " " + lName;
-    return lReturn;
-}
-
 template <typename T>
 Lines Names(const zqRefObjectArray<T> &anArray)
 {
@@ -50,22 +35,6 @@ std::string Join(const zqRefObjectArray<T> &anArray)
     for (const std::string &lName : Names(anArray))
         lReturn += " " + lName;
     return lReturn;
-}
-
-std::string Line(const char *aName, const Object *anObject)
-{
-    return std::string(aName) + " " + Name(anObject);
-}
-
-template <typename Number>
-std::string Line(const char *aName, const Object *anObject, Number aNumber)
-{
-    return Line(aName, anObject) + " " + std::to_string(aNumber);
-}
-
-std::string Line(const char *aName, const Object *anObject, CFDictionaryRef aProperties)
-{
-    return Line(aName, anObject) + Keys(aProperties);
 }
 
 } // namespace
@@ -121,116 +90,34 @@ bool Recorder::WaitForAll(const Lines &aLines) const
     return WaitUntil([&] { return GetLines().size() >= aLines.size(); }) && GetLines() == aLines;
 }
 
-void Recorder::Note(const std::string &aLine)
+std::string Recorder::Part(CFStringRef aString)
 {
-    const std::lock_guard<std::mutex> lGuard(mLock);
-    mLines.push_back(aLine);
+    return " " + Text(aString);
 }
 
-void Recorder::StateChanged(Manager *, CFStringRef aState)
+/** The names of the properties, sorted: in what order a dictionary has them is not the point. */
+std::string Recorder::Part(CFDictionaryRef aProperties)
 {
-    Note("StateChanged " + Text(aState));
+    const auto  lKeys = CFUAdopt(CFUDictionaryCopyKeys(aProperties));
+    Lines       lNames;
+    std::string lReturn;
+
+    for (CFIndex lIndex = 0; lKeys && lIndex < CFArrayGetCount(lKeys.Get()); ++lIndex)
+        lNames.push_back(Text(static_cast<CFStringRef>(CFArrayGetValueAtIndex(lKeys.Get(), lIndex))));
+    std::sort(lNames.begin(), lNames.end());
+    for (const std::string &lName : lNames)
+        lReturn += " " + lName;
+    return lReturn;
 }
 
-void Recorder::PropertiesChanged(Manager *, CFDictionaryRef aProperties)
+std::string Recorder::Part(const Services &aServices)
 {
-    Note("PropertiesChanged" + Keys(aProperties));
+    return Join(aServices);
 }
 
-void Recorder::ServicesAdded(Manager *, const zqRefObjectArray<Service> &aServices)
+std::string Recorder::Part(const Technologies &aTechnologies)
 {
-    Note("ServicesAdded" + Join(aServices));
-}
-
-void Recorder::ServicesRemoved(Manager *, const zqRefObjectArray<Service> &aServices)
-{
-    Note("ServicesRemoved" + Join(aServices));
-}
-
-void Recorder::ServiceChanged(Manager *, Service *aService, CFDictionaryRef aChanged)
-{
-    Note(Line("ServiceChanged", aService, aChanged));
-}
-
-zqError Recorder::ServiceInput(Manager *, Service *aService, CFDictionaryRef aFields)
-{
-    Note(Line("ServiceInput", aService, aFields));
-    return 0;
-}
-
-void Recorder::ServiceError(Manager *, Service *aService, CFStringRef anError)
-{
-    Note(Line("ServiceError", aService) + " " + Text(anError));
-}
-
-void Recorder::ServiceDidConnect(Manager *, Service *aService)
-{
-    Note(Line("ServiceDidConnect", aService));
-}
-
-void Recorder::ServiceDidNotConnect(Manager *, Service *aService, zqError anError)
-{
-    Note(Line("ServiceDidNotConnect", aService, anError));
-}
-
-void Recorder::ServiceIsOnline(Manager *, Service *aService)
-{
-    Note(Line("ServiceIsOnline", aService));
-}
-
-void Recorder::ServiceIsNotOnline(Manager *, Service *aService, zqError anError)
-{
-    Note(Line("ServiceIsNotOnline", aService, anError));
-}
-
-void Recorder::ServiceIsWaking(Manager *, Service *aService, unsigned char aReason)
-{
-    Note(Line("ServiceIsWaking", aService, aReason));
-}
-
-void Recorder::ServiceDidWake(Manager *, Service *aService, unsigned char aReason)
-{
-    Note(Line("ServiceDidWake", aService, aReason));
-}
-
-void Recorder::ServiceDidNotWake(Manager *, Service *aService, zqError anError)
-{
-    Note(Line("ServiceDidNotWake", aService, anError));
-}
-
-void Recorder::TechnologiesAdded(Manager *, const zqRefObjectArray<Technology> &aTechnologies)
-{
-    Note("TechnologiesAdded" + Join(aTechnologies));
-}
-
-void Recorder::TechnologiesRemoved(Manager *, const zqRefObjectArray<Technology> &aTechnologies)
-{
-    Note("TechnologiesRemoved" + Join(aTechnologies));
-}
-
-void Recorder::TechnologyChanged(Manager *, Technology *aTechnology, CFDictionaryRef aChanged)
-{
-    Note(Line("TechnologyChanged", aTechnology, aChanged));
-}
-
-void Recorder::TechnologyDidScan(Manager *, Technology *aTechnology)
-{
-    Note(Line("TechnologyDidScan", aTechnology));
-}
-
-void Recorder::TechnologyDidNotScan(Manager *, Technology *aTechnology, zqError anError)
-{
-    Note(Line("TechnologyDidNotScan", aTechnology, anError));
-}
-
-void Recorder::DidPrepareForSleep(Manager *)
-{
-    Note("DidPrepareForSleep");
-}
-
-void Recorder::DidNotPrepareForSleep(Manager *, zqError anError)
-{
-    Note("DidNotPrepareForSleep " + std::to_string(anError));
+    return Join(aTechnologies);
 }
 
 std::string Recorder::GetLine(zqEvent *anEvent)
@@ -239,23 +126,23 @@ std::string Recorder::GetLine(zqEvent *anEvent)
     zqRefObjectArray<Technology> lTechnologies;
 
     if (auto *lState = dynamic_cast<Event::StateChanged *>(anEvent))
-        return "StateChanged " + Text(lState->GetState());
+        return Line("StateChanged", lState->GetState());
     if (auto *lProperties = dynamic_cast<Event::PropertiesChanged *>(anEvent))
-        return "PropertiesChanged" + Keys(lProperties->GetProperties());
+        return Line("PropertiesChanged", lProperties->GetProperties());
     if (auto *lAdded = dynamic_cast<Event::ServicesAdded *>(anEvent))
-        return (void)lAdded->GetServices(lServices), "ServicesAdded" + Join(lServices);
+        return (void)lAdded->GetServices(lServices), Line("ServicesAdded", lServices);
     if (auto *lRemoved = dynamic_cast<Event::ServicesRemoved *>(anEvent))
-        return (void)lRemoved->GetServices(lServices), "ServicesRemoved" + Join(lServices);
+        return (void)lRemoved->GetServices(lServices), Line("ServicesRemoved", lServices);
     if (auto *lAdded = dynamic_cast<Event::TechnologiesAdded *>(anEvent))
-        return (void)lAdded->GetTechnologies(lTechnologies), "TechnologiesAdded" + Join(lTechnologies);
+        return (void)lAdded->GetTechnologies(lTechnologies), Line("TechnologiesAdded", lTechnologies);
     if (auto *lRemoved = dynamic_cast<Event::TechnologiesRemoved *>(anEvent))
-        return (void)lRemoved->GetTechnologies(lTechnologies), "TechnologiesRemoved" + Join(lTechnologies);
+        return (void)lRemoved->GetTechnologies(lTechnologies), Line("TechnologiesRemoved", lTechnologies);
     if (auto *lChanged = dynamic_cast<Event::ServiceChanged *>(anEvent))
         return Line("ServiceChanged", lChanged->GetService(), lChanged->GetProperties());
     if (auto *lChanged = dynamic_cast<Event::TechnologyChanged *>(anEvent))
         return Line("TechnologyChanged", lChanged->GetTechnology(), lChanged->GetProperties());
     if (auto *lError = dynamic_cast<Event::ServiceError *>(anEvent))
-        return Line("ServiceError", lError->GetService()) + " " + Text(lError->GetError());
+        return Line("ServiceError", lError->GetService(), lError->GetError());
     if (auto *lInput = dynamic_cast<Event::ServiceInput *>(anEvent))
         return Line("ServiceInput", lInput->GetService(), lInput->GetProperties());
     if (auto *lDid = dynamic_cast<Event::ServiceDidConnect *>(anEvent))

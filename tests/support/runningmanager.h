@@ -35,6 +35,12 @@ std::string Value(const NetworkManager::Object *anObject, const char *aKey);
 class Recorder : public NetworkManager::Observer::Base
 {
 public:
+    using Manager      = NetworkManager::Manager;
+    using Service      = NetworkManager::Service;
+    using Technology   = NetworkManager::Technology;
+    using Services     = zqRefObjectArray<Service>;
+    using Technologies = zqRefObjectArray<Technology>;
+
     Lines GetLines() const;
     void  Clear();
 
@@ -49,44 +55,60 @@ public:
     /** The line for an event of a subscription, in the same form. */
     static std::string GetLine(zqEvent *anEvent);
 
-    void    StateChanged(NetworkManager::Manager *aManager, CFStringRef aState) override;
-    void    PropertiesChanged(NetworkManager::Manager *aManager, CFDictionaryRef aProperties) override;
-    void    ServicesAdded(NetworkManager::Manager                         *aManager,
-                          const zqRefObjectArray<NetworkManager::Service> &aServices) override;
-    void    ServicesRemoved(NetworkManager::Manager                         *aManager,
-                            const zqRefObjectArray<NetworkManager::Service> &aServices) override;
-    void    ServiceChanged(NetworkManager::Manager *aManager, NetworkManager::Service *aService,
-                           CFDictionaryRef aChanged) override;
-    zqError ServiceInput(NetworkManager::Manager *aManager, NetworkManager::Service *aService,
-                         CFDictionaryRef aFields) override;
-    void    ServiceError(NetworkManager::Manager *aManager, NetworkManager::Service *aService,
-                         CFStringRef anError) override;
-    void    ServiceDidConnect(NetworkManager::Manager *aManager, NetworkManager::Service *aService) override;
-    void    ServiceDidNotConnect(NetworkManager::Manager *aManager, NetworkManager::Service *aService,
-                                 zqError anError) override;
-    void    ServiceIsOnline(NetworkManager::Manager *aManager, NetworkManager::Service *aService) override;
-    void    ServiceIsNotOnline(NetworkManager::Manager *aManager, NetworkManager::Service *aService,
-                               zqError anError) override;
-    void    ServiceIsWaking(NetworkManager::Manager *aManager, NetworkManager::Service *aService,
-                            unsigned char aReason) override;
-    void    ServiceDidWake(NetworkManager::Manager *aManager, NetworkManager::Service *aService,
-                           unsigned char aReason) override;
-    void    ServiceDidNotWake(NetworkManager::Manager *aManager, NetworkManager::Service *aService,
-                              zqError anError) override;
-    void    TechnologiesAdded(NetworkManager::Manager                            *aManager,
-                              const zqRefObjectArray<NetworkManager::Technology> &aTechnologies) override;
-    void    TechnologiesRemoved(NetworkManager::Manager                            *aManager,
-                                const zqRefObjectArray<NetworkManager::Technology> &aTechnologies) override;
-    void    TechnologyChanged(NetworkManager::Manager *aManager, NetworkManager::Technology *aTechnology,
-                              CFDictionaryRef aChanged) override;
-    void    TechnologyDidScan(NetworkManager::Manager *aManager, NetworkManager::Technology *aTechnology) override;
-    void    TechnologyDidNotScan(NetworkManager::Manager *aManager, NetworkManager::Technology *aTechnology,
-                                 zqError anError) override;
-    void    DidPrepareForSleep(NetworkManager::Manager *aManager) override;
-    void    DidNotPrepareForSleep(NetworkManager::Manager *aManager, zqError anError) override;
+    void StateChanged(Manager *, CFStringRef aState) override { Note(__func__, aState); }
+    void PropertiesChanged(Manager *, CFDictionaryRef aProperties) override { Note(__func__, aProperties); }
+    void ServicesAdded(Manager *, const Services &aServices) override { Note(__func__, aServices); }
+    void ServicesRemoved(Manager *, const Services &aServices) override { Note(__func__, aServices); }
+    void ServiceChanged(Manager *, Service *aService, CFDictionaryRef aSet) override { Note(__func__, aService, aSet); }
+    void ServiceError(Manager *, Service *aService, CFStringRef aText) override { Note(__func__, aService, aText); }
+    void ServiceDidConnect(Manager *, Service *aService) override { Note(__func__, aService); }
+    void ServiceDidNotConnect(Manager *, Service *aService, zqError aCode) override { Note(__func__, aService, aCode); }
+    void ServiceIsOnline(Manager *, Service *aService) override { Note(__func__, aService); }
+    void ServiceIsNotOnline(Manager *, Service *aService, zqError aCode) override { Note(__func__, aService, aCode); }
+    void ServiceIsWaking(Manager *, Service *aService, unsigned char aWhy) override { Note(__func__, aService, aWhy); }
+    void ServiceDidWake(Manager *, Service *aService, unsigned char aWhy) override { Note(__func__, aService, aWhy); }
+    void ServiceDidNotWake(Manager *, Service *aService, zqError aCode) override { Note(__func__, aService, aCode); }
+    void TechnologiesAdded(Manager *, const Technologies &anArray) override { Note(__func__, anArray); }
+    void TechnologiesRemoved(Manager *, const Technologies &anArray) override { Note(__func__, anArray); }
+    void TechnologyChanged(Manager *, Technology *aTechnology, CFDictionaryRef aSet) override
+    {
+        Note(__func__, aTechnology, aSet);
+    }
+    void TechnologyDidScan(Manager *, Technology *aTechnology) override { Note(__func__, aTechnology); }
+    void TechnologyDidNotScan(Manager *, Technology *aTechnology, zqError aCode) override
+    {
+        Note(__func__, aTechnology, aCode);
+    }
+    void DidPrepareForSleep(Manager *) override { Note(__func__); }
+    void DidNotPrepareForSleep(Manager *, zqError aCode) override { Note(__func__, aCode); }
+
+    zqError ServiceInput(Manager *, Service *aService, CFDictionaryRef aFields) override
+    {
+        Note(__func__, aService, aFields);
+        return 0;
+    }
 
 private:
-    void Note(const std::string &aLine);
+    // One argument of a callback, with a space before it.
+    static std::string Part(CFStringRef aString);
+    static std::string Part(CFDictionaryRef aProperties);
+    static std::string Part(const NetworkManager::Object *anObject) { return " " + Name(anObject); }
+    static std::string Part(int aNumber) { return " " + std::to_string(aNumber); }
+    static std::string Part(const Services &aServices);
+    static std::string Part(const Technologies &aTechnologies);
+
+    template <typename... Arguments>
+    static std::string Line(const char *aName, const Arguments &...theArguments)
+    {
+        return (std::string(aName) + ... + Part(theArguments));
+    }
+
+    template <typename... Arguments>
+    void Note(const char *aName, const Arguments &...theArguments)
+    {
+        const std::lock_guard<std::mutex> lGuard(mLock);
+        mLines.push_back(Line(aName, theArguments...));
+    }
 
     mutable std::mutex mLock;
     Lines              mLines;
