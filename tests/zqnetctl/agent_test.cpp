@@ -8,18 +8,19 @@ constexpr const char *kPassphrase = "'Passphrase': <{'Type': <'psk'>, 'Requireme
 class AgentTest : public ToolTest
 {
 protected:
-    std::uint32_t Ask(const std::string &aFields)
+    /** Once the tool has its agent. */
+    void Ask(const std::string &aFields)
     {
-        return mConnMan.CallAgent("RequestInput",
-                                  "(objectpath '" + std::string(kHome) + "', @a{sv} {" + aFields + "})");
+        ASSERT_TRUE(WaitUntil([&] { return !mConnMan.GetAgentOwner().empty(); }));
+        mTicket =
+            mConnMan.CallAgent("RequestInput", "(objectpath '" + std::string(kHome) + "', @a{sv} {" + aFields + "})");
     }
 
-    /** A connect whose daemon asks and then waits for ReleaseHeld. */
-    void ConnectAndAsk(Tool &, const std::string &aFields)
+    /** A connect's daemon asks, and then waits for ReleaseHeld. */
+    void AskDuringConnect()
     {
         ASSERT_TRUE(mConnMan.WaitForCall("Connect"));
-        mTicket = Ask(aFields);
-        ASSERT_NE(mTicket, 0U);
+        Ask(kPassphrase);
     }
 
     std::string GetAnswer()
@@ -38,7 +39,7 @@ TEST_F(AgentTest, ConnectAnswersWithWhatStandsOnStandardInputAndNeverShowsIt)
     mConnMan.Script("Connect", Answer::Held());
     Tool lTool({ "-vvv", "--json", "connect", "home" });
 
-    ConnectAndAsk(lTool, kPassphrase);
+    AskDuringConnect();
     lTool.Write("opensesame\n");
     EXPECT_EQ(GetAnswer(), "({'Passphrase': <'opensesame'>},)");
     mConnMan.ReleaseHeld();
@@ -49,33 +50,30 @@ TEST_F(AgentTest, ConnectAnswersWithWhatStandsOnStandardInputAndNeverShowsIt)
 
 TEST_F(AgentTest, EveryFieldThatMayBeAnsweredIsAskedForOnce)
 {
-    struct Case
-    {
-        const char *mFields;
-        const char *mInput;
-        const char *mAnswer;
-    };
-
     const std::string lWPS =
         "'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>, 'Alternates': <['WPS']>}>, "
         "'WPS': <{'Type': <'wpspin'>, 'Requirement': <'alternate'>}>";
-    const Case lCases[] = {
+    const struct
+    {
+        std::string mFields;
+        const char *mInput;
+        const char *mAnswer;
+    } lCases[] = {
         { "'Identity': <{'Type': <'string'>, 'Requirement': <'mandatory'>}>, "
           "'Passphrase': <{'Type': <'passphrase'>, 'Requirement': <'mandatory'>}>",
           "me\nopensesame\n", "({'Identity': <'me'>, 'Passphrase': <'opensesame'>},)" },
-        { lWPS.c_str(), "\n12345670\n", "({'WPS': <'12345670'>},)" },
-        { lWPS.c_str(), "opensesame\n", "({'Passphrase': <'opensesame'>},)" },
+        { lWPS, "\n12345670\n", "({'WPS': <'12345670'>},)" },
+        { lWPS, "opensesame\n", "({'Passphrase': <'opensesame'>},)" },
         { "'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>}>, "
           "'PreviousPassphrase': <{'Type': <'psk'>, 'Requirement': <'informational'>, 'Value': <'old'>}>",
           "opensesame\n", "({'Passphrase': <'opensesame'>},)" },
     };
 
     Tool lTool({ "agent" });
-    ASSERT_TRUE(WaitUntil([&] { return !mConnMan.GetAgentOwner().empty(); }));
 
-    for (const Case &lCase : lCases)
+    for (const auto &lCase : lCases)
     {
-        mTicket = Ask(lCase.mFields);
+        Ask(lCase.mFields);
         lTool.Write(lCase.mInput);
         EXPECT_EQ(GetAnswer(), lCase.mAnswer) << lTool.GetErrors();
     }
@@ -94,7 +92,7 @@ TEST_F(AgentTest, AnEmptyAnswerAndTheEndOfInputRefuse)
         mConnMan.Script("Connect", Answer::Held(), "", 1);
         Tool lTool({ "connect", "home" });
 
-        ConnectAndAsk(lTool, kPassphrase);
+        AskDuringConnect();
         if (lEmpty)
             lTool.Write("\n");
         else
@@ -110,7 +108,7 @@ TEST_F(AgentTest, AQuestionIsDroppedWhenTheConnectionHasItsOutcome)
     mConnMan.Script("Connect", Answer::Held());
     Tool lTool({ "connect", "home" }, Tool::kTerminal);
 
-    ConnectAndAsk(lTool, kPassphrase);
+    AskDuringConnect();
     EXPECT_TRUE(lTool.WaitForOutput("Passphrase for home: ")) << lTool.GetOutput();
     mConnMan.ReleaseHeld();
     EXPECT_EQ(lTool.Wait(), 0);
@@ -120,9 +118,8 @@ TEST_F(AgentTest, AQuestionIsDroppedWhenTheConnectionHasItsOutcome)
 TEST_F(AgentTest, ATerminalDoesNotEchoASecretButAnythingElse)
 {
     Tool lTool({ "agent" }, Tool::kTerminal);
-    ASSERT_TRUE(WaitUntil([&] { return !mConnMan.GetAgentOwner().empty(); }));
 
-    mTicket = Ask("'Identity': <{'Type': <'string'>, 'Requirement': <'mandatory'>}>, " + std::string(kPassphrase));
+    Ask("'Identity': <{'Type': <'string'>, 'Requirement': <'mandatory'>}>, " + std::string(kPassphrase));
     ASSERT_TRUE(lTool.WaitForOutput("Identity for home: ")) << lTool.GetOutput();
     lTool.Write("visible\n");
     ASSERT_TRUE(lTool.WaitForOutput("Passphrase for home: ")) << lTool.GetOutput();

@@ -6,45 +6,39 @@
 namespace zq::Test
 {
 
-class MonitorTest : public ToolTest
-{
-protected:
-    /** The names of the events, in order. */
-    static Words GetNames(const Tool &aTool)
-    {
-        Words lNames;
-
-        for (const Json &lObject : aTool.GetObjects())
-            lNames.push_back(lObject.value("event", ""));
-        return lNames;
-    }
-};
-
-const Words kReplay = { "PropertiesChanged", "StateChanged", "ServicesAdded", "TechnologiesAdded" };
+using MonitorTest = ToolTest;
 
 TEST_F(MonitorTest, FirstTellsWhatIsThereInTheModelsOrder)
 {
-    Tool lTool({ "--json", "monitor", "--count", "4" });
+    for (const Words &lEnd : { Words{ "--count", "4" }, Words{ "--seconds", "0.2" } })
+    {
+        Tool  lTool({ "--json", "monitor", lEnd[0], lEnd[1] });
+        Words lNames;
 
-    EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
-    EXPECT_EQ(GetNames(lTool), kReplay);
-    EXPECT_EQ(lTool.GetObjects()[1]["state"], "offline");
-    EXPECT_EQ(lTool.GetObjects()[2]["services"][0]["path"], kHome);
-    EXPECT_EQ(lTool.GetObjects()[3]["technologies"][0]["properties"]["Type"], "wifi");
+        EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
+        const auto lObjects = lTool.GetObjects();
+
+        for (const Json &lObject : lObjects)
+            lNames.push_back(lObject.value("event", ""));
+        ASSERT_EQ(lNames, (Words{ "PropertiesChanged", "StateChanged", "ServicesAdded", "TechnologiesAdded" }));
+        EXPECT_EQ(lObjects[1]["state"], "offline");
+        EXPECT_EQ(lObjects[2]["services"][0]["path"], kHome);
+        EXPECT_EQ(lObjects[3]["technologies"][0]["properties"]["Type"], "wifi");
+    }
 }
 
 TEST_F(MonitorTest, EveryEventHasTheShapeThatConsumersRelyOn)
 {
-    struct Case
+    const std::string lGuest  = FakeConnMan::ServicePath("wifi_guest");
+    const std::string lFields = "@a{sv} {'PreviousPassphrase': <{'Type': <'psk'>, 'Requirement': <'informational'>, "
+                                "'Value': <'opensesame'>}>}";
+    const std::string lTech   = FakeConnMan::TechnologyPath("bluetooth");
+
+    const struct
     {
         std::function<void()> mProvoke;
         Json                  mEvent;
-    };
-
-    const std::string lGuest = FakeConnMan::ServicePath("wifi_guest");
-    const std::string lTech  = FakeConnMan::TechnologyPath("bluetooth");
-
-    const Case lCases[] = {
+    } lCases[] = {
         { [&] { mConnMan.SetManagerProperty("OfflineMode", "true"); },
           { { "event", "PropertiesChanged" }, { "properties", { { "OfflineMode", true } } } } },
         { [&] { mConnMan.SetManagerProperty("State", "'ready'"); },
@@ -55,13 +49,7 @@ TEST_F(MonitorTest, EveryEventHasTheShapeThatConsumersRelyOn)
           { { "event", "TechnologyChanged" }, { "technology", kWiFi }, { "properties", { { "Connected", true } } } } },
         { [&] { mConnMan.CallAgent("ReportError", "(objectpath '" + std::string(kHome) + "', 'invalid-key')"); },
           { { "event", "ServiceError" }, { "service", kHome }, { "error", "invalid-key" } } },
-        { [&]
-          {
-              mConnMan.CallAgent("RequestInput",
-                                 "(objectpath '" + std::string(kHome) +
-                                     "', @a{sv} {'PreviousPassphrase': <{'Type': <'psk'>, 'Requirement': "
-                                     "<'informational'>, 'Value': <'opensesame'>}>})");
-          },
+        { [&] { mConnMan.CallAgent("RequestInput", "(objectpath '" + std::string(kHome) + "', " + lFields + ")"); },
           { { "event", "ServiceInput" },
             { "service", kHome },
             { "fields",
@@ -72,7 +60,7 @@ TEST_F(MonitorTest, EveryEventHasTheShapeThatConsumersRelyOn)
     Tool lTool({ "--json", "monitor" });
     ASSERT_FALSE(lTool.WaitForObject({ { "event", "TechnologiesAdded" } }).is_null()) << lTool.GetErrors();
 
-    for (const Case &lCase : lCases)
+    for (const auto &lCase : lCases)
     {
         lCase.mProvoke();
         EXPECT_EQ(lTool.WaitForObject(lCase.mEvent), lCase.mEvent) << lTool.GetOutput();
@@ -122,14 +110,6 @@ TEST_F(MonitorTest, PlainLinesTellTheTimeAndOnlyWhatIsNew)
 
     for (const std::string &lLine : lTool.GetLines())
         EXPECT_EQ(lLine.find_first_not_of("0123456789:."), 12U) << lLine;
-}
-
-TEST_F(MonitorTest, EndsAfterItsSecondsWhenNothingHappens)
-{
-    Tool lTool({ "--json", "monitor", "--seconds", "0.2" });
-
-    EXPECT_EQ(lTool.Wait(), 0);
-    EXPECT_EQ(GetNames(lTool), kReplay);
 }
 
 TEST_F(MonitorTest, EndsWhenNobodyReadsAnyMore)

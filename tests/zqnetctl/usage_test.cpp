@@ -28,8 +28,6 @@ TEST_F(UsageTest, WrongCommandLinesExitWith2AndSayWhy)
         { { "-vx", "state" }, "unknown option -vx" },
         { { "monitor", "--count" }, "--count needs a number" },
         { { "monitor", "--count", "0" }, "not a number that can be used: 0" },
-        { { "monitor", "--count=-1" }, "not a number that can be used: -1" },
-        { { "monitor", "--seconds", "1x" }, "not a number that can be used: 1x" },
         { { "monitor", "--seconds=inf" }, "not a number that can be used: inf" },
         { { "state", "--seconds", "1" }, "--seconds is not for state" },
         { { "agent", "--count", "1" }, "--count is not for agent" },
