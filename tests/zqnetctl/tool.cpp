@@ -1,7 +1,10 @@
 #include "tool.h"
 
+#include <algorithm>
 #include <csignal>
+
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -12,12 +15,6 @@ namespace zq::Test
 
 namespace
 {
-
-/** Both ends close on exec, so that one run of the tool does not keep another's pipes open. */
-void MakePipe(int (&aPipe)[2])
-{
-    EXPECT_EQ(pipe2(aPipe, O_CLOEXEC), 0);
-}
 
 [[noreturn]] void Become(const Words &aWords, int anInput, int anOutput, int anErrors)
 {
@@ -63,9 +60,9 @@ Tool::Tool(const Words &aWords, Standard aStandard)
     }
     else
     {
-        MakePipe(lInput);
-        MakePipe(lOutput);
-        MakePipe(lErrors);
+        // Not for the next run of the tool, which would keep them open.
+        for (int *lPipe : { lInput, lOutput, lErrors })
+            EXPECT_EQ(pipe2(lPipe, O_CLOEXEC), 0);
     }
 
     mPid = fork();
@@ -78,8 +75,6 @@ Tool::Tool(const Words &aWords, Standard aStandard)
     mInput              = lInput[1];
     mOutput.mDescriptor = lOutput[0];
     mErrors.mDescriptor = lErrors[0];
-    Start(mOutput);
-    Start(mErrors);
 }
 
 Tool::~Tool()
@@ -91,36 +86,23 @@ Tool::~Tool()
     }
 
     EndInput();
-    Stop(mOutput);
-    Stop(mErrors);
+    for (const int lDescriptor : { mOutput.mDescriptor, mErrors.mDescriptor })
+        if (lDescriptor >= 0)
+            close(lDescriptor);
 }
 
-void Tool::Start(Reader &aReader)
+const std::string &Tool::Read(Stream &aStream)
 {
-    if (aReader.mDescriptor < 0)
-        return;
+    struct pollfd lPoll = { aStream.mDescriptor, POLLIN, 0 };
+    char          lBuffer[4096];
+    ssize_t       lLength = 1;
 
-    aReader.mThread = std::thread(
-        [this, &aReader]
-        {
-            char    lBuffer[4096];
-            ssize_t lLength = 0;
-
-            while ((lLength = read(aReader.mDescriptor, lBuffer, sizeof lBuffer)) > 0)
-            {
-                const std::lock_guard<std::mutex> lGuard(mLock);
-                aReader.mText.append(lBuffer, static_cast<std::size_t>(lLength));
-            }
-        });
-}
-
-void Tool::Stop(Reader &aReader)
-{
-    if (aReader.mThread.joinable())
-        aReader.mThread.join();
-    if (aReader.mDescriptor >= 0)
-        close(aReader.mDescriptor);
-    aReader.mDescriptor = -1;
+    while (lLength > 0 && poll(&lPoll, 1, 0) > 0)
+    {
+        lLength = read(aStream.mDescriptor, lBuffer, sizeof lBuffer);
+        aStream.mText.append(lBuffer, static_cast<std::size_t>(std::max<ssize_t>(lLength, 0)));
+    }
+    return aStream.mText;
 }
 
 void Tool::Write(const std::string &aText) const
@@ -142,29 +124,20 @@ void Tool::Signal(int aSignal) const
 
 int Tool::Wait()
 {
-    int lStatus = 0;
+    int        lStatus = 0;
+    const auto lEnded  = [&]
+    {
+        // A full pipe would hold it up.
+        (void)Read(mOutput);
+        (void)Read(mErrors);
+        return waitpid(mPid, &lStatus, WNOHANG) == mPid;
+    };
 
-    if (!WaitUntil([&] { return waitpid(mPid, &lStatus, WNOHANG) == mPid; }, 4 * kWaitLimit))
+    if (!WaitUntil(lEnded, 4 * kWaitLimit))
         return -1;
 
     mPid = -1;
-    Stop(mErrors);
-    Stop(mOutput);
     return WIFEXITED(lStatus) ? WEXITSTATUS(lStatus) : -1;
-}
-
-std::string Tool::GetOutput() const
-{
-    const std::lock_guard<std::mutex> lGuard(mLock);
-
-    return mOutput.mText;
-}
-
-std::string Tool::GetErrors() const
-{
-    const std::lock_guard<std::mutex> lGuard(mLock);
-
-    return mErrors.mText;
 }
 
 Words Tool::GetLines() const

@@ -6,9 +6,7 @@
 #ifndef ZQ_TEST_TOOL_H
 #define ZQ_TEST_TOOL_H
 
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -48,8 +46,8 @@ public:
     /** The exit status; -1 when it does not end by itself in time. */
     int Wait();
 
-    std::string GetOutput() const;
-    std::string GetErrors() const;
+    std::string GetOutput() const { return Read(mOutput); }
+    std::string GetErrors() const { return Read(mErrors); }
     Words       GetLines() const;
 
     bool WaitForOutput(const std::string &aText) const;
@@ -61,21 +59,19 @@ public:
     Json WaitForObject(const Json &aPattern) const;
 
 private:
-    struct Reader
+    /** What the tool writes: read whenever somebody looks. */
+    struct Stream
     {
         int         mDescriptor = -1;
         std::string mText;
-        std::thread mThread;
     };
 
-    void Start(Reader &aReader);
-    void Stop(Reader &aReader);
+    static const std::string &Read(Stream &aStream);
 
-    mutable std::mutex mLock;
-    pid_t              mPid   = -1;
-    int                mInput = -1;
-    Reader             mOutput;
-    Reader             mErrors;
+    pid_t          mPid   = -1;
+    int            mInput = -1;
+    mutable Stream mOutput;
+    mutable Stream mErrors;
 };
 
 /** What one run leaves. */
