@@ -18,17 +18,9 @@ protected:
     }
 };
 
-CFUSharedRef<CFTypeRef> Number(CFNumberType aType, SInt64 aValue)
+template <typename T>
+CFUSharedRef<CFTypeRef> Number(CFNumberType aType, T aValue)
 {
-    return CFUAdopt<CFTypeRef>(CFNumberCreate(nullptr, aType, &aValue));
-}
-
-CFUSharedRef<CFTypeRef> Real(CFNumberType aType, double aValue)
-{
-    const float lFloat = static_cast<float>(aValue);
-
-    if (aType == kCFNumberFloat32Type || aType == kCFNumberFloatType)
-        return CFUAdopt<CFTypeRef>(CFNumberCreate(nullptr, aType, &lFloat));
     return CFUAdopt<CFTypeRef>(CFNumberCreate(nullptr, aType, &aValue));
 }
 
@@ -111,7 +103,7 @@ TEST_F(CallsTest, ValuesArriveWithTheTypesOfTheTable)
     const UInt8 lByte      = 1;
 
     CFDictionarySetValue(lOuter.Get(), CFSTR("In"), MakeDictionary({ { "Method", "manual" } }).Get());
-    CFDictionarySetValue(lOuter.Get(), CFSTR("PrefixLength"), Number(kCFNumberSInt8Type, 24).Get());
+    CFDictionarySetValue(lOuter.Get(), CFSTR("PrefixLength"), Number<SInt64>(kCFNumberSInt8Type, 24).Get());
     CFDictionarySetValue(lLists.Get(), CFSTR("Servers"), StringArray({ "a", "b" }).Get());
     CFDictionarySetValue(lEmbedding.Get(), CFSTR("Self"), lEmbedding.Get());
 
@@ -124,20 +116,20 @@ TEST_F(CallsTest, ValuesArriveWithTheTypesOfTheTable)
         { MakeString("W\u00fcst"), "'W\u00fcst'" },
         { MakeString(""), "''" },
         { CFURetain<CFTypeRef>(kCFBooleanTrue), "true" },
-        { Number(kCFNumberSInt8Type, 200), "byte 0xc8" },
-        { Number(kCFNumberCharType, 7), "byte 0x07" },
-        { Number(kCFNumberSInt16Type, -2), "int16 -2" },
-        { Number(kCFNumberShortType, 3), "int16 3" },
-        { Number(kCFNumberSInt32Type, -4), "-4" },
-        { Number(kCFNumberIntType, 5), "5" },
-        { Number(kCFNumberLongType, 6), "6" },
-        { Number(kCFNumberSInt64Type, 5000000000), "int64 5000000000" },
-        { Number(kCFNumberLongLongType, -8), "int64 -8" },
-        { Real(kCFNumberFloat32Type, 0.5), "0.5" },
-        { Real(kCFNumberFloat64Type, 0.25), "0.25" },
-        { Real(kCFNumberFloatType, 0.5), "0.5" },
-        { Real(kCFNumberDoubleType, 0.25), "0.25" },
-        { Number(kCFNumberCFIndexType, 1), nullptr },
+        { Number<SInt64>(kCFNumberSInt8Type, 200), "byte 0xc8" },
+        { Number<SInt64>(kCFNumberCharType, 7), "byte 0x07" },
+        { Number<SInt64>(kCFNumberSInt16Type, -2), "int16 -2" },
+        { Number<SInt64>(kCFNumberShortType, 3), "int16 3" },
+        { Number<SInt64>(kCFNumberSInt32Type, -4), "-4" },
+        { Number<SInt64>(kCFNumberIntType, 5), "5" },
+        { Number<SInt64>(kCFNumberLongType, 6), "6" },
+        { Number<SInt64>(kCFNumberSInt64Type, 5000000000), "int64 5000000000" },
+        { Number<SInt64>(kCFNumberLongLongType, -8), "int64 -8" },
+        { Number(kCFNumberFloat32Type, 0.5f), "0.5" },
+        { Number(kCFNumberFloat64Type, 0.25), "0.25" },
+        { Number(kCFNumberFloatType, 0.5f), "0.5" },
+        { Number(kCFNumberDoubleType, 0.25), "0.25" },
+        { Number<SInt64>(kCFNumberCFIndexType, 1), nullptr },
         { lOuter, "{'In': <{'Method': <'manual'>}>, 'PrefixLength': <byte 0x18>}" },
         { MakeDictionary({}), "@a{sv} {}" },
         { StringArray({ "192.0.2.1", "192.0.2.2" }), "['192.0.2.1', '192.0.2.2']", true },

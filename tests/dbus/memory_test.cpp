@@ -84,31 +84,6 @@ TEST_F(MemoryTest, CallThatCannotBeRememberedIsNotSent)
     dbus_message_unref(lMessage);
 }
 
-TEST_F(MemoryTest, ValueIsWholeOrNull)
-{
-    DBusMessage *const lMessage = dbus_message_new_method_call(kPeerName, kPeerPath, kPeerInterface, "Ask");
-    const char *const  lTexts[] = { "a text that is not short at all", "another one that is not short" };
-    const char *const *lArray   = lTexts;
-    DBusMessageIter    lIterator;
-
-    ASSERT_TRUE(dbus_message_append_args(lMessage, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &lArray, 2, DBUS_TYPE_INVALID));
-    ASSERT_TRUE(dbus_message_iter_init(lMessage, &lIterator));
-
-    EXPECT_GT(Starve(kExhausted,
-                     [&]
-                     {
-                         const auto lValue = zqDBus::CopyValue(&lIterator);
-
-                         if (!lValue)
-                             return zqError_NoResources;
-
-                         return CFArrayGetCount(static_cast<CFArrayRef>(lValue.Get())) == 2 ? zqError_None
-                                                                                            : zqError_Failed;
-                     }),
-              2);
-    dbus_message_unref(lMessage);
-}
-
 TEST_F(MemoryTest, InstanceIsMadeWholeOrNotAtAll)
 {
     std::thread(

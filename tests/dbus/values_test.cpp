@@ -1,6 +1,7 @@
 #include "testbus.h"
 
 #include <describe.h>
+#include <failingallocations.h>
 
 #include <filesystem>
 #include <map>
@@ -218,11 +219,18 @@ TEST(ValuesTest, EveryTypeBecomesItsNaturalValue)
     }
 }
 
-TEST(ValuesTest, ValueBelongsToTheCaller)
+TEST(ValuesTest, ValueIsTheCallersAndWholeOrNull)
 {
-    Message    lMessage("({'A': <'b'>},)");
-    const auto lValue = zqDBus::CopyValue(lMessage.GetIterator());
+    Message                 lMessage("({'A name that is not short': <'a text that is not short at all'>},)");
+    CFUSharedRef<CFTypeRef> lValue;
+    const auto              lCopy = [&]
+    {
+        lValue = zqDBus::CopyValue(lMessage.GetIterator());
+        return lValue ? zqError_None : zqError_NoResources;
+    };
 
+    EXPECT_GT(Starve({ zqError_NoResources }, lCopy), 2);
+    EXPECT_EQ("{A name that is not short: a text that is not short at all}", Describe(lValue.Get()));
     EXPECT_EQ(1, CFGetRetainCount(lValue.Get()));
     EXPECT_EQ(nullptr, zqDBus::CopyValue(nullptr).Get());
 
