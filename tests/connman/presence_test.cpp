@@ -190,30 +190,6 @@ TEST_F(PresenceTest, ALoadThatFailsLeavesADefinedStateAndTheNextOneIsWhole)
     }
 }
 
-TEST_F(PresenceTest, TheDelegateMayUseTheClientFromEveryCallback)
-{
-    Events lResults;
-
-    mDelegate.mOnEvent = [&](const std::string &aEvent)
-    {
-        CFDictionaryRef lProperties = nullptr;
-
-        if (aEvent == kLoaded[2])
-        {
-            EXPECT_EQ(mConnMan.ServiceGetProperties(kA.c_str(), lProperties), 0);
-            lResults.push_back(DescribeAndRelease(lProperties));
-        }
-        if (aEvent == "Available")
-            mConnMan.SetDelegate(nullptr);
-    };
-    ASSERT_TRUE(mFake.Appear());
-    mConnMan.SetDelegate(&mDelegate);
-    ASSERT_EQ(mConnMan.Init(20000), 0);
-
-    EXPECT_EQ(lResults, Events{ "{State: idle}" });
-    EXPECT_EQ(mFake.GetAgentPath(), "");
-}
-
 TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndHarmsNothing)
 {
     Start();

@@ -177,39 +177,6 @@ TEST_F(SignalsTest, SignalsOfOthersAreForRowsWithoutASenderOnly)
     EXPECT_TRUE(Drive(mBus, [&] { return mNotes.size() == 2; }));
 }
 
-TEST_F(SignalsTest, OwnerIsKnownToWhoAsks)
-{
-    struct Asker
-    {
-        zqDBus           *mBus;
-        std::vector<bool> mAnswers;
-
-        static DBusHandlerResult Handle(void *aContext, DBusConnection * /* aConnection */, DBusMessage *aMessage)
-        {
-            auto *const lAsker = static_cast<Asker *>(aContext);
-
-            for (const char *lName :
-                 { kPeerName, "com.example.Absent", DBUS_SERVICE_DBUS, dbus_message_get_sender(aMessage) })
-                lAsker->mAnswers.push_back(lAsker->mBus->IsSentByOwner(aMessage, lName));
-
-            return DBUS_HANDLER_RESULT_HANDLED;
-        }
-    } lAsker{ mBus, {} };
-
-    const zqDBusSignalDispatch lTable[] = { { kPeerInterface, nullptr, nullptr, "Changed", nullptr, Asker::Handle },
-                                            kEndOfSignals };
-
-    ASSERT_EQ(0, mBus->RegisterSignalHandlers("/", lTable, &lAsker));
-    (void)Take();
-    mPeer.Signal("Changed");
-    (void)Take();
-    mPeer.EmitForged("/", kPeerInterface, "Changed", "");
-    (void)Take();
-    EXPECT_EQ((std::vector<bool>{ true, false, false, true, false, false, false, true }), lAsker.mAnswers);
-    EXPECT_FALSE(mBus->IsSentByOwner(nullptr, kPeerName));
-    EXPECT_EQ(0, mBus->UnregisterSignalHandlers("/", lTable, &lAsker));
-}
-
 TEST_F(SignalsTest, HandlersMayChangeTheTablesThatAreBeingWalked)
 {
     const zqDBusFilter lFilters[] = { FilterOf(mTwo), {} };
@@ -246,33 +213,6 @@ TEST_F(SignalsTest, HandlerThatThrowsStopsNobody)
     mPeer.Signal("Other");
     EXPECT_EQ((Notes{ "one:first:Changed", "two:first:Changed", "one:second:Other", "two:second:Other" }), Take());
     EXPECT_EQ(2u, lLog.Count("threw"));
-}
-
-TEST_F(SignalsTest, NameOwnerChangedIsForTheTablesToo)
-{
-    const zqDBusSignalDispatch lTable[] = {
-        { DBUS_INTERFACE_DBUS, DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, "NameOwnerChanged", kPeerName, Follower::Handle<1> },
-        { kPeerInterface, kPeerName, nullptr, nullptr, nullptr, Follower::Handle<2> },
-        kEndOfSignals
-    };
-
-    ASSERT_EQ(0, mBus->RegisterSignalHandlers("/", lTable, &mOne));
-    (void)Take();
-
-    // A handler that calls the new owner back is answered by him.
-    mOne.mAction = [&]
-    {
-        if (mNotes.size() == 2)
-        {
-            EXPECT_EQ(0, CallPlainly(mBus, "Ask"));
-        }
-    };
-
-    mPeer.Crash();
-    ASSERT_TRUE(mPeer.Appear());
-    mPeer.Signal("Changed");
-    EXPECT_TRUE(Drive(mBus, [&] { return mNotes.size() == 3; }));
-    EXPECT_EQ((Notes{ "one:first:NameOwnerChanged", "one:first:NameOwnerChanged", "one:second:Changed" }), mNotes);
 }
 
 TEST_F(SignalsTest, WhatIsNotHandledReachesOtherFiltersOfTheConnection)

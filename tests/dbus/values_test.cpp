@@ -270,24 +270,4 @@ TEST(ValuesTest, DescriptorsAreNeitherYieldedNorLeaked)
     dbus_message_unref(lMessage);
 }
 
-TEST(ValuesTest, ArgumentsOfOtherTypesAreRefused)
-{
-    DBusMessage *const lMessage = dbus_message_new_signal("/", "a.b", "C");
-    const char        *lText    = "text";
-    dbus_int32_t       lNumber  = 0;
-    zqDBusError        lError;
-
-    ASSERT_TRUE(dbus_message_append_args(lMessage, DBUS_TYPE_STRING, &lText, DBUS_TYPE_INVALID));
-
-    EXPECT_EQ(zqError_InvalidArgument,
-              zqDBus::DecodeMessageParams(lMessage, lError.Get(), DBUS_TYPE_INT32, &lNumber, DBUS_TYPE_INVALID));
-    EXPECT_STREQ(DBUS_ERROR_INVALID_ARGS, lError.GetName());
-    EXPECT_EQ(zqError_InvalidArgument,
-              zqDBus::DecodeMessageParams(nullptr, nullptr, DBUS_TYPE_STRING, &lText, DBUS_TYPE_INVALID));
-    EXPECT_EQ(0, zqDBus::DecodeMessageParams(lMessage, nullptr, DBUS_TYPE_STRING, &lText, DBUS_TYPE_INVALID));
-    EXPECT_STREQ("text", lText);
-
-    dbus_message_unref(lMessage);
-}
-
 } // namespace zq::Test
