@@ -106,7 +106,7 @@ protected:
     void CrashAndReturn(const Change &aChange)
     {
         mConnMan.Crash();
-        ASSERT_TRUE(mLog.WaitFor("disconnected"));
+        ASSERT_TRUE(mLog.WaitFor("disconnected", 3));
         aChange();
         mRecorder.Clear();
         mSettled = 0;
@@ -193,7 +193,7 @@ TEST_F(Follow, ACleanRestartLeavesNothingStaleOrDoubled)
     mConnMan.Shutdown();
     ASSERT_TRUE(mRecorder.WaitFor("ServicesRemoved home wired")) << mLog.GetText();
     EXPECT_EQ(mRecorder.GetLines(), (Lines{ "TechnologiesRemoved wifi", "ServicesRemoved home wired" }));
-    ASSERT_TRUE(mLog.WaitFor("disconnected"));
+    ASSERT_TRUE(mLog.WaitFor("disconnected", 3));
     mRecorder.Clear();
 
     mConnMan.AddService(kHome, FakeConnMan::WiFiService("home"));
@@ -276,7 +276,7 @@ TEST_F(Follow, ADaemonThatDiesWhileItIsLoadedLeavesNothingStale)
         mConnMan.Script(lMethod, Answer::Crash(), "", 1);
         ASSERT_TRUE(mConnMan.Appear());
         ASSERT_TRUE(WaitUntil([&] { return !mConnMan.IsPresent(); }));
-        ASSERT_TRUE(mLog.WaitFor("disconnected"));
+        ASSERT_TRUE(mLog.WaitFor("disconnected", 3));
     }
 
     // The last load got as far as the services, and the daemon comes back with others.
@@ -381,7 +381,7 @@ TEST_F(Follow, ADaemonThatDiesDuringAReportIsNotAskedForTheRest)
         lMany.push_back(
             { FakeConnMan::ServicePath("many" + std::to_string(lIndex)), FakeConnMan::WiFiService("many") });
     mConnMan.AddServices(lMany);
-    ASSERT_TRUE(mLog.WaitFor("disconnected")) << mLog.GetText();
+    ASSERT_TRUE(mLog.WaitFor("disconnected", 3)) << mLog.GetText();
     EXPECT_LE(mLog.Count("ASSERT: network manager: lReturn == 0"), 10U) << mLog.GetText();
     EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
 

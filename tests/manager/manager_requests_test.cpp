@@ -302,7 +302,7 @@ TEST_F(Requests, EachIsRefusedAtOnceWithoutItsArgumentsAndWithoutTheDaemon)
     EXPECT_EQ(mConnMan.GetCalls().size(), 0U);
 
     mConnMan.Crash();
-    ASSERT_TRUE(mLog.WaitFor("disconnected"));
+    ASSERT_TRUE(mLog.WaitFor("disconnected", 3));
     EXPECT_EQ(GetManager().ServiceConnect(*mHome), -3);
     EXPECT_EQ(GetManager().ServiceOnlineCheck(*mHome), -3);
     EXPECT_EQ(GetManager().ServiceDisconnect(*mHome), -3);
