@@ -18,6 +18,7 @@ class CallsTest : public BusTest
 protected:
     LogCapture mLog;
     Peer       mPeer;
+    Outcomes   mOutcomes;
 };
 
 } // namespace
@@ -69,94 +70,88 @@ TEST_F(CallsTest, BlockingCallsYieldWhatThePeerAnswers)
 
 TEST_F(CallsTest, AsynchronousCallsEndInOneOutcomeEach)
 {
-    Outcomes lOutcomes;
-
     mPeer.Script("Value", Answer::Value("('yes',)"));
     mPeer.Script("Error", Answer::Error("com.example.No", "no"));
     mPeer.Script("Silence", Answer::Silence());
     mPeer.Script("Crash", Answer::Crash());
 
     for (const char *lMethod : { "Value", "Error", "Silence", "Crash" })
-        ASSERT_EQ(0, CallAsync(mBus, lMethod, lOutcomes.New(lMethod), 15000));
+        ASSERT_EQ(0, CallAsync(mBus, lMethod, mOutcomes.New(lMethod), 15000));
 
-    ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 4; }));
-    std::sort(lOutcomes.mTexts.begin(), lOutcomes.mTexts.end());
+    ASSERT_TRUE(Drive(mBus, [&] { return mOutcomes.mCount == 4; }));
+    std::sort(mOutcomes.mTexts.begin(), mOutcomes.mTexts.end());
     EXPECT_EQ((Texts{ "Crash: error " DBUS_ERROR_NO_REPLY, "Error: error com.example.No",
                       "Silence: error " DBUS_ERROR_NO_REPLY, "Value: completed yes" }),
-              lOutcomes.mTexts)
+              mOutcomes.mTexts)
         << "the bus tells that a peer has gone: that is an error and no time-out";
-    EXPECT_EQ(0, lOutcomes.mAlive);
+    EXPECT_EQ(0, mOutcomes.mAlive);
 }
 
 TEST_F(CallsTest, CancelledCallEndsAtOnceAndItsReplyIsForgotten)
 {
-    Outcomes                 lOutcomes;
-    zqDBusPendingCall *const lPending = lOutcomes.New("call");
+    zqDBusPendingCall *const lPending = mOutcomes.New("call");
 
     mPeer.Script("Ask", Answer::Held());
     ASSERT_EQ(0, CallAsync(mBus, "Ask", lPending));
     ASSERT_TRUE(mPeer.WaitForCall("Ask"));
 
     EXPECT_EQ(0, mBus->CancelPendingCall(lPending));
-    EXPECT_EQ((Texts{ "call: error " DBUS_ERROR_DISCONNECTED }), lOutcomes.mTexts);
-    EXPECT_EQ(0, lOutcomes.mAlive);
+    EXPECT_EQ((Texts{ "call: error " DBUS_ERROR_DISCONNECTED }), mOutcomes.mTexts);
+    EXPECT_EQ(0, mOutcomes.mAlive);
     EXPECT_EQ(zqError_NotFound, mBus->CancelPendingCall(lPending));
 
     mPeer.ReleaseHeld();
     mPeer.Flush();
     EXPECT_TRUE(Settle(mBus));
-    EXPECT_EQ(1, lOutcomes.mCount);
+    EXPECT_EQ(1, mOutcomes.mCount);
 }
 
 TEST_F(CallsTest, ReceiverMayCallAgainOrThrow)
 {
-    Outcomes   lOutcomes;
     const auto lCallAgain = [&]
     {
         EXPECT_EQ(0, CallPlainly(mBus, "Other"));
-        EXPECT_EQ(0, CallAsync(mBus, "Silence", lOutcomes.New("second"), 0));
+        EXPECT_EQ(0, CallAsync(mBus, "Silence", mOutcomes.New("second"), 0));
     };
 
     mPeer.Script("Silence", Answer::Silence());
-    ASSERT_EQ(0, CallAsync(mBus, "Silence", lOutcomes.New("first", lCallAgain), 0));
-    ASSERT_EQ(0, CallAsync(mBus, "Other", lOutcomes.New("third", [] { throw 1; })));
+    ASSERT_EQ(0, CallAsync(mBus, "Silence", mOutcomes.New("first", lCallAgain), 0));
+    ASSERT_EQ(0, CallAsync(mBus, "Other", mOutcomes.New("third", [] { throw 1; })));
 
-    ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 3; }));
-    EXPECT_EQ(0, lOutcomes.mAlive);
+    ASSERT_TRUE(Drive(mBus, [&] { return mOutcomes.mCount == 3; }));
+    EXPECT_EQ(0, mOutcomes.mAlive);
     EXPECT_TRUE(mLog.Contains("threw"));
 }
 
 TEST_F(CallsTest, OneMessageMayBeSentTwiceAndToAUniqueName)
 {
-    Outcomes           lOutcomes;
     const std::string  lName    = mPeer.GetUniqueName();
     DBusMessage *const lMessage = zqDBus::NewMethodCall(lName.c_str(), kPeerPath, kPeerInterface, "Ask");
 
     for (const char *lLabel : { "first", "second" })
-        ASSERT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, lOutcomes.New(lLabel), nullptr, -1, nullptr));
+        ASSERT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, mOutcomes.New(lLabel), nullptr, -1, nullptr));
 
     EXPECT_EQ(0, mBus->PerformMethodCallWithMessage(lMessage, nullptr, nullptr, -1, nullptr));
-    EXPECT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 2; }));
+    EXPECT_TRUE(Drive(mBus, [&] { return mOutcomes.mCount == 2; }));
     EXPECT_EQ(3u, mPeer.CountCalls("Ask"));
     dbus_message_unref(lMessage);
 }
 
 TEST_F(CallsTest, NobodyElseAnswersACall)
 {
-    Outcomes     lOutcomes;
     DBusMessage *lReply = nullptr;
 
     mPeer.Script("Ask", Answer::Held());
-    ASSERT_EQ(0, CallAsync(mBus, "Ask", lOutcomes.New("call")));
+    ASSERT_EQ(0, CallAsync(mBus, "Ask", mOutcomes.New("call")));
     ASSERT_TRUE(mPeer.WaitForCall("Ask"));
     ForgeReply(mPeer.GetCalls("Ask").front());
     ASSERT_TRUE(Settle(mBus));
-    EXPECT_EQ(0, lOutcomes.mCount);
+    EXPECT_EQ(0, mOutcomes.mCount);
     EXPECT_TRUE(mLog.Contains("ignoring a reply"));
 
     mPeer.ReleaseHeld();
-    ASSERT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 1; }));
-    EXPECT_EQ((Texts{ "call: completed " }), lOutcomes.mTexts) << "the true reply still counts";
+    ASSERT_TRUE(Drive(mBus, [&] { return mOutcomes.mCount == 1; }));
+    EXPECT_EQ((Texts{ "call: completed " }), mOutcomes.mTexts) << "the true reply still counts";
 
     // A blocking call cannot wait for the true one.
     std::thread lThread(
@@ -173,17 +168,15 @@ TEST_F(CallsTest, NobodyElseAnswersACall)
 
 TEST_F(CallsTest, RestartedPeerIsBelievedBeforeItsArrivalIsDispatched)
 {
-    Outcomes lOutcomes;
-
     ASSERT_EQ(0, CallPlainly(mBus, "Ask"));
     ASSERT_TRUE(Settle(mBus));
     mPeer.Crash();
     ASSERT_TRUE(mPeer.Appear());
 
     EXPECT_EQ(0, CallPlainly(mBus, "Ask"));
-    EXPECT_EQ(0, CallAsync(mBus, "Ask", lOutcomes.New("call")));
-    EXPECT_TRUE(Drive(mBus, [&] { return lOutcomes.mCount == 1; }));
-    EXPECT_EQ((Texts{ "call: completed " }), lOutcomes.mTexts);
+    EXPECT_EQ(0, CallAsync(mBus, "Ask", mOutcomes.New("call")));
+    EXPECT_TRUE(Drive(mBus, [&] { return mOutcomes.mCount == 1; }));
+    EXPECT_EQ((Texts{ "call: completed " }), mOutcomes.mTexts);
 }
 
 // Everything that libdbus would end the process for.

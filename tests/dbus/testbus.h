@@ -104,6 +104,9 @@ class BusTest : public testing::Test
 protected:
     BusTest();
 
+    /** Before what outstanding calls would tell their end. */
+    void TearDown() override { mHolder.Set(nullptr); }
+
     zqRefCountSharedPtr mHolder;
     zqDBus             *mBus;
 };
