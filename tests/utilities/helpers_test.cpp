@@ -72,10 +72,10 @@ TEST(Utilities, AStoredNetworkIsFoundByTheBytesOfItsName)
     zqSharedPtr<Provision> lProvision;
     zqSharedPtr<Service>   lFound;
 
-    lManager.mServiceProperties = { { "/s/other", ServiceProperties("other", "online") },
-                                    { "/s/wired", ServiceProperties("Home", "online", "ethernet") },
-                                    { "/s/home", ServiceProperties("Home", "idle") },
-                                    { "/s/cafe", ServiceProperties("Caf\xC3\xA9", "idle") } };
+    lManager.mReported = { { "/s/other", ServiceProperties("other", "online") },
+                           { "/s/wired", ServiceProperties("Home", "online", "ethernet") },
+                           { "/s/home", ServiceProperties("Home", "idle") },
+                           { "/s/cafe", ServiceProperties("Caf\xC3\xA9", "idle") } };
     ASSERT_EQ(lManager.AddServices({ "/s/other", "/s/wired", "/s/home", "/s/cafe" }), 0);
     for (const char *lIdentifier : { "service_486F6D65", "service_436166C3A9" })
         ASSERT_EQ(lManager.ProvisionCreate(ProvisionProperties(lIdentifier), lProvision), 0);
