@@ -1,18 +1,11 @@
-#include <cstdio>
 #include <map>
-#include <set>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include "../zqnetctl/tool.h"
 #include "application.h"
 #include "waituntil.h"
-
-using Json = nlohmann::json;
 
 namespace zq::Test
 {
@@ -24,86 +17,40 @@ namespace
 class Monitor
 {
 public:
-    Monitor()
-    {
-        int lPipe[2] = { -1, -1 };
-
-        EXPECT_EQ(pipe(lPipe), 0);
-        mPid = fork();
-
-        if (mPid == 0)
-        {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            dup2(lPipe[1], STDOUT_FILENO);
-            close(lPipe[0]);
-            close(lPipe[1]);
-            execl(ZQ_NETCTL, ZQ_NETCTL, "--json", "monitor", nullptr);
-            _exit(127);
-        }
-
-        close(lPipe[1]);
-        mLines  = fdopen(lPipe[0], "r");
-        mReader = std::thread([this] { Read(); });
-    }
-
     ~Monitor()
     {
-        int lStatus = 0;
-
-        kill(mPid, SIGINT);
-        waitpid(mPid, &lStatus, 0);
-        EXPECT_TRUE(WIFEXITED(lStatus) && WEXITSTATUS(lStatus) == 0) << lStatus;
-        mReader.join();
-        fclose(mLines);
+        mTool.Signal(SIGINT);
+        EXPECT_EQ(mTool.Wait(), 0) << mTool.GetErrors();
     }
 
     bool WaitForState(const std::string &aState)
     {
-        return WaitUntil(
-            [&]
-            {
-                std::lock_guard<std::mutex> lGuard(mLock);
-
-                return mServices.size() == 1 && mServices.begin()->second == aState;
-            });
+        return WaitUntil([&] { return Read() && mServices.size() == 1 && mServices.begin()->second == aState; });
     }
 
     bool WaitForNoService()
     {
-        return WaitUntil(
-            [&]
-            {
-                std::lock_guard<std::mutex> lGuard(mLock);
-
-                return mServices.empty() && mCount > 0;
-            });
+        return WaitUntil([&] { return Read() && mServices.empty(); });
     }
 
-    std::vector<std::string> GetFaults()
-    {
-        std::lock_guard<std::mutex> lGuard(mLock);
-
-        return mFaults;
-    }
+    Words GetFaults() const { return mFaults; }
 
 private:
-    void Read()
+    /** False before the first line. */
+    bool Read()
     {
-        char  *lLine     = nullptr;
-        size_t lCapacity = 0;
+        const Words lLines = mTool.GetLines();
 
-        while (getline(&lLine, &lCapacity, mLines) > 0)
+        for (; mRead < lLines.size(); mRead++)
         {
-            std::lock_guard<std::mutex> lGuard(mLock);
-            const Json                  lEvent = Json::parse(lLine, nullptr, false);
+            const Json lEvent = Json::parse(lLines[mRead], nullptr, false);
 
-            mCount++;
             if (!lEvent.is_object() || !lEvent.contains("event"))
-                mFaults.push_back(std::string("no event: ") + lLine);
+                mFaults.push_back("no event: " + lLines[mRead]);
             else
                 Apply(lEvent, lEvent["event"]);
         }
-        free(lLine);
+        return mRead > 0;
     }
 
     void Apply(const Json &anEvent, const std::string &aName)
@@ -131,13 +78,10 @@ private:
         }
     }
 
-    pid_t                              mPid;
-    FILE                              *mLines;
-    std::thread                        mReader;
-    std::mutex                         mLock;
+    Tool                               mTool{ { "--json", "monitor" } };
+    std::size_t                        mRead = 0;
     std::map<std::string, std::string> mServices;
-    std::vector<std::string>           mFaults;
-    int                                mCount = 0;
+    Words                              mFaults;
 };
 
 } // namespace
@@ -161,7 +105,7 @@ TEST(Monitor, LinesAddUpToWhatTheDaemonHas)
     ASSERT_TRUE(World("cable up"));
     ASSERT_TRUE(lMonitor.WaitForState("ready"));
 
-    EXPECT_EQ(lMonitor.GetFaults(), std::vector<std::string>());
+    EXPECT_EQ(lMonitor.GetFaults(), Words());
 }
 
 } // namespace zq::Test

@@ -21,7 +21,7 @@ class WiFi : public testing::Test
 protected:
     static void SetUpTestSuite()
     {
-        static FakeIwd sIwd("wlan0");
+        static FakeIwd sIwd;
 
         sIwd.AddNetwork("cafe");
         sIwd.AddNetwork("home", "opensesame");

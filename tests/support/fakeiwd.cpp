@@ -10,20 +10,16 @@ namespace
 {
 
 const std::string kName    = "net.connman.iwd";
-const std::string kRoot    = "/net/connman/iwd";
-const std::string kAdapter = kRoot + "/0";
-const std::string kStation = kAdapter + "/1";
+const std::string kStation = "/net/connman/iwd/0/1";
 
-/** Objects and interfaces, in the text of an a{oa{sa{sv}}}. */
-std::string Object(const std::string &aPath, const std::string &anInterfaces)
-{
-    return "objectpath '" + aPath + "': {" + anInterfaces + "}";
-}
-
-std::string Interface(const std::string &anInterface, const std::string &aProperties)
-{
-    return "'" + kName + "." + anInterface + "': @a{sv} {" + aProperties + "}";
-}
+constexpr char kObjects[] =
+    "objectpath '/net/connman/iwd': {'net.connman.iwd.AgentManager': @a{sv} {}}, "
+    "objectpath '/net/connman/iwd/0': {'net.connman.iwd.Adapter': "
+    "{'Name': <'phy0'>, 'Powered': <true>, 'SupportedModes': <['station']>}}, "
+    "objectpath '/net/connman/iwd/0/1': {'net.connman.iwd.Device': "
+    "{'Name': <'wlan0'>, 'Adapter': <objectpath '/net/connman/iwd/0'>, 'Address': <'02:00:00:00:00:01'>, "
+    "'Powered': <true>, 'Mode': <'station'>}, "
+    "'net.connman.iwd.Station': {'State': <'disconnected'>, 'Scanning': <false>}}";
 
 const char *Type(const std::string &aKey)
 {
@@ -46,7 +42,7 @@ std::string NetworkPath(const std::string &aName, const std::string &aKey)
 
 } // namespace
 
-FakeIwd::FakeIwd(std::string anInterface) : FakePeer(kName), mInterface(std::move(anInterface)) {}
+FakeIwd::FakeIwd() : FakePeer(kName) {}
 
 FakeIwd::~FakeIwd()
 {
@@ -64,25 +60,18 @@ void FakeIwd::AddNetwork(const std::string &aName, const std::string &aKey)
 
 std::string FakeIwd::Describe(const Network &aNetwork)
 {
-    return Interface("Network", "'Name': <'" + aNetwork.mName + "'>, 'Type': <'" + Type(aNetwork.mKey) +
-                                    "'>, 'Device': <objectpath '" + kStation + "'>, 'Connected': <" +
-                                    (aNetwork.mConnected ? "true" : "false") + ">");
+    return "{'net.connman.iwd.Network': {'Name': <'" + aNetwork.mName + "'>, 'Type': <'" + Type(aNetwork.mKey) +
+           "'>, 'Device': <objectpath '" + kStation + "'>, 'Connected': <" + (aNetwork.mConnected ? "true" : "false") +
+           ">}}";
 }
 
 std::string FakeIwd::ListObjects() const
 {
-    std::string lObjects =
-        Object(kRoot, Interface("AgentManager", "")) + ", " +
-        Object(kAdapter, Interface("Adapter", "'Name': <'phy0'>, 'Powered': <true>, 'SupportedModes': <['station']>")) +
-        ", " +
-        Object(kStation, Interface("Device", "'Name': <'" + mInterface + "'>, 'Adapter': <objectpath '" + kAdapter +
-                                                 "'>, 'Address': <'02:00:00:00:00:01'>, 'Powered': <true>, "
-                                                 "'Mode': <'station'>") +
-                             ", " + Interface("Station", "'State': <'disconnected'>, 'Scanning': <false>"));
+    std::string lObjects = kObjects;
 
     for (const auto &lNetwork : mNetworks)
         if (lNetwork.second.mFound)
-            lObjects += ", " + Object(lNetwork.first, Describe(lNetwork.second));
+            lObjects += ", objectpath '" + lNetwork.first + "': " + Describe(lNetwork.second);
     return "({" + lObjects + "},)";
 }
 
@@ -106,8 +95,6 @@ Answer FakeIwd::AnswerLocked(const Call &aCall, GVariant *aBody)
 {
     if (aCall.mMethod == "GetManagedObjects")
         return Answer::Value(ListObjects());
-    if (aCall.mMethod == "Set")
-        return SetProperty(aCall, aBody);
     if (aCall.mMethod == "Scan")
         return Scan();
     if (aCall.mMethod == "GetOrderedNetworks")
@@ -116,26 +103,14 @@ Answer FakeIwd::AnswerLocked(const Call &aCall, GVariant *aBody)
         return Connect(aCall.mPath);
     if (aCall.mMethod == "Disconnect")
         return Disconnect();
-    if (aCall.mMethod != "RegisterAgent")
-        return Answer::Error("org.freedesktop.DBus.Error.UnknownMethod", aCall.mMethod);
+    if (aCall.mMethod == "RegisterAgent")
+    {
+        const char *lPath = nullptr;
 
-    const char *lPath = nullptr;
-
-    g_variant_get(aBody, "(&o)", &lPath);
-    mAgentOwner = aCall.mSender;
-    mAgentPath  = lPath;
-    return Answer::Value("");
-}
-
-Answer FakeIwd::SetProperty(const Call &aCall, GVariant *aBody)
-{
-    const char *lInterface = nullptr;
-    const char *lName      = nullptr;
-    GVariant   *lValue     = nullptr;
-
-    g_variant_get(aBody, "(&s&s@v)", &lInterface, &lName, &lValue);
-    ChangeLocked(aCall.mPath, lInterface + kName.size() + 1, "'" + std::string(lName) + "': " + PrintValue(lValue));
-    g_variant_unref(lValue);
+        g_variant_get(aBody, "(&o)", &lPath);
+        mAgentOwner = aCall.mSender;
+        mAgentPath  = lPath;
+    }
     return Answer::Value("");
 }
 
@@ -145,7 +120,7 @@ Answer FakeIwd::Scan()
     for (auto &lNetwork : mNetworks)
         if (!std::exchange(lNetwork.second.mFound, true))
             EmitLocked("/", "org.freedesktop.DBus.ObjectManager", "InterfacesAdded",
-                       "(objectpath '" + lNetwork.first + "', {" + Describe(lNetwork.second) + "})");
+                       "(objectpath '" + lNetwork.first + "', " + Describe(lNetwork.second) + ")");
     ChangeLocked(kStation, "Station", "'Scanning': <false>");
     return Answer::Value("");
 }

@@ -1,7 +1,7 @@
 /**
  *  @file
- *    A Wi-Fi back-end for the real ConnMan: one station, whose radio is the end
- *    of a cable, and the networks around it.
+ *    A Wi-Fi back-end for the real ConnMan: one station, whose radio is the
+ *    cable wlan0, and the networks around it.
  */
 
 #ifndef ZQ_TEST_FAKEIWD_H
@@ -19,7 +19,7 @@ namespace zq::Test
 class FakeIwd final : public FakePeer
 {
 public:
-    explicit FakeIwd(std::string anInterface);
+    FakeIwd();
     ~FakeIwd() override;
 
     /** A network that the next scan finds; open when it has no key. */
@@ -39,7 +39,6 @@ private:
     Answer AnswerLocked(const Call &aCall, GVariant *aBody) override;
     void   DidReplyLocked(std::uint32_t aTicket, const Reply &aReply) override;
 
-    Answer SetProperty(const Call &aCall, GVariant *aBody);
     Answer Scan();
     Answer Connect(const std::string &aPath);
     Answer Disconnect();
@@ -49,7 +48,6 @@ private:
     static std::string Describe(const Network &aNetwork);
     void ChangeLocked(const std::string &aPath, const std::string &anInterface, const std::string &aProperties);
 
-    const std::string              mInterface;
     std::map<std::string, Network> mNetworks;   // by path
     std::string                    mAgentOwner; // ConnMan's, which has the keys
     std::string                    mAgentPath;
