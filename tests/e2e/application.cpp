@@ -130,25 +130,9 @@ void EventRecorder::NoteChange(const char *anEvent, const Object *anObject, CFDi
     }
 }
 
-zqError EventRecorder::ServiceInput(Manager *, Service *aService, CFDictionaryRef)
+void EventRecorder::NoteService(const std::string &anEvent, const Service *aService, const std::string &aRest)
 {
-    Note("ServiceInput " + Path(aService));
-    return zqError_None;
-}
-
-void EventRecorder::ServiceDidConnect(Manager *, Service *aService)
-{
-    Note("ServiceDidConnect " + Path(aService));
-}
-
-void EventRecorder::ServiceDidNotConnect(Manager *, Service *aService, zqError anError)
-{
-    Note("ServiceDidNotConnect " + Path(aService) + " " + std::to_string(anError));
-}
-
-void EventRecorder::ServiceIsNotOnline(Manager *, Service *aService, zqError anError)
-{
-    Note("ServiceIsNotOnline " + Path(aService) + " " + std::to_string(anError));
+    Note(anEvent + " " + Path(aService) + aRest);
 }
 
 void EventRecorder::TechnologyChanged(Manager *, Technology *aTechnology, CFDictionaryRef aChanged)

@@ -49,10 +49,23 @@ private:
                          const zqRefObjectArray<NetworkManager::Service> &aServices) override;
     void ServiceChanged(NetworkManager::Manager *, NetworkManager::Service *aService,
                         CFDictionaryRef aChanged) override;
-    zqError ServiceInput(NetworkManager::Manager *, NetworkManager::Service *aService, CFDictionaryRef) override;
-    void    ServiceDidConnect(NetworkManager::Manager *, NetworkManager::Service *aService) override;
-    void ServiceDidNotConnect(NetworkManager::Manager *, NetworkManager::Service *aService, zqError anError) override;
-    void ServiceIsNotOnline(NetworkManager::Manager *, NetworkManager::Service *aService, zqError anError) override;
+    zqError ServiceInput(NetworkManager::Manager *, NetworkManager::Service *aService, CFDictionaryRef) override
+    {
+        NoteService("ServiceInput", aService);
+        return zqError_None;
+    }
+    void ServiceDidConnect(NetworkManager::Manager *, NetworkManager::Service *aService) override
+    {
+        NoteService("ServiceDidConnect", aService);
+    }
+    void ServiceDidNotConnect(NetworkManager::Manager *, NetworkManager::Service *aService, zqError anError) override
+    {
+        NoteService("ServiceDidNotConnect", aService, " " + std::to_string(anError));
+    }
+    void ServiceIsNotOnline(NetworkManager::Manager *, NetworkManager::Service *aService, zqError anError) override
+    {
+        NoteService("ServiceIsNotOnline", aService, " " + std::to_string(anError));
+    }
     void TechnologiesAdded(NetworkManager::Manager *,
                            const zqRefObjectArray<NetworkManager::Technology> &aTechnologies) override;
     void TechnologiesRemoved(NetworkManager::Manager *,
@@ -61,6 +74,8 @@ private:
                            CFDictionaryRef aChanged) override;
 
     void Note(std::string anEvent);
+    void NoteService(const std::string &anEvent, const NetworkManager::Service *aService,
+                     const std::string &aRest = "");
     void NoteChange(const char *anEvent, const NetworkManager::Object *anObject, CFDictionaryRef aChanged);
 
     mutable std::mutex       mLock;
