@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "../zqnetctl/tool.h"
 #include "application.h"
+#include "tool.h"
 #include "waituntil.h"
 
 namespace zq::Test

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "../zqnetctl/tool.h"
 #include "application.h"
 #include "fakeiwd.h"
+#include "tool.h"
 #include "waituntil.h"
 
 using namespace zq::NetworkManager;

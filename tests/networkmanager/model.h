@@ -184,7 +184,7 @@ public:
     zqError ServiceCompleteInput(const Service &, const CFUSharedRef<CFDictionaryRef> &) override { return mResult; }
     zqError ServiceDisconnect(const Service &) override { return mResult; }
     zqError ServiceRemove(const Service &) override { return mResult; }
-    zqError TechnologyScan(const Technology &) override { return mResult; }
+    zqError TechnologyScan(const Technology &aTechnology) override { return Request("TechnologyScan", aTechnology); }
     zqError ServiceOnlineCheck(const Service &aService) override { return Request("ServiceOnlineCheck", aService); }
     zqError TechnologySetProperty(const Technology &aTechnology, const String &aKey, const Value &aValue) override;
     zqError IsTechnologyProvisioned(const String &, bool &) override { return mResult; }

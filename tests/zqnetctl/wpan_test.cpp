@@ -46,6 +46,8 @@ TEST_F(WPANTest, EveryCommandReachesTheDaemonWithWhatWasTyped)
         { { "reset" }, "Reset", "()", "wpan0: reset\n" },
     };
 
+    mMeshd.SetProperty("Network:Key", "[byte 0x2a]");
+
     for (const auto &lCase : kCases)
     {
         Words lWords = lCase.mWords;
