@@ -143,4 +143,18 @@ TEST_F(AgentTest, ServesADaemonThatComesLaterAndTellsItsErrors)
     EXPECT_EQ(lTool.WaitForObject({ { "event", "ServiceError" } })["error"], "invalid-key");
 }
 
+// An outcome that comes before its request has returned is not lost to the question in between either.
+TEST_F(AgentTest, WhatComesDuringAQuestionIsTakenUpAfterIt)
+{
+    FakePeer::Reply lReply;
+    Tool            lTool({ "--json", "agent" });
+
+    Ask(kPassphrase);
+    EXPECT_TRUE(mConnMan.WaitForReply(
+        mConnMan.CallAgent("ReportError", "(objectpath '" + std::string(kWired) + "', 'dhcp-failed')"), lReply));
+    lTool.Write("opensesame\n");
+    EXPECT_EQ(GetAnswer(), "({'Passphrase': <'opensesame'>},)");
+    EXPECT_FALSE(lTool.WaitForObject({ { "event", "ServiceError" }, { "service", kWired } }).is_null());
+}
+
 } // namespace zq::Test

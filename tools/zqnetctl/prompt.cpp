@@ -65,28 +65,33 @@ Prompt::Result Prompt::Ask(const std::string &aQuestion, bool aSecret, const Dea
 
 Prompt::Result Prompt::AwaitLine(const Deadline &aDeadline, const Listener &aListener, std::string &aLine)
 {
+    std::vector<Json> lEvents; // that came meanwhile: they wait for whoever asks
+    Result            lResult = kAnswered;
+
+    while (lResult == kAnswered && !TakeLine(aLine))
+        lResult = mEnded ? kEnded : AwaitInput(aDeadline, aListener, lEvents);
+
+    for (auto lEvent = lEvents.rbegin(); lEvent != lEvents.rend(); ++lEvent)
+        mInbox.PutBack(std::move(*lEvent));
+    return lResult;
+}
+
+/** @returns kAnswered when there may be a line now. */
+Prompt::Result Prompt::AwaitInput(const Deadline &aDeadline, const Listener &aListener, std::vector<Json> &anEvents)
+{
     Json lEvent;
 
-    while (!TakeLine(aLine))
+    switch (mInbox.Wait(lEvent, aDeadline, Inbox::kWatchInput))
     {
-        if (mEnded)
-            return kEnded;
-
-        switch (mInbox.Wait(lEvent, aDeadline, Inbox::kWatchInput))
-        {
-        case Inbox::kEvent:
-            if (!aListener(lEvent))
-                break;
-            mInbox.PutBack(std::move(lEvent));
-            return kAbandoned;
-        case Inbox::kInput:
-            mEnded = !Read();
-            break;
-        default:
-            return kInterrupted;
-        }
+    case Inbox::kEvent:
+        anEvents.push_back(std::move(lEvent));
+        return aListener(anEvents.back()) ? kAbandoned : kAnswered;
+    case Inbox::kInput:
+        mEnded = !Read();
+        return kAnswered;
+    default:
+        return kInterrupted;
     }
-    return kAnswered;
 }
 
 bool Prompt::TakeLine(std::string &aLine)

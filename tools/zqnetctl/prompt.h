@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace zqnetctl
 {
@@ -29,7 +30,7 @@ public:
         kInterrupted, ///< or the deadline is over
     };
 
-    /** Told each event that comes meanwhile; true abandons the question, and the event is put back. */
+    /** Told each event that comes meanwhile; true abandons the question. They are all put back when it is over. */
     using Listener = std::function<bool(const Json &anEvent)>;
 
     explicit Prompt(Inbox &anInbox) : mInbox(anInbox) {}
@@ -43,6 +44,7 @@ public:
 
 private:
     Result AwaitLine(const Deadline &aDeadline, const Listener &aListener, std::string &aLine);
+    Result AwaitInput(const Deadline &aDeadline, const Listener &aListener, std::vector<Json> &anEvents);
     bool   TakeLine(std::string &aLine);
     bool   Read();
 
