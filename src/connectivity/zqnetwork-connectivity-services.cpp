@@ -30,7 +30,7 @@ CFUSharedRef<CFStringRef> GetIPConfigurationMethod(const Service &aService, CFSt
     if (!CFUIsTypeID(lMethod, CFStringGetTypeID()))
         return nullptr;
 
-    const auto lReturn = CFURetain(static_cast<CFStringRef>(lMethod));
+    auto lReturn = CFURetain(static_cast<CFStringRef>(lMethod));
 
     ZQ_LOG(zqLogLevel_Detail, "network-connectivity: %s: Current method on %s is %s\n", __func__,
            zqString(aFamily).GetAsUTFArray(), zqString(lReturn).GetAsUTFArray());

@@ -29,6 +29,8 @@ const int kFormatSize    = 512;
 const int kAddressSize   = 64;
 const int kResolveBuffer = 1024;
 
+const char kLocalDomain[] = ".local";
+
 /** An IPv4 datagram socket, for asking the kernel. */
 class Socket
 {
@@ -101,7 +103,7 @@ bool Resolve(const char *aHostName, in_addr &anAddress)
 /** What the neighbours know of the device's own name, as it is and in the local domain. */
 int FindByHostName(zqNetworkInterface &anInterface)
 {
-    char lName[kHostNameSize + sizeof ".local"];
+    char lName[kHostNameSize + sizeof kLocalDomain];
     int  lReturn = zqGetHostName(lName, kHostNameSize);
 
     if (lReturn != 0)
@@ -115,7 +117,7 @@ int FindByHostName(zqNetworkInterface &anInterface)
     if (lReturn != zqError_Missing)
         return lReturn;
 
-    (void)strcat(lName, ".local");
+    (void)memcpy(lName + strlen(lName), kLocalDomain, sizeof kLocalDomain);
     lReturn = mac_address_from_hostname(lName, anInterface);
 
     if (lReturn != 0)

@@ -346,7 +346,7 @@ ExitStatus RunWPANMonitor(Session &aSession)
     zqWPANCtl lController;
 
     // Copied into the slots: one may still run when the controller has gone.
-    const auto lPost = [&aSession](const char *aName, const zqString &anInterface, Json aPayload)
+    const auto lPost = [&aSession](const char *aName, const zqString &anInterface, const Json &aPayload)
     {
         Json lEvent = { { "event", aName }, { "interface", anInterface.GetAsUTFArray() } };
 
