@@ -1,5 +1,6 @@
 #include <zqnetwork-connectivity.h>
 
+#include <fakeconnman.h>
 #include <logcapture.h>
 #include <privatebus.h>
 #include <runningmanager.h>
@@ -10,7 +11,6 @@
 #include <gtest/gtest.h>
 
 using namespace zq::Test;
-using namespace zq::NetworkManager;
 
 namespace
 {

@@ -3,7 +3,7 @@
 
 #include <tool.h>
 
-#include "application.h"
+#include "world.h"
 
 namespace zq::Test
 {

@@ -1,11 +1,9 @@
+#include <csignal>
 #include <map>
 
-#include <gtest/gtest.h>
-#include <signal.h>
+#include <tool.h>
 
-#include "application.h"
-#include "tool.h"
-#include "waituntil.h"
+#include "world.h"
 
 namespace zq::Test
 {

@@ -2,13 +2,9 @@
 #include <functional>
 #include <regex>
 
-#include <gtest/gtest.h>
+#include <sandbox.h>
 
-#include "application.h"
-#include "sandbox.h"
-#include "waituntil.h"
-
-using namespace zq::NetworkManager;
+#include "world.h"
 
 namespace zq::Test
 {
@@ -16,9 +12,7 @@ namespace zq::Test
 namespace
 {
 
-constexpr char kEthernet[] = "/net/connman/technology/ethernet";
-
-class Requests : public testing::Test
+class Requests : public WorldTest
 {
 protected:
     struct Row
@@ -29,23 +23,16 @@ protected:
         std::string              mEvent; // that it brings; none when empty
     };
 
-    void SetUp() override
-    {
-        ASSERT_TRUE(World("cable up"));
-        ASSERT_TRUE(mApplication.WaitForReadyService());
-        mPath = mApplication.GetReadyService();
-    }
-
     // A new object, whenever the technology was off.
     const Service &GetService()
     {
-        mService = mManager.FindService(FromText(mPath).Get());
+        mService = mManager.FindService(mName);
         return *mService;
     }
 
     std::string On(const char *anEvent, const std::string &aRest)
     {
-        return std::string(anEvent) + " " + mPath + " " + aRest;
+        return std::string(anEvent) + " " + mName + " " + aRest;
     }
 
     void Make(const std::vector<Row> &aRows)
@@ -53,15 +40,12 @@ protected:
         for (const Row &lRow : aRows)
         {
             SCOPED_TRACE(lRow.mName);
-            mApplication.GetEvents().Clear();
+            mEvents.Clear();
             ASSERT_EQ(lRow.mRequest(), lRow.mResult);
-            ASSERT_TRUE(lRow.mEvent.empty() || mApplication.GetEvents().WaitFor(lRow.mEvent)) << lRow.mEvent;
+            ASSERT_TRUE(lRow.mEvent.empty() || mEvents.WaitToFind(lRow.mEvent)) << lRow.mEvent;
         }
     }
 
-    Application          mApplication{ zqConnMan::kDecodingTolerant };
-    Manager             &mManager = *mApplication.Get();
-    std::string          mPath;
     zqSharedPtr<Service> mService;
 };
 
@@ -86,68 +70,66 @@ std::string GetComplaints(const std::string &aLog)
 
 TEST_F(Requests, AreCarriedOutAndRefusedAsTheDaemonSays)
 {
-    const auto        kType        = CFURetain(kTechnologyTypeEthernet);
-    const auto        kAutoConnect = CFURetain(kServicePropertyAutoConnect);
-    const auto        kNameservers = CFURetain(kServicePropertyNameserversConfiguration);
-    const auto        kError       = CFURetain(kServicePropertyError);
-    const auto        kTrue        = CFURetain<CFTypeRef>(kCFBooleanTrue);
-    const auto        kFalse       = CFURetain<CFTypeRef>(kCFBooleanFalse);
-    const void       *kServer      = CFSTR("192.0.2.53");
-    const auto        kServers     = CFUAdopt(CFArrayCreate(nullptr, &kServer, 1, &kCFTypeArrayCallBacks));
-    const auto        kNone        = CFUAdopt(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks));
-    const std::string kTechnology  = std::string("TechnologyChanged ") + kEthernet;
+    const auto kType        = CFURetain(kTechnologyTypeEthernet);
+    const auto kAutoConnect = CFURetain(kServicePropertyAutoConnect);
+    const auto kNameservers = CFURetain(kServicePropertyNameserversConfiguration);
+    const auto kError       = CFURetain(kServicePropertyError);
+    const auto kTrue        = CFURetain<CFTypeRef>(kCFBooleanTrue);
+    const auto kFalse       = CFURetain<CFTypeRef>(kCFBooleanFalse);
+    const auto kServers     = Strings({ "192.0.2.53" });
+    const auto kNone        = Strings({});
 
     Make({
-        { "Disable", [&] { return mManager.TechnologySetEnabled(kType, false); }, 0, kTechnology + " Powered=false" },
-        { "DisableAgain", [&] { return mManager.TechnologySetEnabled(kType, false); }, zqError_Already, "" },
-        { "Enable", [&] { return mManager.TechnologySetEnabled(kType, true); }, 0,
+        { "Disable", [&] { return mManager->TechnologySetEnabled(kType, false); }, 0,
+          "TechnologyChanged ethernet Powered=false" },
+        { "DisableAgain", [&] { return mManager->TechnologySetEnabled(kType, false); }, zqError_Already, "" },
+        { "Enable", [&] { return mManager->TechnologySetEnabled(kType, true); }, 0,
           On("ServiceChanged", "State=ready") },
-        { "Disconnect", [&] { return mManager.ServiceDisconnect(GetService()); }, 0,
+        { "Disconnect", [&] { return mManager->ServiceDisconnect(GetService()); }, 0,
           On("ServiceChanged", "State=idle") },
-        { "DisconnectAgain", [&] { return mManager.ServiceDisconnect(GetService()); }, zqError_NotConnected, "" },
-        { "Connect", [&] { return mManager.ServiceConnect(GetService()); }, 0, "ServiceDidConnect " + mPath },
-        { "ConnectAgain", [&] { return mManager.ServiceConnect(GetService()); }, 0, On("ServiceDidNotConnect", "-22") },
-        { "Remove", [&] { return mManager.ServiceRemove(GetService()); }, zqError_NotSupported, "" },
-        { "Manual", [&] { return mManager.ServiceSetProperty(GetService(), kAutoConnect, kFalse); }, 0,
+        { "DisconnectAgain", [&] { return mManager->ServiceDisconnect(GetService()); }, zqError_NotConnected, "" },
+        { "Connect", [&] { return mManager->ServiceConnect(GetService()); }, 0, "ServiceDidConnect " + mName },
+        { "ConnectAgain", [&] { return mManager->ServiceConnect(GetService()); }, 0,
+          On("ServiceDidNotConnect", "-22") },
+        { "Remove", [&] { return mManager->ServiceRemove(GetService()); }, zqError_NotSupported, "" },
+        { "Manual", [&] { return mManager->ServiceSetProperty(GetService(), kAutoConnect, kFalse); }, 0,
           On("ServiceChanged", "AutoConnect=false") },
-        { "Automatic", [&] { return mManager.ServiceSetProperty(GetService(), kAutoConnect, kTrue); }, 0,
+        { "Automatic", [&] { return mManager->ServiceSetProperty(GetService(), kAutoConnect, kTrue); }, 0,
           On("ServiceChanged", "AutoConnect=true") },
-        { "Nameservers", [&] { return mManager.ServiceSetProperty(GetService(), kNameservers, kServers); }, 0,
-          On("ServiceChanged", "Nameservers.Configuration=192.0.2.53") },
-        { "NoNameservers", [&] { return mManager.ServiceSetProperty(GetService(), kNameservers, kNone); }, 0,
-          On("ServiceChanged", "Nameservers.Configuration=") },
-        { "ClearError", [&] { return mManager.ServiceClearProperty(GetService(), kError); }, 0, "" },
-        { "ClearAnother", [&] { return mManager.ServiceClearProperty(GetService(), kAutoConnect); },
+        { "Nameservers", [&] { return mManager->ServiceSetProperty(GetService(), kNameservers, kServers); }, 0,
+          On("ServiceChanged", "Nameservers.Configuration=[192.0.2.53]") },
+        { "NoNameservers", [&] { return mManager->ServiceSetProperty(GetService(), kNameservers, kNone); }, 0,
+          On("ServiceChanged", "Nameservers.Configuration=[]") },
+        { "ClearError", [&] { return mManager->ServiceClearProperty(GetService(), kError); }, 0, "" },
+        { "ClearAnother", [&] { return mManager->ServiceClearProperty(GetService(), kAutoConnect); },
           zqError_InvalidArgument, "" },
-        { "OnlineCheck", [&] { return mManager.TechnologyOnlineCheck(kType); }, 0, On("ServiceIsNotOnline", "-7002") },
+        { "OnlineCheck", [&] { return mManager->TechnologyOnlineCheck(kType); }, 0, On("ServiceIsNotOnline", "-7002") },
     });
 }
 
 TEST_F(Requests, AProvisioningFileIsAppliedWithoutAComplaint)
 {
-    const std::size_t lStart = ReadDaemonsLog().size();
-    const void *lKeys[]   = { kServicePropertyProvisionIdentifier, kServicePropertyType, kServicePropertyNameservers };
-    const void *lValues[] = { CFSTR("service_cable"), kServiceTypeEthernet, CFSTR("192.0.2.54") };
-    const auto  kRecord   = CFUAdopt(CFDictionaryCreate(nullptr, lKeys, lValues, 3, &kCFTypeDictionaryKeyCallBacks,
-                                                        &kCFTypeDictionaryValueCallBacks));
-    const auto  kDomains  = CFURetain(kServicePropertyDomainsConfiguration);
-    const auto  kNone     = CFUAdopt(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks));
+    const std::size_t      lStart   = ReadDaemonsLog().size();
+    const auto             kRecord  = Dict({ { kServicePropertyProvisionIdentifier, Str("service_cable") },
+                                             { kServicePropertyType, CFURetain(kServiceTypeEthernet) },
+                                             { kServicePropertyNameservers, Str("192.0.2.54") } });
+    const auto             kDomains = CFURetain(kServicePropertyDomainsConfiguration);
     zqSharedPtr<Provision> lProvision;
 
-    Make({ { "Create", [&] { return mManager.ProvisionCreate(kRecord, lProvision); }, 0,
+    Make({ { "Create", [&] { return mManager->ProvisionCreate(kRecord, lProvision); }, 0,
              On("ServiceChanged", "Immutable=true") } });
-    EXPECT_TRUE(mApplication.GetEvents().WaitFor(On("ServiceChanged", "Nameservers=192.0.2.54")));
+    EXPECT_TRUE(mEvents.WaitToFind(On("ServiceChanged", "Nameservers=[192.0.2.54]")));
     EXPECT_EQ(GetComplaints(ReadDaemonsLog().substr(lStart)), "");
 
     Make({
-        { "SetImmutable", [&] { return mManager.ServiceSetProperty(GetService(), kDomains, kNone); },
+        { "SetImmutable", [&] { return mManager->ServiceSetProperty(GetService(), kDomains, Strings({})); },
           zqError_NotSupported, "" },
-        { "Remove", [&] { return mManager.ProvisionRemoveAll(); }, 0, On("ServiceChanged", "Immutable=false") },
+        { "Remove", [&] { return mManager->ProvisionRemoveAll(); }, 0, On("ServiceChanged", "Immutable=false") },
     });
 
     // The daemon leaves it alone from here on, until the cable is pulled.
     ASSERT_TRUE(World("cable down"));
-    EXPECT_TRUE(mApplication.GetEvents().WaitFor("ServicesRemoved " + mPath));
+    EXPECT_TRUE(mEvents.WaitFor("ServicesRemoved " + mName));
 }
 
 } // namespace zq::Test

@@ -1,11 +1,7 @@
-#include <gtest/gtest.h>
+#include <fakeiwd.h>
+#include <tool.h>
 
-#include "application.h"
-#include "fakeiwd.h"
-#include "tool.h"
-#include "waituntil.h"
-
-using namespace zq::NetworkManager;
+#include "world.h"
 
 namespace zq::Test
 {
@@ -13,8 +9,7 @@ namespace zq::Test
 namespace
 {
 
-const std::string kHome = "/net/connman/service/wifi_020000000001_686f6d65_managed_psk";
-const std::string kWiFi = "/net/connman/technology/wifi";
+const std::string kHome = "wifi_020000000001_686f6d65_managed_psk";
 
 class WiFi : public testing::Test
 {
@@ -127,9 +122,8 @@ TEST_F(WiFi, AProvisionedNetworkConnectsWithoutBeingAsked)
 
 TEST_F(WiFi, TheAgentIsAskedByEveryDaemonThatComes)
 {
-    Application    lApplication(zqConnMan::kDecodingTolerant);
-    EventRecorder &lEvents  = lApplication.GetEvents();
-    Manager       &lManager = *lApplication.Get();
+    RunningManager lManager(zqConnMan::kDecodingTolerant);
+    Recorder      &lEvents = lManager.mRecorder;
 
     for (const char *lEnd : { "", "daemon kill", "daemon stop" })
     {
@@ -140,18 +134,18 @@ TEST_F(WiFi, TheAgentIsAskedByEveryDaemonThatComes)
             ASSERT_TRUE(World("daemon start"));
             ASSERT_TRUE(Scan());
         }
-        ASSERT_TRUE(WaitUntil([&] { return lManager.FindService(FromText(kHome).Get()) != nullptr; }));
+        ASSERT_TRUE(WaitUntil([&] { return lManager.FindService(kHome) != nullptr; }));
 
-        const auto lHome = lManager.FindService(FromText(kHome).Get());
+        const auto lHome = lManager.FindService(kHome);
 
         // Refused, and withdrawn by the daemon for another application's sake.
         for (const char *lOutcome : { "-20", "-16" })
         {
             lEvents.Clear();
-            ASSERT_EQ(lManager.ServiceConnect(*lHome), 0);
-            ASSERT_TRUE(lEvents.WaitFor("ServiceInput " + kHome));
+            ASSERT_EQ(lManager->ServiceConnect(*lHome), 0);
+            ASSERT_TRUE(lEvents.WaitToFind("ServiceInput " + kHome));
             if (std::string(lOutcome) == "-20")
-                EXPECT_EQ(lManager.ServiceCancelInput(*lHome), 0);
+                EXPECT_EQ(lManager->ServiceCancelInput(*lHome), 0);
             else
                 EXPECT_EQ(RunTool({ "disconnect", "home" }).mStatus, 1);
             EXPECT_TRUE(lEvents.WaitFor("ServiceDidNotConnect " + kHome + " " + lOutcome));

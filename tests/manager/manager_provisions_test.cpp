@@ -3,17 +3,16 @@
  *    The stored provisions of a manager. Runs in the sandbox: the file's place is fixed.
  */
 
-#include <runningmanager.h>
-
+#include <fakeconnman.h>
 #include <logcapture.h>
 #include <privatebus.h>
+#include <runningmanager.h>
 #include <sandbox.h>
 #include <waituntil.h>
 
 #include <gtest/gtest.h>
 
 using namespace zq::Test;
-using namespace zq::NetworkManager;
 
 namespace
 {
@@ -32,30 +31,15 @@ protected:
         EmptyDirectory(kDirectory);
     }
 
-    static Lines GetProvisions(const RunningManager &aManager)
-    {
-        zqRefObjectArray<Provision> lArray;
-        Lines                       lReturn;
-
-        EXPECT_EQ(aManager->GetProvisions(lArray), 0);
-        for (int lIndex = 0; lIndex < lArray.GetNumElements(); ++lIndex)
-            lReturn.push_back(Name(lArray.GetElementPtr(lIndex)));
-        return lReturn;
-    }
-
     LogCapture  mLog;
     FakeConnMan mConnMan;
 };
 
-CFUSharedRef<CFDictionaryRef> Record(const char *anIdentifier, const char *aName)
+Dictionary Record(const char *anIdentifier, const char *aName)
 {
-    auto lReturn = CFUAdopt(
-        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-
-    CFDictionarySetValue(lReturn.Get(), kServicePropertyProvisionIdentifier, zqString(anIdentifier).GetAsCFString());
-    CFDictionarySetValue(lReturn.Get(), kServicePropertyType, kServiceTypeWiFi);
-    CFDictionarySetValue(lReturn.Get(), kServicePropertyName, zqString(aName).GetAsCFString());
-    return lReturn;
+    return Dict({ { kServicePropertyProvisionIdentifier, Str(anIdentifier) },
+                  { kServicePropertyType, CFURetain(kServiceTypeWiFi) },
+                  { kServicePropertyName, Str(aName) } });
 }
 
 } // namespace
@@ -70,7 +54,7 @@ TEST_F(Provisions, AMissingOrADamagedFileCostsNoManagerAndIsLeftAsItIs)
         ASSERT_TRUE(WriteFile(kFile, lText));
         const RunningManager lManager;
         ASSERT_NE(lManager.Get(), nullptr) << lText << lManager.GetError();
-        EXPECT_EQ(GetProvisions(lManager), Lines{}) << lText;
+        EXPECT_EQ(lManager.GetProvisions(), Lines{}) << lText;
         EXPECT_EQ(ReadFile(kFile), lText);
     }
 }
@@ -81,7 +65,7 @@ TEST_F(Provisions, ARecordWithoutATypeIsLeftOutAlone)
         WriteFile(kFile, kHeader + "[service_a]\nName=a\n\n[service_b]\nType=wifi\nName=b\n\n[wifi_x]\nType=wifi\n"));
     const RunningManager lManager;
     ASSERT_NE(lManager.Get(), nullptr) << lManager.GetError();
-    EXPECT_EQ(GetProvisions(lManager), Lines{ "service_b" });
+    EXPECT_EQ(lManager.GetProvisions(), Lines{ "service_b" });
 }
 
 TEST_F(Provisions, AreReadAgainWhenTheDaemonComes)
@@ -90,7 +74,7 @@ TEST_F(Provisions, AreReadAgainWhenTheDaemonComes)
     ASSERT_NE(lManager.Get(), nullptr);
     ASSERT_TRUE(WriteFile(kFile, kHeader + "[service_late]\nType=wifi\nName=late\n\n"));
     ASSERT_TRUE(mConnMan.Appear());
-    EXPECT_TRUE(WaitUntil([&] { return GetProvisions(lManager) == Lines{ "service_late" }; })) << mLog.GetText();
+    EXPECT_TRUE(WaitUntil([&] { return lManager.GetProvisions() == Lines{ "service_late" }; })) << mLog.GetText();
 }
 
 TEST_F(Provisions, EveryChangeIsWrittenWithAllTheOthers)
@@ -99,7 +83,7 @@ TEST_F(Provisions, EveryChangeIsWrittenWithAllTheOthers)
     const RunningManager   lManager;
     zqSharedPtr<Provision> lProvision;
     ASSERT_NE(lManager.Get(), nullptr);
-    ASSERT_EQ(GetProvisions(lManager), Lines{ "service_home" });
+    ASSERT_EQ(lManager.GetProvisions(), Lines{ "service_home" });
 
     EXPECT_EQ(lManager->ProvisionCreate(Record("service_office", "office"), lProvision), 0);
     EXPECT_EQ(ReadFile(kFile), kHeader + "[service_office]\nType=wifi\nName=office\n\n"
@@ -123,5 +107,5 @@ TEST_F(Provisions, AFileThatCannotBeWrittenFailsNoChange)
     EXPECT_EQ(lManager->ProvisionCreate(Record("service_home", "two\nlines"), lProvision), 0);
     EXPECT_EQ(lManager->UpdateConnManProvisions(true), 0);
     EXPECT_EQ(FileMode(kFile), 0U);
-    EXPECT_EQ(GetProvisions(lManager), Lines{ "service_home" });
+    EXPECT_EQ(lManager.GetProvisions(), Lines{ "service_home" });
 }

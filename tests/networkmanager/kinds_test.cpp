@@ -213,8 +213,8 @@ TEST(AProvision, TellsItsPathForItsIdentifierWhichItNamesLast)
     const auto               lProvision = Make<Provision>("id", ProvisionProperties("another"));
     CFUSharedRef<CFArrayRef> lNames     = Strings({ "old" });
 
-    for (const auto &[lName, lText] : std::map<const char *, const char *>{
-             { "ProvisionIdentifier", "id" }, { "Name", "home" }, { "EAP", "(null)" } })
+    for (const auto &[lName, lText] :
+         std::map<const char *, const char *>{ { "ProvisionIdentifier", "id" }, { "Name", "home" }, { "EAP", "null" } })
     {
         Value lValue = Number(1);
         lProvision->GetPropertyValue(Str(lName), lValue);

@@ -30,7 +30,7 @@ protected:
     std::string Found(zqError aResult)
     {
         EXPECT_EQ(aResult, mService != nullptr ? 0 : -17);
-        return mService != nullptr ? Show(mService.Get()) : "";
+        return mService != nullptr ? Name(mService.Get()) : "";
     }
 
     std::string ByInterface(const char *aName)
@@ -47,14 +47,14 @@ protected:
 
 TEST_F(ALookup, FindsTheFirstServiceOfANameAndOnlyAConnectedOneByInterface)
 {
-    EXPECT_EQ(Found(mManager.ManagerLookupService(Str("home"), mService)), "/idle");
+    EXPECT_EQ(Found(mManager.ManagerLookupService(Str("home"), mService)), "idle");
     EXPECT_EQ(Found(mManager.ManagerLookupService(Str("wired"), mService)), "");
     EXPECT_EQ(Found(mManager.ManagerLookupService(String(), mService)), "");
     EXPECT_TRUE(Asserted(mLog, "aPattern != __null", "../include/networkmanager/zqnetworkmanager-objectlist",
                          "network manager"));
 
-    EXPECT_EQ(ByInterface("wlan0"), "/twin");
-    EXPECT_EQ(ByInterface("eth0"), "/wired");
+    EXPECT_EQ(ByInterface("wlan0"), "twin");
+    EXPECT_EQ(ByInterface("eth0"), "wired");
     EXPECT_EQ(ByInterface("eth1"), "");
     EXPECT_EQ(mManager.FindService(Str("/twin").Get())->Refresh(Dict({ { kServicePropertyState, Str("failure") } })),
               0);
@@ -67,15 +67,15 @@ TEST_F(ALookup, FindsTheServiceThatMatchesEveryEntryOfAPattern)
     const auto lHome = lEntry(kServicePropertyName, "home"), lWired = lEntry(kServicePropertyName, "Wired"),
                lPSK = lEntry(kServicePropertySecurity, "psk"), lWPS = lEntry(kServicePropertySecurity, "wps");
     const std::pair<Dictionary, const char *> kRows[] = {
-        { Dict({ lHome }), "/idle" },
-        { Dict({ lHome, lPSK }), "/twin" },
-        { Dict({ lWPS }), "/twin" },
+        { Dict({ lHome }), "idle" },
+        { Dict({ lHome, lPSK }), "twin" },
+        { Dict({ lWPS }), "twin" },
         { Dict({ lWired, lPSK }), "" },
-        { Dict({ lHome, lEntry(kServicePropertyState, "ready") }), "/twin" },
-        { Dict({ lEntry(kServicePropertyType, "ethernet") }), "/wired" },
+        { Dict({ lHome, lEntry(kServicePropertyState, "ready") }), "twin" },
+        { Dict({ lEntry(kServicePropertyType, "ethernet") }), "wired" },
         { Dict({ lEntry(kServicePropertySSID, "x") }), "" },
         { Dict({ { kServicePropertySecurity, Number(1) } }), "" },
-        { Dict(), "/idle" },
+        { Dict(), "idle" },
     };
 
     for (const auto &[lPattern, lPath] : kRows)
@@ -95,7 +95,7 @@ TEST_F(ALookup, FindsATechnologyByTypeAndAProvisionByTheIdentifierInItsPropertie
     ASSERT_EQ(mManager.AddTechnology("/t/wifi", "wifi"), 0);
     ASSERT_EQ(mManager.AddTechnology("/t/ethernet", "ethernet"), 0);
     EXPECT_EQ(mManager.ManagerLookupTechnology(Str("ethernet"), lTechnology), 0);
-    EXPECT_EQ(Show(lTechnology.Get()), "/t/ethernet");
+    EXPECT_EQ(Name(lTechnology.Get()), "ethernet");
     EXPECT_EQ(mManager.ManagerLookupTechnology(Str("WiFi"), lTechnology), -17);
     EXPECT_TRUE(lTechnology == nullptr);
 

@@ -3,51 +3,6 @@
 namespace zq::Test
 {
 
-String Str(const char *aText)
-{
-    return CFUAdopt(CFStringCreateWithCString(nullptr, aText, kCFStringEncodingUTF8));
-}
-
-std::string Text(CFTypeRef aString)
-{
-    if (aString == nullptr)
-        return "(null)";
-
-    return CFUIsTypeID(aString, CFStringGetTypeID()) ? zqString(static_cast<CFStringRef>(aString)).GetAsUTFArray()
-                                                     : "(no string)";
-}
-
-Value Number(int aValue)
-{
-    return CFUAdopt<CFTypeRef>(CFNumberCreate(nullptr, kCFNumberIntType, &aValue));
-}
-
-Value Bool(bool aValue)
-{
-    return CFUAdopt<CFTypeRef>(CFUBooleanCreate(aValue));
-}
-
-Dictionary Dict(const std::vector<std::pair<CFStringRef, Value>> &anEntries)
-{
-    auto lDictionary = CFUAdopt(
-        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-
-    for (const auto &[lKey, lValue] : anEntries)
-        CFDictionarySetValue(lDictionary.Get(), lKey, lValue.Get());
-
-    return lDictionary;
-}
-
-CFUSharedRef<CFArrayRef> Strings(const std::vector<std::string> &aTexts)
-{
-    auto lArray = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-
-    for (const auto &lText : aTexts)
-        CFArrayAppendValue(lArray.Get(), Str(lText.c_str()).Get());
-
-    return lArray;
-}
-
 Dictionary ServiceProperties(const char *aName, const char *aState, const char *aType)
 {
     return Dict({ { kServicePropertyIPv4, Dict() },
@@ -92,21 +47,6 @@ bool Asserted(const LogCapture &aLog, const std::string &aCondition, const std::
               const std::string &aComponent)
 {
     return aLog.Contains("ASSERT: " + aComponent + ": " + aCondition + ", file: " + aFile + ", line: ", 4);
-}
-
-std::string Show(const Object *anObject)
-{
-    return anObject != nullptr ? Text(anObject->GetPath().Get()) : "(null)";
-}
-
-std::string Show(const zqRefCountArray &anObjects)
-{
-    std::string lPaths;
-
-    for (int i = 0; i < anObjects.GetNumElements(); i++)
-        lPaths += (i == 0 ? "" : " ") + Show(static_cast<Object *>(anObjects.GetElementPtr(i)));
-
-    return lPaths;
 }
 
 Subscriber::Subscriber()

@@ -8,34 +8,15 @@
 #define ZQ_TEST_MODEL_H
 
 #include <logcapture.h>
+#include <recorder.h>
 #include <zqnetworkmanager-private.h>
-#include <zqnetworkmanager.h>
 
 #include <atomic>
 #include <deque>
-#include <functional>
 #include <map>
-#include <mutex>
-#include <string>
-#include <vector>
 
 namespace zq::Test
 {
-
-using namespace zq::NetworkManager;
-
-// Values
-
-using String     = CFUSharedRef<CFStringRef>;
-using Value      = CFUSharedRef<CFTypeRef>;
-using Dictionary = CFUSharedRef<CFMutableDictionaryRef>;
-
-String                   Str(const char *aText);
-std::string              Text(CFTypeRef aString); // "(null)" for null, "(no string)" for another kind
-Value                    Number(int aValue);
-Value                    Bool(bool aValue);
-CFUSharedRef<CFArrayRef> Strings(const std::vector<std::string> &aTexts);
-Dictionary               Dict(const std::vector<std::pair<CFStringRef, Value>> &anEntries = {});
 
 /** Properties with which a service (technology, provision) initialises. */
 Dictionary ServiceProperties(const char *aName = "home", const char *aState = "idle", const char *aType = "wifi");
@@ -53,72 +34,6 @@ zqSharedPtr<T> Make(const char *aPath, const Dictionary &aProperties)
 /** Whether an assertion was logged, in the platform's format. */
 bool Asserted(const LogCapture &aLog, const std::string &aCondition, const std::string &aFile,
               const std::string &aComponent = "");
-
-/** The path, or the paths joined by blanks. */
-std::string Show(const Object *anObject);
-std::string Show(const zqRefCountArray &anObjects);
-
-// An operation of an observer with one or with two arguments after the manager.
-#define ZQ_RECORDS(OPERATION, TYPE)                                                                                    \
-    void OPERATION(Manager *aManager, TYPE anArgument) override                                                        \
-    {                                                                                                                  \
-        Record(aManager, #OPERATION, anArgument);                                                                      \
-    }
-#define ZQ_RECORDS_BOTH(OPERATION, FIRST, SECOND)                                                                      \
-    void OPERATION(Manager *aManager, FIRST aFirst, SECOND aSecond) override                                           \
-    {                                                                                                                  \
-        Record(aManager, #OPERATION, aFirst, aSecond);                                                                 \
-    }
-
-/** Remembers each callback as a line: its name, the object's path, the payload (of a dictionary, its size). */
-class RecordingObserver : public Observer::Base
-{
-public:
-    std::vector<std::string>               mCalls;
-    std::function<void(Manager *aManager)> mInside; // called from within each callback
-
-    ZQ_RECORDS(StateChanged, CFStringRef);
-    ZQ_RECORDS(PropertiesChanged, CFDictionaryRef);
-    ZQ_RECORDS(ServicesAdded, const zqRefObjectArray<Service> &);
-    ZQ_RECORDS(ServicesRemoved, const zqRefObjectArray<Service> &);
-    ZQ_RECORDS_BOTH(ServiceChanged, Service *, CFDictionaryRef);
-    ZQ_RECORDS_BOTH(ServiceError, Service *, CFStringRef);
-    ZQ_RECORDS(ServiceDidConnect, Service *);
-    ZQ_RECORDS_BOTH(ServiceDidNotConnect, Service *, zqError);
-    ZQ_RECORDS(ServiceIsOnline, Service *);
-    ZQ_RECORDS_BOTH(ServiceIsNotOnline, Service *, zqError);
-    ZQ_RECORDS_BOTH(ServiceIsWaking, Service *, unsigned char);
-    ZQ_RECORDS_BOTH(ServiceDidWake, Service *, unsigned char);
-    ZQ_RECORDS_BOTH(ServiceDidNotWake, Service *, zqError);
-    ZQ_RECORDS(TechnologiesAdded, const zqRefObjectArray<Technology> &);
-    ZQ_RECORDS(TechnologiesRemoved, const zqRefObjectArray<Technology> &);
-    ZQ_RECORDS_BOTH(TechnologyChanged, Technology *, CFDictionaryRef);
-    ZQ_RECORDS(TechnologyDidScan, Technology *);
-    ZQ_RECORDS_BOTH(TechnologyDidNotScan, Technology *, zqError);
-    ZQ_RECORDS(DidNotPrepareForSleep, zqError);
-
-    void    DidPrepareForSleep(Manager *aManager) override { Record(aManager, "DidPrepareForSleep"); }
-    zqError ServiceInput(Manager *aManager, Service *aService, CFDictionaryRef aFields) override
-    {
-        Record(aManager, "ServiceInput", aService, aFields);
-        return -99;
-    }
-
-private:
-    static std::string Describe(const Object *anObject) { return Show(anObject); }
-    static std::string Describe(const zqRefCountArray &anObjects) { return Show(anObjects); }
-    static std::string Describe(CFStringRef aString) { return Text(aString); }
-    static std::string Describe(CFDictionaryRef aPayload) { return std::to_string(CFDictionaryGetCount(aPayload)); }
-    static std::string Describe(int aNumber) { return std::to_string(aNumber); }
-
-    template <typename... Arguments>
-    void Record(Manager *aManager, const char *aName, const Arguments &...anArguments)
-    {
-        mCalls.push_back((std::string(aName) + ... + (" " + Describe(anArguments))));
-        if (mInside)
-            mInside(aManager);
-    }
-};
 
 /** A queue with a handler, and the events that have come to it. */
 class Subscriber : public zqIEventHandler
@@ -205,7 +120,7 @@ private:
     std::string GetPaths(zqError (Manager::*aGet)(zqRefObjectArray<T> &) const) const
     {
         zqRefObjectArray<T> lArray;
-        return (this->*aGet)(lArray) == 0 ? Show(lArray) : "(failed)";
+        return (this->*aGet)(lArray) == 0 ? Join(Names(lArray)) : "(failed)";
     }
 
     zqError Request(const std::string &anOperation, const Object &anObject);

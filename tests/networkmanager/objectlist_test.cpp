@@ -35,7 +35,7 @@ protected:
     {
         zqRefObjectArray<Object> lArray;
         EXPECT_EQ(mList.CreateCopyAsArray(lArray), 0);
-        return Show(lArray);
+        return Join(Names(lArray));
     }
 
     ObjectList mList;
@@ -82,7 +82,7 @@ TEST_F(AnObjectList, KeepsTheObjectThatWasThereFirstAndFindsItLetterCaseIncluded
     EXPECT_EQ(mList.Clear(), 0);
     EXPECT_TRUE(mList.Find(Str("/a")) == nullptr);
     EXPECT_EQ(mList.Add(Listed("/a")), 0);
-    EXPECT_EQ(Show(lSnapshot), "/a");
+    EXPECT_EQ(Names(lSnapshot), Lines{ "a" });
     EXPECT_EQ(lSnapshot.GetElementPtr(0), lFirst.Get());
     EXPECT_EQ(lFirst->GetRefCount(), 2);
 }
@@ -95,7 +95,7 @@ TEST_F(AnObjectList, RemovesByPathAndFindsTheOthersWhereTheyAreThen)
     EXPECT_EQ(mList.Remove(Listed("/b")), 0);
     EXPECT_EQ(mList.Remove(Listed("/x")), 0);
     EXPECT_EQ(mList.Remove(nullptr), -5);
-    EXPECT_EQ(GetPaths(), "/a /c /d");
+    EXPECT_EQ(GetPaths(), "a c d");
 
     mList.Lock();
     for (const auto &[lPath, lIndex] :
@@ -105,12 +105,12 @@ TEST_F(AnObjectList, RemovesByPathAndFindsTheOthersWhereTheyAreThen)
 
     // Back at the end, where a newcomer belongs.
     EXPECT_EQ(mList.Add(lObjects.GetElement(1)), 0);
-    EXPECT_EQ(GetPaths(), "/a /c /d /b");
+    EXPECT_EQ(GetPaths(), "a c d b");
     EXPECT_EQ(mList.Find(Str("/b")).Get(), lObjects.GetElementPtr(1));
 
     EXPECT_EQ(mList.Erase(Array({ "/c", "/x", "/a", "/a" })), 0);
     EXPECT_EQ(mList.Erase({}), 0);
-    EXPECT_EQ(GetPaths(), "/d /b");
+    EXPECT_EQ(GetPaths(), "d b");
     EXPECT_TRUE(mList.Find(Str("/a")) == nullptr);
     EXPECT_EQ(mList.Find(Str("/d")).Get(), lObjects.GetElementPtr(3));
 }
@@ -122,10 +122,10 @@ TEST_F(AnObjectList, StopsAtANullSlotOfAnArrayAndKeepsWhatWasDone)
     EXPECT_EQ(lArray.Append(static_cast<zqRefCount *>(nullptr)), 0);
     EXPECT_EQ(lArray.Append(Listed("/b")), 0);
     EXPECT_EQ(mList.Append(lArray), -5);
-    EXPECT_EQ(GetPaths(), "/a");
+    EXPECT_EQ(GetPaths(), "a");
     EXPECT_EQ(mList.Append(Array({ "/b", "/c" })), 0);
     EXPECT_EQ(mList.Erase(lArray), -5);
-    EXPECT_EQ(GetPaths(), "/b /c");
+    EXPECT_EQ(GetPaths(), "b c");
     EXPECT_EQ(mLog.Count("ASSERT: network manager: retval == 0, file: zqnetworkmanager-objectlist", 4), 2u);
 }
 
@@ -149,9 +149,9 @@ TEST_F(AnObjectList, HoldsOneObjectWithoutAPath)
     ASSERT_EQ(lNameless->Init(Str("/late"), Dict()), 0);
     EXPECT_EQ(mList.Find(Str("/late")).Get(), lNameless.Get());
     EXPECT_EQ(mList.Add(Listed("/late")), 0);
-    EXPECT_EQ(GetPaths(), "/a /late /b");
+    EXPECT_EQ(GetPaths(), "a late b");
     EXPECT_EQ(mList.Remove(Listed("/late")), 0);
-    EXPECT_EQ(GetPaths(), "/a /b");
+    EXPECT_EQ(GetPaths(), "a b");
     EXPECT_TRUE(mList.Find(Str("/late")) == nullptr);
 }
 

@@ -9,10 +9,8 @@ using namespace zq::Test;
 namespace
 {
 
-using Calls = std::vector<std::string>;
-
 const char *const kFile    = "zqnetworkmanager-manager";
-const Calls       kWritten = { "write" };
+const Lines       kWritten = { "write" };
 
 class AManagersProvision : public testing::Test
 {
@@ -30,7 +28,7 @@ protected:
         return Text(lValue.Get());
     }
 
-    Calls TakeRequests() { return std::exchange(mManager.mRequests, {}); }
+    Lines TakeRequests() { return std::exchange(mManager.mRequests, {}); }
 
     TestManager            mManager;
     LogCapture             mLog;
@@ -50,20 +48,20 @@ TEST_F(AManagersProvision, IsMergedIntoWhenItIsCreatedAgain)
     EXPECT_EQ(Text(lAgain->GetSSID().Get()), "ff");
     EXPECT_EQ(Text(lAgain->GetPassphrase().Get()), "secret");
     EXPECT_EQ(mManager.GetProvisionPaths(), "id");
-    EXPECT_EQ(TakeRequests(), Calls{ "keep" });
+    EXPECT_EQ(TakeRequests(), Lines{ "keep" });
     EXPECT_EQ(CFDictionaryGetCount(lMore.Get()), 2); // the caller's own is as it was
 
     // The identifier is the path and none of the properties.
     EXPECT_TRUE(lAgain->GetProperty(CFURetain(kServicePropertyProvisionIdentifier)) == nullptr);
     EXPECT_EQ(Get("ProvisionIdentifier"), "id");
-    EXPECT_EQ(Get("EAP"), "(null)");
+    EXPECT_EQ(Get("EAP"), "null");
 
     // It is handed out when merging fails, too.
     CFDictionarySetValue(lMore.Get(), kServicePropertyType, Number(1).Get());
     EXPECT_EQ(mManager.ProvisionCreate(lMore, lAgain), -1);
     EXPECT_EQ(lAgain.Get(), mProvision.Get());
     EXPECT_TRUE(Asserted(mLog, "lReturn == Success", kFile));
-    EXPECT_EQ(TakeRequests(), Calls{});
+    EXPECT_EQ(TakeRequests(), Lines{});
 }
 
 TEST_F(AManagersProvision, IsNotCreatedFromARecordThatLacksIdentifierOrType)
@@ -82,7 +80,7 @@ TEST_F(AManagersProvision, IsNotCreatedFromARecordThatLacksIdentifierOrType)
         EXPECT_TRUE(lNew == nullptr);
     }
     EXPECT_EQ(mManager.GetProvisionPaths(), "id");
-    EXPECT_EQ(TakeRequests(), Calls{});
+    EXPECT_EQ(TakeRequests(), Lines{});
 }
 
 TEST_F(AManagersProvision, IsChangedInTheListAlsoThroughACopy)
@@ -98,23 +96,23 @@ TEST_F(AManagersProvision, IsChangedInTheListAlsoThroughACopy)
     EXPECT_EQ(mManager.ProvisionSetProperty(*mProvision, nullptr, Str("ff")), -5);
     EXPECT_EQ(mManager.ProvisionSetProperty(*mProvision, Str("SSID"), nullptr), -5);
     EXPECT_EQ(mManager.ProvisionSetProperty(*mProvision, Str("Type"), Number(1)), -4);
-    EXPECT_EQ(TakeRequests(), Calls{});
+    EXPECT_EQ(TakeRequests(), Lines{});
 }
 
 TEST_F(AManagersProvision, LosesItsPassphraseWhollyAndAnyOtherPropertyInMemoryAlone)
 {
     EXPECT_EQ(mManager.ProvisionClearProperty(*mProvision, CFURetain(kServicePropertyPassphrase)), 0);
     EXPECT_TRUE(mProvision->GetPassphrase() == nullptr);
-    EXPECT_EQ(Get("Passphrase"), "(null)");
+    EXPECT_EQ(Get("Passphrase"), "null");
     EXPECT_EQ(TakeRequests(), kWritten);
 
     EXPECT_EQ(mManager.ProvisionClearProperty(*mProvision, CFURetain(kServicePropertyName)), -17);
-    EXPECT_EQ(Get("Name"), "(null)");
+    EXPECT_EQ(Get("Name"), "null");
     EXPECT_EQ(Text(mProvision->GetName().Get()), "home");
     EXPECT_TRUE(Asserted(mLog, "lReturn == Success", kFile));
     EXPECT_TRUE(mLog.Contains(": failed to clear provision id for properties change", 4));
     EXPECT_EQ(mManager.ProvisionClearProperty(*mProvision, nullptr), -5);
-    EXPECT_EQ(TakeRequests(), Calls{});
+    EXPECT_EQ(TakeRequests(), Lines{});
 }
 
 TEST_F(AManagersProvision, ThatIsNotListedAnyMoreCannotBeChanged)
@@ -129,24 +127,24 @@ TEST_F(AManagersProvision, ThatIsNotListedAnyMoreCannotBeChanged)
     EXPECT_EQ(mLog.Count(": failed to find provision id for properties change", 4), 3u);
     EXPECT_EQ(mLog.Count("ASSERT: : lProvision != __null, file: zqnetworkmanager-manager", 4), 3u);
     EXPECT_EQ(Text(mProvision->GetPassphrase().Get()), "secret");
-    EXPECT_EQ(TakeRequests(), Calls{});
+    EXPECT_EQ(TakeRequests(), Lines{});
 }
 
 TEST(AManagersProperties, AreTheDictionaryThatItWasGivenAndAreSetWithoutAnEvent)
 {
-    const auto        lGiven = Dict({ { kManagerPropertyState, Str("ready") } });
-    TestManager       lManager(nullptr, lGiven.Get());
-    RecordingObserver lObserver;
+    const auto  lGiven = Dict({ { kManagerPropertyState, Str("ready") } });
+    TestManager lManager(nullptr, lGiven.Get());
+    Recorder    lObserver;
 
     EXPECT_EQ(lManager.ManagerGetProperties().Get(), lGiven.Get());
     ASSERT_EQ(lManager.AddObserver(&lObserver), 0);
-    lObserver.mCalls.clear();
+    lObserver.Clear();
     EXPECT_EQ(lManager.ManagerSetProperty(Str("State"), Str("idle")), 0);
     EXPECT_EQ(lManager.IsManagerState(Str("idle")).Get(), kCFBooleanTrue);
     EXPECT_EQ(lManager.IsManagerState(Str("Idle")).Get(), kCFBooleanFalse);
     EXPECT_EQ(lManager.ManagerSetProperty(Str("State"), Number(1)), 0);
     EXPECT_TRUE(lManager.ManagerGetState() == nullptr);
-    EXPECT_EQ(lObserver.mCalls, Calls{});
+    EXPECT_EQ(lObserver.GetLines(), Lines{});
 }
 
 TEST(AManagersTechnology, IsFoundByTypeAndCheckedThroughItsFirstConnectedService)
@@ -164,7 +162,7 @@ TEST(AManagersTechnology, IsFoundByTypeAndCheckedThroughItsFirstConnectedService
     ASSERT_EQ(lManager.AddServices({ "/1", "/2", "/3", "/4" }), 0);
     lManager.mResult = -16;
     EXPECT_EQ(lManager.TechnologyOnlineCheck(Str("wifi")), -16);
-    EXPECT_EQ(lManager.mRequests, (Calls{ "TechnologySetProperty Powered true /t", "ServiceOnlineCheck /3" }));
+    EXPECT_EQ(lManager.mRequests, (Lines{ "TechnologySetProperty Powered true /t", "ServiceOnlineCheck /3" }));
 
     EXPECT_EQ(lManager.TechnologyOnlineCheck(Str("lowpan")), -21);
     EXPECT_TRUE(lLog.Contains(": Can't find connected service for tech lowpan", 4));

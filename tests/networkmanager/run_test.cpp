@@ -112,7 +112,7 @@ TEST(AManager, IsInitialisedOnceAndWhenDestroyedEmptyAndForgetsWhoListened)
 {
     LogCapture             lLog;
     TestManager            lManager;
-    RecordingObserver      lObserver;
+    Recorder               lObserver;
     Subscriber             lSubscriber;
     zqSharedPtr<Provision> lProvision;
 
@@ -125,7 +125,7 @@ TEST(AManager, IsInitialisedOnceAndWhenDestroyedEmptyAndForgetsWhoListened)
     EXPECT_TRUE(Asserted(lLog, "lReturn == 0", "zqnetworkmanager-manager"));
     const auto lService = lManager.FindService(Str("/a").Get());
     ASSERT_TRUE(lService != nullptr);
-    lObserver.mCalls.clear();
+    lObserver.Clear();
     (void)lSubscriber.Take();
 
     lManager.Destroy();
@@ -139,7 +139,7 @@ TEST(AManager, IsInitialisedOnceAndWhenDestroyedEmptyAndForgetsWhoListened)
     EXPECT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), -3);
     EXPECT_EQ(lManager.Stop(), -3);
     EXPECT_EQ(lManager.RemoveObserver(&lObserver), -17);
-    EXPECT_TRUE(lObserver.mCalls.empty());
+    EXPECT_TRUE(lObserver.GetLines().empty());
     EXPECT_TRUE(lSubscriber.Take().empty());
     EXPECT_EQ(lService->GetRefCount(), 1);
 }

@@ -23,7 +23,7 @@ protected:
 
     void Forget()
     {
-        mObserver.mCalls.clear();
+        mObserver.Clear();
         (void)mSubscriber.Take();
         mLog.Clear();
     }
@@ -40,7 +40,7 @@ protected:
         EXPECT_EQ(lLines[0].mComponent, "");
         EXPECT_EQ(lLines[0].mLevel, aLevel);
         EXPECT_EQ(lLines[0].mText, ": signaling " + aLine);
-        EXPECT_EQ(mObserver.mCalls, std::vector<std::string>{ aCall });
+        EXPECT_EQ(mObserver.GetLines(), Lines{ aCall });
         ASSERT_EQ(lEvents.size(), 1u);
         EXPECT_EQ(lEvents[0]->GetType(), 0x30010000 + aType);
         EXPECT_TRUE(Event::IsType(lEvents[0].Get()));
@@ -49,7 +49,7 @@ protected:
     }
 
     TestManager                  mManager;
-    RecordingObserver            mObserver;
+    Recorder                     mObserver;
     Subscriber                   mSubscriber;
     LogCapture                   mLog;
     zqSharedPtr<Service>         mService    = Make<Service>("/s", ServiceProperties("home"));
@@ -69,50 +69,50 @@ TEST_F(ASignal, IsLoggedToldToObserversAndPublished)
     const CFDictionaryRef lF = mFields.Get();
 
     Expect(lM.SignalStateChanged(kManagerStateReady), 1, 2, "state \"ready\" changed", "StateChanged ready");
-    Expect(lM.SignalPropertiesChanged(lF), 2, 2, "properties changed", "PropertiesChanged 1");
-    Expect(lM.SignalServicesAdded(mServices), 3, 2, "1 services added", "ServicesAdded /s");
-    Expect(lM.SignalServicesRemoved(mServices), 4, 2, "1 services removed", "ServicesRemoved /s");
+    Expect(lM.SignalPropertiesChanged(lF), 2, 2, "properties changed", "PropertiesChanged Passphrase");
+    Expect(lM.SignalServicesAdded(mServices), 3, 2, "1 services added", "ServicesAdded s");
+    Expect(lM.SignalServicesRemoved(mServices), 4, 2, "1 services removed", "ServicesRemoved s");
     Expect(lM.SignalServiceChanged(lS, lF), 5, 2, "properties changed for service \"home\" rssi -50",
-           "ServiceChanged /s 1");
-    Expect(lM.SignalServiceInput(lS, lF), 6, 2, "input request for service \"home\"", "ServiceInput /s 1");
+           "ServiceChanged s Passphrase");
+    Expect(lM.SignalServiceInput(lS, lF), 6, 2, "input request for service \"home\"", "ServiceInput s Passphrase");
     Expect(lM.SignalServiceError(lS, kServiceErrorNotFound), 7, 3, "error \"not-found\" for service \"home\"",
-           "ServiceError /s not-found");
-    Expect(lM.SignalServiceDidConnect(lS), 8, 2, "did connect for service \"home\"", "ServiceDidConnect /s");
+           "ServiceError s not-found");
+    Expect(lM.SignalServiceDidConnect(lS), 8, 2, "did connect for service \"home\"", "ServiceDidConnect s");
     Expect(lM.SignalServiceDidNotConnect(lS, -113), 9, 3, "did not connect for service \"home\" with error -113",
-           "ServiceDidNotConnect /s -113");
-    Expect(lM.SignalServiceIsOnline(lS), 0xA, 2, "online for service \"home\"", "ServiceIsOnline /s");
+           "ServiceDidNotConnect s -113");
+    Expect(lM.SignalServiceIsOnline(lS), 0xA, 2, "online for service \"home\"", "ServiceIsOnline s");
     Expect(lM.SignalServiceIsNotOnline(lS, -16), 0xB, 3, "offline for service \"home\" with error -16",
-           "ServiceIsNotOnline /s -16");
+           "ServiceIsNotOnline s -16");
     Expect(lM.SignalServiceIsWaking(lS, 0x105), 0xC, 3, "iswaking for service \"home\" with reason 0x105",
-           "ServiceIsWaking /s 5");
+           "ServiceIsWaking s 5");
     Expect(lM.SignalServiceDidWake(lS, 0xA), 0xC, 3, "didwake for service \"home\" with reason 0x0A",
-           "ServiceDidWake /s 10");
+           "ServiceDidWake s 10");
     Expect(lM.SignalServiceDidNotWake(lS, -1), 0xE, 3, "did not wake for service \"home\" with error -1",
-           "ServiceDidNotWake /s -1");
-    Expect(lM.SignalTechnologiesAdded(mTechnologies), 0xF, 2, "1 technologies added", "TechnologiesAdded /t");
-    Expect(lM.SignalTechnologiesRemoved(mTechnologies), 0x10, 2, "1 technologies removed", "TechnologiesRemoved /t");
+           "ServiceDidNotWake s -1");
+    Expect(lM.SignalTechnologiesAdded(mTechnologies), 0xF, 2, "1 technologies added", "TechnologiesAdded t");
+    Expect(lM.SignalTechnologiesRemoved(mTechnologies), 0x10, 2, "1 technologies removed", "TechnologiesRemoved t");
     Expect(lM.SignalTechnologyChanged(lT, lF), 0x11, 2, "properties changed for technology \"wifi\"",
-           "TechnologyChanged /t 1");
-    Expect(lM.SignalTechnologyDidScan(lT), 0x12, 2, "did scan for technology \"wifi\"", "TechnologyDidScan /t");
+           "TechnologyChanged t Passphrase");
+    Expect(lM.SignalTechnologyDidScan(lT), 0x12, 2, "did scan for technology \"wifi\"", "TechnologyDidScan t");
     Expect(lM.SignalTechnologyDidNotScan(lT, -22), 0x13, 3, "did not scan for technology \"wifi\" with error -22",
-           "TechnologyDidNotScan /t -22");
+           "TechnologyDidNotScan t -22");
     Expect(lM.SignalDidPrepareForSleep(), 0x14, 2, "did prepare for sleep", "DidPrepareForSleep");
     Expect(lM.SignalDidNotPrepareForSleep(-4), 0x15, 2, "did NOT prepare for sleep, error -4",
            "DidNotPrepareForSleep -4");
 
     // A null object has the empty name.
     Expect(lM.SignalServiceError(nullptr, kServiceErrorNotFound), 7, 3, "error \"not-found\" for service \"\"",
-           "ServiceError (null) not-found");
+           "ServiceError - not-found");
     Expect(lM.SignalServiceChanged(nullptr, lF), 5, 2, "properties changed for service \"\" rssi -120",
-           "ServiceChanged (null) 1");
-    Expect(lM.SignalTechnologyDidScan(nullptr), 0x12, 2, "did scan for technology \"\"", "TechnologyDidScan (null)");
+           "ServiceChanged - Passphrase");
+    Expect(lM.SignalTechnologyDidScan(nullptr), 0x12, 2, "did scan for technology \"\"", "TechnologyDidScan -");
 
     // A strength is read as eight unsigned bits.
     for (const auto &[lStrength, lRSSI] : std::map<int, const char *>{ { 0, "-120" }, { 200, "80" }, { 255, "135" } })
     {
         EXPECT_EQ(mService->Refresh(Dict({ { kServicePropertyStrength, Number(lStrength) } })), 0);
         Expect(lM.SignalServiceChanged(lS, lF), 5, 2,
-               std::string("properties changed for service \"home\" rssi ") + lRSSI, "ServiceChanged /s 1");
+               std::string("properties changed for service \"home\" rssi ") + lRSSI, "ServiceChanged s Passphrase");
     }
 }
 
@@ -133,20 +133,20 @@ TEST_F(ASignal, CarriesItsPayloadAfterEverybodyElseHasLetGo)
     ASSERT_EQ(lEvents.size(), 6u);
     zqRefObjectArray<Service> lServices;
     EXPECT_EQ(dynamic_cast<Event::ServicesRemoved &>(*lEvents[0]).GetServices(lServices), 0);
-    EXPECT_EQ(Show(lServices), "/s");
+    EXPECT_EQ(Names(lServices), Lines{ "s" });
     EXPECT_EQ(lServices.GetElementPtr(0)->GetRefCount(), 7); // the events hold the others
     const auto &lChanged = dynamic_cast<Event::ServiceChanged &>(*lEvents[1]);
-    EXPECT_EQ(Show(lChanged.GetService()), "/s");
+    EXPECT_EQ(Name(lChanged.GetService()), "s");
     EXPECT_EQ(Text(CFDictionaryGetValue(lChanged.GetProperties(), kServicePropertyPassphrase)), "secret");
     EXPECT_EQ(Text(dynamic_cast<Event::ServiceError &>(*lEvents[2]).GetError()), "made-up");
     EXPECT_EQ(CFDictionaryGetCount(dynamic_cast<Event::ServiceInput &>(*lEvents[3]).GetProperties()), 1);
     EXPECT_EQ(dynamic_cast<Event::ServiceIsWaking &>(*lEvents[4]).GetReason(), 0x105);
-    EXPECT_EQ(Show(dynamic_cast<Event::ServiceDidWake &>(*lEvents[5]).GetService()), "/s");
+    EXPECT_EQ(Name(dynamic_cast<Event::ServiceDidWake &>(*lEvents[5]).GetService()), "s");
 }
 
 TEST_F(ASignal, ReachesEveryObserverOnceInTheOrderOfTheirAddresses)
 {
-    RecordingObserver lObservers[3];
+    Recorder          lObservers[3];
     std::string       lOrder;
     Observer::Default lDefault; // which does nothing
 
@@ -180,7 +180,7 @@ TEST_F(ASignal, ServesEverySubscriberAndYieldsTheFirstFailure)
 
     EXPECT_EQ(mManager.SignalDidPrepareForSleep(), -3);
     EXPECT_TRUE(Asserted(mLog, "lReturn == 0", "zqnetworkmanager-manager"));
-    EXPECT_EQ(mObserver.mCalls.size(), 1u);
+    EXPECT_EQ(mObserver.GetLines().size(), 1u);
     EXPECT_EQ(mSubscriber.Take().size(), 1u);
     EXPECT_EQ(lLast.Take().size(), 1u);
     EXPECT_EQ(TestManager().SignalServicesAdded({}), 0); // nobody hears it

@@ -7,8 +7,6 @@ using namespace zq::Test;
 namespace
 {
 
-using Calls = std::vector<std::string>;
-
 namespace Event = zq::NetworkManager::Event;
 
 const char *const kFile = "zqnetworkmanager-manager";
@@ -17,9 +15,9 @@ const char *const kFile = "zqnetworkmanager-manager";
 
 TEST(ANewListener, IsToldThePresentStateInOrder)
 {
-    TestManager       lManager;
-    Subscriber        lSubscriber;
-    RecordingObserver lObserver;
+    TestManager lManager;
+    Subscriber  lSubscriber;
+    Recorder    lObserver;
 
     ASSERT_EQ(lManager.AddTechnology("/t", "wifi"), 0);
     ASSERT_EQ(lManager.AddServices({ "/a", "/b" }), 0);
@@ -28,8 +26,8 @@ TEST(ANewListener, IsToldThePresentStateInOrder)
     ASSERT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), 0);
     ASSERT_EQ(lManager.AddObserver(&lObserver), 0);
 
-    EXPECT_EQ(lObserver.mCalls,
-              (Calls{ "PropertiesChanged 2", "StateChanged online", "ServicesAdded /a /b", "TechnologiesAdded /t" }));
+    EXPECT_EQ(lObserver.GetLines(), (Lines{ "PropertiesChanged OfflineMode State", "StateChanged online",
+                                            "ServicesAdded a b", "TechnologiesAdded t" }));
 
     const auto lEvents = lSubscriber.Take();
     ASSERT_EQ(lEvents.size(), 4u);
@@ -42,7 +40,7 @@ TEST(ANewListener, IsToldThePresentStateInOrder)
 
     zqRefObjectArray<Service> lServices;
     EXPECT_EQ(lAdded->GetServices(lServices), 0);
-    EXPECT_EQ(Show(lServices), "/a /b");
+    EXPECT_EQ(Names(lServices), (Lines{ "a", "b" }));
 
     // What it was given does not change under its hands.
     ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, Str("idle") } }).Get()), 0);
@@ -51,10 +49,10 @@ TEST(ANewListener, IsToldThePresentStateInOrder)
 
 TEST(ANewListener, OfAnEmptyManagerIsToldThePropertiesAlone)
 {
-    LogCapture        lLog;
-    TestManager       lManager, lNone(nullptr, nullptr, false);
-    Subscriber        lSubscriber;
-    RecordingObserver lObserver;
+    LogCapture  lLog;
+    TestManager lManager, lNone(nullptr, nullptr, false);
+    Subscriber  lSubscriber;
+    Recorder    lObserver;
 
     EXPECT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), 0);
     EXPECT_EQ(lSubscriber.Take().size(), 1u);
@@ -64,7 +62,7 @@ TEST(ANewListener, OfAnEmptyManagerIsToldThePropertiesAlone)
     EXPECT_TRUE(Asserted(lLog, "mProperties != __null", kFile));
     EXPECT_EQ(lManager.AddObserver(&lObserver), 0);
     EXPECT_TRUE(lLog.Contains(": successfully added observer ", 2));
-    EXPECT_EQ(lObserver.mCalls, Calls{ "PropertiesChanged 0" });
+    EXPECT_EQ(lObserver.GetLines(), Lines{ "PropertiesChanged" });
 }
 
 TEST(ASubscriber, IsSubscribedOnceWhileTheManagerIsAvailableAndUntilItUnsubscribes)

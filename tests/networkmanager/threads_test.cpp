@@ -60,9 +60,9 @@ void ReadAll(const std::vector<zqSharedPtr<zqEvent>> &anEvents)
 
 TEST(AnObserver, MayUseTheManagerFromInsideEveryCallback)
 {
-    TestManager       lManager;
-    RecordingObserver lObserver;
-    Subscriber        lInside;
+    TestManager lManager;
+    Recorder    lObserver;
+    Subscriber  lInside;
 
     ASSERT_EQ(lManager.AddTechnology("/t", "wifi"), 0);
     lObserver.mInside = [&](Manager *aManager) { UseEverything(*aManager, lInside); };
@@ -72,7 +72,7 @@ TEST(AnObserver, MayUseTheManagerFromInsideEveryCallback)
     ASSERT_EQ(lManager.UpdateServices(Strings({ "/a" }).Get(), Manager::UpdateOperationChange), 0);
     ASSERT_EQ(lManager.UpdateServices(Strings({ "/a" }).Get(), Manager::UpdateOperationRemove), 0);
     ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, Str("ready") } }).Get()), 0);
-    EXPECT_EQ(lObserver.mCalls.size(), 6u);
+    EXPECT_EQ(lObserver.GetLines().size(), 6u);
 }
 
 TEST(AnObserver, ThatIsRemovedIsNotCalledAnyMoreByTheLoopsThread)
@@ -89,7 +89,7 @@ TEST(AnObserver, ThatIsRemovedIsNotCalledAnyMoreByTheLoopsThread)
     for (int i = 0; i < 200; i++)
     {
         // Its end would be a use after free for a callback that still runs.
-        const auto lObserver = std::make_unique<RecordingObserver>();
+        const auto lObserver = std::make_unique<Recorder>();
         EXPECT_EQ(lManager.AddObserver(lObserver.get()), 0);
         EXPECT_EQ(lManager.RemoveObserver(lObserver.get()), 0);
     }
@@ -103,7 +103,7 @@ TEST(AManager, IsUsedByManyThreadsWhileItsLoopFollowsTheDaemon)
     const int kRounds = 150;
 
     SharedManager     lManager;
-    RecordingObserver lObserver;
+    Recorder          lObserver;
     Subscriber        lInside;
     Subscriber        lOutside;
     Subscriber        lListener;
@@ -153,7 +153,7 @@ TEST(AManager, IsUsedByManyThreadsWhileItsLoopFollowsTheDaemon)
     lReader.join();
     lLoop.join();
 
-    EXPECT_EQ(lManager.GetServicePaths(), "/stays");
+    EXPECT_EQ(lManager.GetServicePaths(), "stays");
     EXPECT_EQ(lManager.RemoveObserver(&lObserver), 0);
-    EXPECT_GE(lObserver.mCalls.size(), static_cast<size_t>(4 * kRounds));
+    EXPECT_GE(lObserver.GetLines().size(), static_cast<size_t>(4 * kRounds));
 }
