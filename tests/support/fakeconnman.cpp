@@ -1,6 +1,7 @@
 #include "fakeconnman.h"
 
 #include <algorithm>
+#include <set>
 
 namespace zq::Test
 {
@@ -15,11 +16,6 @@ Answer Error(const std::string &aName, const std::string &aMessage)
     return Answer::Error("net.connman.Error." + aName, aMessage);
 }
 
-Answer Empty()
-{
-    return Answer::Value("");
-}
-
 Answer UnknownMethod(const FakePeer::Call &aCall, const char *aName)
 {
     return Answer::Error(std::string("org.freedesktop.DBus.Error.") + aName,
@@ -27,12 +23,10 @@ Answer UnknownMethod(const FakePeer::Call &aCall, const char *aName)
                              "\" doesn't exist\n");
 }
 
-Properties Merge(Properties aDefaults, const Properties &aProperties)
+Properties Merge(Properties aDefaults, Properties aProperties)
 {
-    for (const auto &lEntry : aProperties)
-        aDefaults[lEntry.first] = lEntry.second;
-
-    return aDefaults;
+    aProperties.merge(aDefaults);
+    return aProperties;
 }
 
 std::string Path(const std::string &aPath)
@@ -66,39 +60,6 @@ template <typename List>
 auto Find(List &aList, const std::string &aName)
 {
     return std::find_if(aList.begin(), aList.end(), [&](const auto &anEntry) { return anEntry.first == aName; });
-}
-
-std::string FirstString(GVariant *aBody)
-{
-    std::string lReturn;
-
-    if (aBody != nullptr && g_variant_n_children(aBody) > 0)
-    {
-        GVariant *const lChild = g_variant_get_child_value(aBody, 0);
-
-        if (g_variant_is_of_type(lChild, G_VARIANT_TYPE_STRING) ||
-            g_variant_is_of_type(lChild, G_VARIANT_TYPE_OBJECT_PATH))
-            lReturn = g_variant_get_string(lChild, nullptr);
-        g_variant_unref(lChild);
-    }
-
-    return lReturn;
-}
-
-// False unless the body is (sv), as SetProperty takes it.
-bool NameAndValue(GVariant *aBody, std::string &aName, std::string &aValue)
-{
-    if (aBody == nullptr || !g_variant_is_of_type(aBody, G_VARIANT_TYPE("(sv)")))
-        return false;
-
-    GVariant *lValue = nullptr;
-    g_variant_get_child(aBody, 1, "v", &lValue);
-
-    aName  = FirstString(aBody);
-    aValue = PrintValue(lValue);
-    g_variant_unref(lValue);
-
-    return true;
 }
 
 } // namespace
@@ -221,16 +182,6 @@ void FakeConnMan::RemoveTechnology(const std::string &aPath)
     SignalLocked("TechnologyRemoved", "(" + Path(aPath) + ",)");
 }
 
-void FakeConnMan::SetTechnologyProperty(const std::string &aPath, const std::string &aName, const std::string &aValue)
-{
-    SetObject(aPath, kTechnology, aName, aValue);
-}
-
-void FakeConnMan::SetServiceProperty(const std::string &aPath, const std::string &aName, const std::string &aValue)
-{
-    SetObject(aPath, kService, aName, aValue);
-}
-
 void FakeConnMan::SetObject(const std::string &aPath, const std::string &anInterface, const std::string &aName,
                             const std::string &aValue)
 {
@@ -341,52 +292,7 @@ std::uint32_t FakeConnMan::CallAgent(const std::string &aMethod, const std::stri
     return lOwner.empty() ? 0 : CallOther(lOwner, GetAgentPath(), kAgent, aMethod, aBody);
 }
 
-void FakeConnMan::DidLeaveLocked()
-{
-    mAgents.clear();
-}
-
 // MARK: Answering calls
-
-struct FakeConnMan::Method
-{
-    const char *mInterface;
-    const char *mName;
-    Answer (FakeConnMan::*mHandler)(const Call &aCall, GVariant *aBody);
-};
-
-Answer FakeConnMan::AnswerLocked(const Call &aCall, GVariant *aBody)
-{
-    static const Method sMethods[] = {
-        { kManager, "GetProperties", &FakeConnMan::GetManagerProperties },
-        { kManager, "GetServices", &FakeConnMan::GetServices },
-        { kManager, "GetTechnologies", &FakeConnMan::GetTechnologies },
-        { kManager, "SetProperty", &FakeConnMan::SetManagerProperty },
-        { kManager, "RegisterAgent", &FakeConnMan::RegisterAgent },
-        { kManager, "UnregisterAgent", &FakeConnMan::UnregisterAgent },
-        { kTechnology, "GetProperties", &FakeConnMan::GetObjectProperties },
-        { kTechnology, "SetProperty", &FakeConnMan::SetObjectProperty },
-        { kTechnology, "Scan", &FakeConnMan::Accept },
-        { kService, "GetProperties", &FakeConnMan::GetObjectProperties },
-        { kService, "SetProperty", &FakeConnMan::SetObjectProperty },
-        { kService, "ClearProperty", &FakeConnMan::ClearProperty },
-        { kService, "Connect", &FakeConnMan::Connect },
-        { kService, "Disconnect", &FakeConnMan::Disconnect },
-        { kService, "Remove", &FakeConnMan::Remove },
-        { kService, "MoveBefore", &FakeConnMan::Accept },
-        { kService, "MoveAfter", &FakeConnMan::Accept },
-        { kService, "OnlineCheck", &FakeConnMan::Accept },
-    };
-
-    if (aCall.mInterface != kManager && FindLocked(aCall.mPath, aCall.mInterface) == nullptr)
-        return UnknownMethod(aCall, "UnknownObject");
-
-    for (const Method &lMethod : sMethods)
-        if (aCall.mInterface == lMethod.mInterface && aCall.mMethod == lMethod.mName)
-            return (this->*lMethod.mHandler)(aCall, aBody);
-
-    return UnknownMethod(aCall, "UnknownMethod");
-}
 
 Properties *FakeConnMan::FindLocked(const std::string &aPath, const std::string &anInterface)
 {
@@ -396,142 +302,122 @@ Properties *FakeConnMan::FindLocked(const std::string &aPath, const std::string 
     return (lFound != lObjects.end()) ? &lFound->second : nullptr;
 }
 
-Answer FakeConnMan::GetManagerProperties(const Call &, GVariant *)
+Answer FakeConnMan::AnswerLocked(const Call &aCall, GVariant *aBody)
 {
-    return Answer::Value("(" + Dictionary(mProperties) + ",)");
+    static const std::set<std::string> sAccepted = { "Scan", "MoveBefore", "MoveAfter", "OnlineCheck" };
+
+    if (aCall.mInterface == kManager)
+        return AnswerManagerLocked(aCall, aBody);
+
+    Properties *const lProperties = FindLocked(aCall.mPath, aCall.mInterface);
+
+    if (lProperties == nullptr)
+        return UnknownMethod(aCall, "UnknownObject");
+    if (aCall.mMethod.find("Propert") != std::string::npos)
+        return AnswerPropertyLocked(aCall, aBody, *lProperties);
+    if ((aCall.mMethod == "Scan") == (aCall.mInterface == kTechnology) && sAccepted.count(aCall.mMethod) != 0)
+        return Answer::Value("");
+    return aCall.mInterface == kService ? AnswerServiceLocked(aCall, *lProperties)
+                                        : UnknownMethod(aCall, "UnknownMethod");
 }
 
-Answer FakeConnMan::GetServices(const Call &, GVariant *)
+Answer FakeConnMan::AnswerManagerLocked(const Call &aCall, GVariant *aBody)
 {
-    return Answer::Value("(" + ObjectsText(mServices) + ",)");
+    const std::string lName  = GetArgument(aBody, 0);
+    const auto        lAgent = Find(mAgents, aCall.mSender);
+
+    if (aCall.mMethod == "GetProperties")
+        return Answer::Value("(" + Dictionary(mProperties) + ",)");
+    if (aCall.mMethod == "GetServices" || aCall.mMethod == "GetTechnologies")
+        return Answer::Value("(" + ObjectsText(aCall.mMethod == "GetServices" ? mServices : mTechnologies) + ",)");
+
+    if (aCall.mMethod == "SetProperty")
+    {
+        if (lName != "OfflineMode" && lName != "SessionMode")
+            return Error("InvalidProperty", "Invalid property");
+        SetLocked(mProperties, "/", kManager, lName, GetArgument(aBody, 1));
+    }
+    else if (aCall.mMethod == "RegisterAgent")
+    {
+        if (lAgent != mAgents.end())
+            return Error("AlreadyExists", "Already exists");
+        mAgents.emplace_back(aCall.mSender, lName);
+    }
+    else if (aCall.mMethod == "UnregisterAgent")
+    {
+        if (lAgent == mAgents.end())
+            return Error("NotRegistered", "Not registered");
+        mAgents.erase(lAgent);
+    }
+    else
+        return UnknownMethod(aCall, "UnknownMethod");
+    return Answer::Value("");
 }
 
-Answer FakeConnMan::GetTechnologies(const Call &, GVariant *)
+Answer FakeConnMan::AnswerPropertyLocked(const Call &aCall, GVariant *aBody, Properties &aProperties)
 {
-    return Answer::Value("(" + ObjectsText(mTechnologies) + ",)");
-}
+    const std::string lName = GetArgument(aBody, 0), lValue = GetArgument(aBody, 1);
 
-Answer FakeConnMan::SetManagerProperty(const Call &, GVariant *aBody)
-{
-    std::string lName, lValue;
+    if (aCall.mMethod == "GetProperties")
+        return Answer::Value("(" + Dictionary(aProperties) + ",)");
 
-    if (!NameAndValue(aBody, lName, lValue))
+    if (aCall.mMethod == "ClearProperty" && aCall.mInterface == kService)
+    {
+        if (lName != "Error")
+            return Error("InvalidProperty", "Invalid property");
+        SetLocked(aProperties, aCall.mPath, aCall.mInterface, "Error", "''");
+        aProperties.erase("Error");
+        return Answer::Value("");
+    }
+
+    if (aCall.mMethod != "SetProperty")
+        return UnknownMethod(aCall, "UnknownMethod");
+    if (lValue.empty())
         return Error("InvalidArguments", "Invalid arguments");
-
-    if (lName != "OfflineMode" && lName != "SessionMode")
-        return Error("InvalidProperty", "Invalid property");
-
-    SetLocked(mProperties, "/", kManager, lName, lValue);
-
-    return Empty();
-}
-
-Answer FakeConnMan::RegisterAgent(const Call &aCall, GVariant *aBody)
-{
-    if (Find(mAgents, aCall.mSender) != mAgents.end())
-        return Error("AlreadyExists", "Already exists");
-
-    mAgents.emplace_back(aCall.mSender, FirstString(aBody));
-
-    return Empty();
-}
-
-Answer FakeConnMan::UnregisterAgent(const Call &aCall, GVariant *)
-{
-    const auto lFound = Find(mAgents, aCall.mSender);
-
-    if (lFound == mAgents.end())
-        return Error("NotRegistered", "Not registered");
-
-    mAgents.erase(lFound);
-
-    return Empty();
-}
-
-Answer FakeConnMan::GetObjectProperties(const Call &aCall, GVariant *)
-{
-    return Answer::Value("(" + Dictionary(*FindLocked(aCall.mPath, aCall.mInterface)) + ",)");
-}
-
-Answer FakeConnMan::SetObjectProperty(const Call &aCall, GVariant *aBody)
-{
-    Properties &lProperties = *FindLocked(aCall.mPath, aCall.mInterface);
-    std::string lName, lValue;
-
-    if (!NameAndValue(aBody, lName, lValue))
-        return Error("InvalidArguments", "Invalid arguments");
-
-    if (lName == "Powered" && lProperties["Powered"] == lValue)
-        return Error((lValue == "true") ? "AlreadyEnabled" : "AlreadyDisabled",
-                     (lValue == "true") ? "Already enabled" : "Already disabled");
-
-    if (lName == "AutoConnect" && lProperties["Favorite"] != "true")
+    if (lName == "Powered" && aProperties["Powered"] == lValue)
+        return lValue == "true" ? Error("AlreadyEnabled", "Already enabled")
+                                : Error("AlreadyDisabled", "Already disabled");
+    if (lName == "AutoConnect" && aProperties["Favorite"] != "true")
         return Error("InvalidService", "Invalid service");
 
-    SetLocked(lProperties, aCall.mPath, aCall.mInterface, lName, lValue);
-
-    return Empty();
+    SetLocked(aProperties, aCall.mPath, aCall.mInterface, lName, lValue);
+    return Answer::Value("");
 }
 
-Answer FakeConnMan::ClearProperty(const Call &aCall, GVariant *aBody)
+Answer FakeConnMan::AnswerServiceLocked(const Call &aCall, Properties &aProperties)
 {
-    Properties &lProperties = *FindLocked(aCall.mPath, aCall.mInterface);
+    const std::string lState = aProperties["State"];
+    const auto        lSet   = [&](const char *aName, const std::vector<const char *> &theValues)
+    {
+        for (const char *lValue : theValues)
+            SetLocked(aProperties, aCall.mPath, kService, aName, lValue);
+    };
 
-    if (FirstString(aBody) != "Error")
-        return Error("InvalidProperty", "Invalid property");
-
-    SetLocked(lProperties, aCall.mPath, aCall.mInterface, "Error", "''");
-    lProperties.erase("Error");
-
-    return Empty();
-}
-
-Answer FakeConnMan::Connect(const Call &aCall, GVariant *)
-{
-    Properties &lProperties = *FindLocked(aCall.mPath, aCall.mInterface);
-
-    if (lProperties["State"] == "'ready'" || lProperties["State"] == "'online'")
-        return Error("AlreadyConnected", "Already connected");
-
-    for (const char *lState : { "'association'", "'configuration'", "'ready'" })
-        SetLocked(lProperties, aCall.mPath, kService, "State", lState);
-    SetLocked(lProperties, aCall.mPath, kService, "Favorite", "true");
-
-    return Empty();
-}
-
-Answer FakeConnMan::Disconnect(const Call &aCall, GVariant *)
-{
-    Properties &lProperties = *FindLocked(aCall.mPath, aCall.mInterface);
-
-    if (lProperties["State"] == "'idle'")
-        return Error("NotConnected", "Not connected");
-
-    for (const char *lState : { "'disconnect'", "'idle'" })
-        SetLocked(lProperties, aCall.mPath, kService, "State", lState);
-
-    return Empty();
-}
-
-Answer FakeConnMan::Remove(const Call &aCall, GVariant *)
-{
-    Properties &lProperties = *FindLocked(aCall.mPath, aCall.mInterface);
-
-    if (lProperties["Type"] == "'ethernet'" || lProperties["Immutable"] == "true")
-        return Error("NotSupported", "Not supported");
-
-    if (lProperties["State"] != "'idle'")
-        SetLocked(lProperties, aCall.mPath, kService, "State", "'idle'");
-
-    for (const char *lName : { "Favorite", "AutoConnect" })
-        SetLocked(lProperties, aCall.mPath, kService, lName, "false");
-
-    return Empty();
-}
-
-Answer FakeConnMan::Accept(const Call &, GVariant *)
-{
-    return Empty();
+    if (aCall.mMethod == "Connect")
+    {
+        if (lState == "'ready'" || lState == "'online'")
+            return Error("AlreadyConnected", "Already connected");
+        lSet("State", { "'association'", "'configuration'", "'ready'" });
+        lSet("Favorite", { "true" });
+    }
+    else if (aCall.mMethod == "Disconnect")
+    {
+        if (lState == "'idle'")
+            return Error("NotConnected", "Not connected");
+        lSet("State", { "'disconnect'", "'idle'" });
+    }
+    else if (aCall.mMethod == "Remove")
+    {
+        if (aProperties["Type"] == "'ethernet'" || aProperties["Immutable"] == "true")
+            return Error("NotSupported", "Not supported");
+        if (lState != "'idle'")
+            lSet("State", { "'idle'" });
+        lSet("Favorite", { "false" });
+        lSet("AutoConnect", { "false" });
+    }
+    else
+        return UnknownMethod(aCall, "UnknownMethod");
+    return Answer::Value("");
 }
 
 } // namespace zq::Test

@@ -59,7 +59,10 @@ public:
 
     void AddTechnology(const std::string &aPath, const Properties &aProperties);
     void RemoveTechnology(const std::string &aPath);
-    void SetTechnologyProperty(const std::string &aPath, const std::string &aName, const std::string &aValue);
+    void SetTechnologyProperty(const std::string &aPath, const std::string &aName, const std::string &aValue)
+    {
+        SetObject(aPath, kTechnology, aName, aValue);
+    }
 
     /** One ServicesChanged: full dictionaries for the new ones, empty ones for those that were there. */
     void AddServices(const Objects &aServices);
@@ -69,7 +72,10 @@ public:
     }
     void RemoveServices(const std::vector<std::string> &aPaths);
     void RemoveService(const std::string &aPath) { RemoveServices({ aPath }); }
-    void SetServiceProperty(const std::string &aPath, const std::string &aName, const std::string &aValue);
+    void SetServiceProperty(const std::string &aPath, const std::string &aName, const std::string &aValue)
+    {
+        SetObject(aPath, kService, aName, aValue);
+    }
 
     /** Forget all services and technologies, and send nothing. */
     void Reset();
@@ -88,24 +94,11 @@ public:
     std::uint32_t CallAgent(const std::string &aMethod, const std::string &aBody);
 
 private:
-    struct Method;
-
     Answer AnswerLocked(const Call &aCall, GVariant *aBody) override;
-    void   DidLeaveLocked() override;
-
-    Answer GetManagerProperties(const Call &aCall, GVariant *aBody);
-    Answer GetServices(const Call &aCall, GVariant *aBody);
-    Answer GetTechnologies(const Call &aCall, GVariant *aBody);
-    Answer SetManagerProperty(const Call &aCall, GVariant *aBody);
-    Answer RegisterAgent(const Call &aCall, GVariant *aBody);
-    Answer UnregisterAgent(const Call &aCall, GVariant *aBody);
-    Answer GetObjectProperties(const Call &aCall, GVariant *aBody);
-    Answer SetObjectProperty(const Call &aCall, GVariant *aBody);
-    Answer ClearProperty(const Call &aCall, GVariant *aBody);
-    Answer Connect(const Call &aCall, GVariant *aBody);
-    Answer Disconnect(const Call &aCall, GVariant *aBody);
-    Answer Remove(const Call &aCall, GVariant *aBody);
-    Answer Accept(const Call &aCall, GVariant *aBody);
+    Answer AnswerManagerLocked(const Call &aCall, GVariant *aBody);
+    Answer AnswerPropertyLocked(const Call &aCall, GVariant *aBody, Properties &aProperties);
+    Answer AnswerServiceLocked(const Call &aCall, Properties &aProperties);
+    void   DidLeaveLocked() override { mAgents.clear(); }
 
     Properties *FindLocked(const std::string &aPath, const std::string &anInterface);
     void        SetLocked(Properties &aProperties, const std::string &aPath, const std::string &anInterface,

@@ -105,11 +105,8 @@ Answer FakeIwd::AnswerLocked(const Call &aCall, GVariant *aBody)
         return Disconnect();
     if (aCall.mMethod == "RegisterAgent")
     {
-        const char *lPath = nullptr;
-
-        g_variant_get(aBody, "(&o)", &lPath);
         mAgentOwner = aCall.mSender;
-        mAgentPath  = lPath;
+        mAgentPath  = GetArgument(aBody, 0);
     }
     return Answer::Value("");
 }

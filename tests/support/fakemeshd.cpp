@@ -56,37 +56,18 @@ const std::map<std::string, std::string> &Signatures()
     return sSignatures;
 }
 
-std::string Child(GVariant *aBody, std::size_t anIndex)
-{
-    GVariant *const   lChild = g_variant_get_child_value(aBody, anIndex);
-    const std::string lText  = g_variant_is_of_type(lChild, G_VARIANT_TYPE_STRING)
-                                   ? g_variant_get_string(lChild, nullptr)
-                                   : PrintValue(lChild);
-    g_variant_unref(lChild);
-
-    return lText;
-}
+using Variant = std::unique_ptr<GVariant, decltype(&g_variant_unref)>;
 
 /** A value in the type of another one; empty when it has no form in it. */
 std::string Convert(const std::string &aValue, const std::string &aModel)
 {
-    GVariant *const lModel = ParseValue(aModel);
-    GVariant *const lValue = ParseValue(aValue);
-    char *const     lText  = g_variant_print(lValue, FALSE);
-    GVariant *const lMade  = g_variant_parse(g_variant_get_type(lModel), lText, nullptr, nullptr, nullptr);
-    std::string     lReturn;
+    const Variant lModel(ParseValue(aModel), g_variant_unref);
+    const Variant lValue(ParseValue(aValue), g_variant_unref);
+    const auto    lText = std::unique_ptr<char, decltype(&g_free)>(g_variant_print(lValue.get(), FALSE), g_free);
+    GVariant     *lMade = g_variant_parse(g_variant_get_type(lModel.get()), lText.get(), nullptr, nullptr, nullptr);
+    const Variant lOwned(lMade, g_variant_unref);
 
-    if (lMade != nullptr)
-    {
-        lReturn = PrintValue(lMade);
-        g_variant_unref(lMade);
-    }
-
-    g_free(lText);
-    g_variant_unref(lValue);
-    g_variant_unref(lModel);
-
-    return lReturn;
+    return lMade != nullptr ? PrintValue(lMade) : "";
 }
 
 } // namespace
@@ -169,14 +150,13 @@ Answer FakeMeshd::GetProp(const Properties &aProperties, const std::string &aKey
 
 Answer FakeMeshd::SetProp(Properties &aProperties, const Call &aCall, GVariant *aBody)
 {
-    const std::string lKey   = Child(aBody, 0);
+    const std::string lKey   = GetArgument(aBody, 0);
     const auto        lFound = aProperties.find(lKey);
-    const std::string lBoxed = Child(aBody, 1); // "<value>"
 
     if (lFound == aProperties.end())
         return Answer::Value("(1,)");
 
-    const std::string lValue = Convert(lBoxed.substr(1, lBoxed.size() - 2), lFound->second);
+    const std::string lValue = Convert(GetArgument(aBody, 1), lFound->second);
 
     if (lValue.empty())
         return Answer::Value("(2,)");
@@ -203,19 +183,19 @@ Answer FakeMeshd::AnswerLocked(const Call &aCall, GVariant *aBody)
         return Answer::Error("org.freedesktop.DBus.Error.InvalidArgs", "Expected " + lSignature->second);
 
     if (aCall.mMethod == "GetProp")
-        return GetProp(lInterface->second, Child(aBody, 0));
+        return GetProp(lInterface->second, GetArgument(aBody, 0));
     if (aCall.mMethod == "SetProp")
         return SetProp(lInterface->second, aCall, aBody);
 
     if (aCall.mMethod == "Form")
     {
-        SetLocked(lName, "Network:Name", "'" + Child(aBody, 0) + "'");
-        SetLocked(lName, "NCP:Channel", Child(aBody, 1));
+        SetLocked(lName, "Network:Name", "'" + GetArgument(aBody, 0) + "'");
+        SetLocked(lName, "NCP:Channel", GetArgument(aBody, 1));
     }
     if (aCall.mMethod == "Form" || aCall.mMethod == "Leave")
         SetStateLocked(lName, aCall.mMethod == "Form" ? "associated" : "offline");
     if (aCall.mMethod == "PermitJoin")
-        SetLocked(lName, "com.corvanix.internal:Network:AllowingJoin", Child(aBody, 0) != "0" ? "true" : "false");
+        SetLocked(lName, "com.corvanix.internal:Network:AllowingJoin", GetArgument(aBody, 0) != "0" ? "true" : "false");
 
     return Answer::Value("(0,)");
 }

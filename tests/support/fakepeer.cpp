@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
+#include <utility>
 
 #include "waituntil.h"
 
@@ -32,20 +33,23 @@ std::size_t NewIdentifier()
     return ++sNextIdentifier;
 }
 
-void Send(GDBusConnection *aConnection, GDBusMessage *aMessage, std::uint32_t *aSerial = nullptr)
-{
-    g_dbus_connection_send_message(aConnection, aMessage, G_DBUS_SEND_MESSAGE_FLAGS_NONE, aSerial, nullptr);
-    g_object_unref(aMessage);
-}
+/** A value that is let go of at its end. */
+using Variant = std::unique_ptr<GVariant, decltype(&g_variant_unref)>;
 
 void SetBody(GDBusMessage *aMessage, const std::string &aBody)
 {
-    if (aBody.empty())
-        return;
+    if (!aBody.empty())
+        g_dbus_message_set_body(aMessage, Variant(ParseValue(aBody), g_variant_unref).get());
+}
 
-    GVariant *const lBody = ParseValue(aBody);
-    g_dbus_message_set_body(aMessage, lBody);
-    g_variant_unref(lBody);
+/** Takes the message over. */
+std::uint32_t Send(GDBusConnection *aConnection, GDBusMessage *aMessage)
+{
+    std::uint32_t lSerial = 0;
+
+    g_dbus_connection_send_message(aConnection, aMessage, G_DBUS_SEND_MESSAGE_FLAGS_NONE, &lSerial, nullptr);
+    g_object_unref(aMessage);
+    return lSerial;
 }
 
 void SendSignal(GDBusConnection *aConnection, const std::string &aPath, const std::string &anInterface,
@@ -55,24 +59,21 @@ void SendSignal(GDBusConnection *aConnection, const std::string &aPath, const st
 
     if (!aDestination.empty())
         g_dbus_message_set_destination(lMessage, aDestination.c_str());
-
     SetBody(lMessage, aBody);
-    Send(aConnection, lMessage);
+    (void)Send(aConnection, lMessage);
 }
 
 /** The bus handles a connection's messages in order: its answer is behind all of them. */
 guint32 CallBus(GDBusConnection *aConnection, const char *aMethod, GVariant *aBody)
 {
-    GVariant *const lReply  = g_dbus_connection_call_sync(aConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                          "org.freedesktop.DBus", aMethod, aBody, nullptr,
-                                                          G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    GVariant *const lReply = g_dbus_connection_call_sync(aConnection, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                         "org.freedesktop.DBus", aMethod, aBody, nullptr,
+                                                         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    const Variant   lOwned(lReply, g_variant_unref);
     guint32         lNumber = 0;
 
     if (lReply != nullptr && g_variant_is_of_type(lReply, G_VARIANT_TYPE("(u)")))
         g_variant_get(lReply, "(u)", &lNumber);
-    if (lReply != nullptr)
-        g_variant_unref(lReply);
-
     return lNumber;
 }
 
@@ -123,11 +124,22 @@ std::string PrintValue(GVariant *aValue)
     if (aValue == nullptr)
         return "()";
 
-    char             *lText = g_variant_print(aValue, TRUE);
-    const std::string lReturn(lText);
-    g_free(lText);
+    return std::unique_ptr<char, decltype(&g_free)>(g_variant_print(aValue, TRUE), g_free).get();
+}
 
-    return lReturn;
+std::string GetArgument(GVariant *aBody, std::size_t anIndex)
+{
+    if (aBody == nullptr || anIndex >= g_variant_n_children(aBody))
+        return "";
+
+    const Variant lChild(g_variant_get_child_value(aBody, anIndex), g_variant_unref);
+
+    if (g_variant_is_of_type(lChild.get(), G_VARIANT_TYPE_STRING) ||
+        g_variant_is_of_type(lChild.get(), G_VARIANT_TYPE_OBJECT_PATH))
+        return g_variant_get_string(lChild.get(), nullptr);
+    if (!g_variant_is_of_type(lChild.get(), G_VARIANT_TYPE_VARIANT))
+        return PrintValue(lChild.get());
+    return PrintValue(Variant(g_variant_get_variant(lChild.get()), g_variant_unref).get());
 }
 
 FakePeer::FakePeer(std::string aBusName)
@@ -141,10 +153,6 @@ FakePeer::FakePeer(std::string aBusName)
 FakePeer::~FakePeer()
 {
     Detach();
-
-    for (GDBusMessage *lMessage : mHeld)
-        g_object_unref(lMessage);
-
     Close(mForger);
     Close(mConnection);
 }
@@ -194,12 +202,9 @@ bool FakePeer::Appear()
 void FakePeer::Crash()
 {
     GDBusConnection *lConnection;
-
     {
         FakeGuard lGuard;
-
-        lConnection = mConnection;
-        mConnection = nullptr;
+        lConnection = std::exchange(mConnection, nullptr);
         LeaveLocked();
     }
 
@@ -208,9 +213,6 @@ void FakePeer::Crash()
 
 void FakePeer::LeaveLocked()
 {
-    for (GDBusMessage *lMessage : mHeld)
-        g_object_unref(lMessage);
-
     mHeld.clear();
     mReplies.clear();
     DidLeaveLocked();
@@ -292,14 +294,6 @@ void FakePeer::EmitLocked(const std::string &aPath, const std::string &anInterfa
         SendSignal(mConnection, aPath, anInterface, aMember, aBody, "");
 }
 
-void FakePeer::Emit(const std::string &aPath, const std::string &anInterface, const std::string &aMember,
-                    const std::string &aBody)
-{
-    FakeGuard lGuard;
-
-    EmitLocked(aPath, anInterface, aMember, aBody);
-}
-
 void FakePeer::EmitForged(const std::string &aPath, const std::string &anInterface, const std::string &aMember,
                           const std::string &aBody, const std::string &aDestination)
 {
@@ -327,17 +321,14 @@ std::uint32_t FakePeer::CallOtherLocked(GDBusConnection *aConnection, const std:
                                         const std::string &aPath, const std::string &anInterface,
                                         const std::string &aMethod, const std::string &aBody)
 {
-    std::uint32_t lSerial = 0;
+    if (aConnection == nullptr)
+        return 0;
 
-    if (aConnection != nullptr)
-    {
-        GDBusMessage *lMessage =
-            g_dbus_message_new_method_call(aDestination.c_str(), aPath.c_str(), anInterface.c_str(), aMethod.c_str());
-        SetBody(lMessage, aBody);
-        Send(aConnection, lMessage, &lSerial);
-    }
+    GDBusMessage *lMessage =
+        g_dbus_message_new_method_call(aDestination.c_str(), aPath.c_str(), anInterface.c_str(), aMethod.c_str());
 
-    return lSerial;
+    SetBody(lMessage, aBody);
+    return Send(aConnection, lMessage);
 }
 
 std::uint32_t FakePeer::CallOther(const std::string &aDestination, const std::string &aPath,
@@ -478,39 +469,24 @@ void FakePeer::AnswerCallLocked(GDBusMessage *aMessage, const Call &aCall, const
         break;
 
     case Answer::kHeld:
-        mHeld.push_back(G_DBUS_MESSAGE(g_object_ref(aMessage)));
+        mHeld.emplace_back(G_DBUS_MESSAGE(g_object_ref(aMessage)), g_object_unref);
         break;
 
     case Answer::kCrash:
         g_dbus_connection_close(mConnection, nullptr, nullptr, nullptr);
-        g_object_unref(mConnection);
-        mConnection = nullptr;
+        g_object_unref(std::exchange(mConnection, nullptr));
         LeaveLocked();
         break;
     }
 
     if (lReply != nullptr)
-        Send(mConnection, lReply);
-}
-
-void FakePeer::ReleaseHeld()
-{
-    FakeGuard lGuard;
-
-    ReleaseHeldLocked();
+        (void)Send(mConnection, lReply);
 }
 
 void FakePeer::ReleaseHeldLocked()
 {
-    const std::vector<GDBusMessage *> lHeld = std::move(mHeld);
-
-    mHeld.clear();
-
-    for (GDBusMessage *lMessage : lHeld)
-    {
-        AnswerCallLocked(lMessage, ReadCall(lMessage), Answer::Normal());
-        g_object_unref(lMessage);
-    }
+    for (const Reference &lMessage : std::exchange(mHeld, {}))
+        AnswerCallLocked(lMessage.get(), ReadCall(lMessage.get()), Answer::Normal());
 }
 
 } // namespace zq::Test

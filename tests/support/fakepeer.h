@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,14 @@
 
 namespace zq::Test
 {
+
+/** The lock that every fake's state is under: hold it in a derived fake's operations. */
+class FakeGuard
+{
+public:
+    FakeGuard();
+    ~FakeGuard();
+};
 
 /** What a call gets for an answer. */
 class Answer
@@ -112,7 +121,11 @@ public:
     void ClearScripts();
 
     /** Answer everything that is held. */
-    void ReleaseHeld();
+    void ReleaseHeld()
+    {
+        FakeGuard lGuard;
+        ReleaseHeldLocked();
+    }
 
     /** The calls that arrived, in order; of one method, or of all when it is empty. */
     std::vector<Call> GetCalls(const std::string &aMethod = "") const;
@@ -121,7 +134,11 @@ public:
     void              ClearCalls();
 
     void Emit(const std::string &aPath, const std::string &anInterface, const std::string &aMember,
-              const std::string &aBody);
+              const std::string &aBody)
+    {
+        FakeGuard lGuard;
+        EmitLocked(aPath, anInterface, aMember, aBody);
+    }
 
     /** The same signal from a connection that owns no name; to everyone, or to one destination. It has been passed on.
      */
@@ -174,6 +191,9 @@ protected:
     GDBusConnection *mConnection;
 
 private:
+    /** Of an object of GLib. */
+    using Reference = std::shared_ptr<GDBusMessage>;
+
     struct ScriptRow
     {
         std::string mMethod;
@@ -200,23 +220,18 @@ private:
 
     std::list<ScriptRow>           mScripts;
     std::vector<Call>              mCalls;
-    std::vector<GDBusMessage *>    mHeld;
+    std::vector<Reference>         mHeld;
     std::map<std::uint32_t, Reply> mReplies;
 };
 
 /** Parse a value's text, with a reference for the caller; ends the program, telling the text, when it is none. */
 GVariant *ParseValue(const std::string &aText);
 
+/** An argument's text: a string as it is, what is in a variant or any other value with types; empty for none. */
+std::string GetArgument(GVariant *aBody, std::size_t anIndex);
+
 /** A value as text, with types. */
 std::string PrintValue(GVariant *aValue);
-
-/** The lock that every fake's state is under: hold it in a derived fake's operations. */
-class FakeGuard
-{
-public:
-    FakeGuard();
-    ~FakeGuard();
-};
 
 } // namespace zq::Test
 
