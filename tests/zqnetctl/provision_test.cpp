@@ -22,11 +22,10 @@ protected:
 
     static void Create()
     {
-        const Result lResult = RunTool({ "provision", "create", "ProvisionIdentifier=service_home", "Type=wifi",
-                                         "Name=home", "Passphrase=opensesame", "ExtendedPANID=18446744073709551615" });
-
-        ASSERT_EQ(lResult.mStatus, 0) << lResult.mErrors;
-        EXPECT_EQ(lResult.mOutput, "");
+        RunRows({ { { "provision", "create", "ProvisionIdentifier=service_home", "Type=wifi", "Name=home",
+                      "Passphrase=opensesame", "ExtendedPANID=18446744073709551615" },
+                    0,
+                    "" } });
     }
 
     static constexpr const char *kRecord =
@@ -113,10 +112,10 @@ TEST_F(ProvisionTest, AFileThatCannotBeWrittenIsAFailure)
     Create();
     ASSERT_EQ(mkdir("/var/lib/connman/quil.tmp", 0700), 0);
 
-    const Result lResult = RunTool({ "provision", "set", "service_home", "Name", "other" });
-
-    EXPECT_EQ(lResult.mStatus, 1);
-    EXPECT_NE(lResult.mErrors.find("zqnetctl: provision set service_home: "), std::string::npos) << lResult.mErrors;
+    RunRows({ { { "provision", "set", "service_home", "Name", "other" },
+                1,
+                Row::kAnything,
+                "zqnetctl: provision set service_home: " } });
     EXPECT_EQ(ReadFile(kFile), std::string(kHeader) + kRecord);
 }
 

@@ -9,16 +9,9 @@ TEST_F(SnapshotTest, WithoutTheDaemonEverySnapshotAndActionExitsWith3)
 {
     mConnMan.Crash();
 
-    for (const Words &lWords :
-         { Words{ "state" }, Words{ "--json", "technologies" }, Words{ "services" }, Words{ "provisions" },
-           Words{ "connect", "home" }, Words{ "enable", "wifi" }, Words{ "provision", "list" } })
-    {
-        const Result lResult = RunTool(lWords);
-
-        EXPECT_EQ(lResult.mStatus, 3) << lWords.front();
-        EXPECT_EQ(lResult.mOutput, "");
-        EXPECT_NE(lResult.mErrors.find("ConnMan is not on the bus\n"), std::string::npos) << lResult.mErrors;
-    }
+    for (const Words &lWords : { Words{ "state" }, Words{ "--json", "services" }, Words{ "connect", "home" },
+                                 Words{ "enable", "wifi" }, Words{ "provision", "list" } })
+        RunRows({ { lWords, 3, "", "ConnMan is not on the bus\n" } });
 }
 
 TEST_F(SnapshotTest, PlainTablesAreAligned)
@@ -76,11 +69,7 @@ TEST_F(SnapshotTest, JsonKeepsEveryType)
 
 TEST_F(SnapshotTest, ExactDecodingRefusesWhatTheDevicesDaemonNeverSends)
 {
-    const Result lResult = RunTool({ "--exact", "--json", "services" });
-
-    EXPECT_EQ(lResult.mStatus, 1) << lResult.mErrors;
-    EXPECT_EQ(lResult.mOutput, "");
-    EXPECT_NE(lResult.mErrors.find("zqnetctl: services: not all could be loaded\n"), std::string::npos);
+    RunRows({ { { "--exact", "--json", "services" }, 1, "", "zqnetctl: services: not all could be loaded\n" } });
 
     // Nor is a daemon whose answers cannot be used at all an absent one.
     mConnMan.Script("GetProperties", Answer::Value("('nonsense',)"), "/");
@@ -107,17 +96,9 @@ TEST_F(SnapshotTest, SecretsOfPropertiesAreMasked)
 
 TEST_F(SnapshotTest, VerbosityDecidesWhatIsLogged)
 {
-    const std::pair<Words, const char *> kCases[] = { { { "state" }, "" },
-                                                      { { "-vv", "state" }, "[2] " },
-                                                      { { "-v", "-vv", "state" }, "[1] " } };
-
-    for (const auto &lCase : kCases)
-    {
-        const Result lResult = RunTool(lCase.first);
-
-        EXPECT_EQ(lResult.mErrors.empty(), *lCase.second == '\0') << lResult.mErrors;
-        EXPECT_NE(lResult.mErrors.find(lCase.second), std::string::npos);
-    }
+    RunRows({ { { "state" } },
+              { { "-vv", "state" }, 0, Row::kAnything, "[2] " },
+              { { "-v", "-vv", "state" }, 0, Row::kAnything, "[1] " } });
 }
 
 } // namespace zq::Test

@@ -192,6 +192,23 @@ Result RunTool(const Words &aWords)
     return { lStatus, lTool.GetOutput(), lTool.GetErrors() };
 }
 
+void RunRows(const std::vector<Row> &aRows, const Words &aFirst)
+{
+    for (const Row &lRow : aRows)
+    {
+        Words lWords = aFirst;
+
+        lWords.insert(lWords.end(), lRow.mWords.begin(), lRow.mWords.end());
+        SCOPED_TRACE(testing::PrintToString(lWords));
+        const Result lResult = RunTool(lWords);
+
+        EXPECT_EQ(lResult.mStatus, lRow.mStatus) << lResult.mErrors;
+        EXPECT_TRUE(lRow.mOutput == Row::kAnything || lResult.mOutput == lRow.mOutput) << lResult.mOutput;
+        EXPECT_NE(lResult.mErrors.find(lRow.mErrors), std::string::npos) << lResult.mErrors;
+        EXPECT_TRUE(!(lRow.mIsAll || lRow.mErrors.empty()) || lResult.mErrors == lRow.mErrors) << lResult.mErrors;
+    }
+}
+
 void ToolTest::SetUp()
 {
     SystemBus();

@@ -84,6 +84,21 @@ struct Result
 
 Result RunTool(const Words &aWords);
 
+/** What a run is to leave. */
+struct Row
+{
+    Words       mWords;
+    int         mStatus = 0;
+    std::string mOutput = kAnything;
+    std::string mErrors = "";    ///< which are among it; empty: none at all
+    bool        mIsAll  = false; ///< the errors are these alone
+
+    static constexpr const char *kAnything = "\x01";
+};
+
+/** Run the tool for each, with these words before its own. */
+void RunRows(const std::vector<Row> &aRows, const Words &aFirst = {});
+
 /** A private bus with a fake ConnMan that has Wi-Fi, with the network "home", and a wire. */
 class ToolTest : public testing::Test
 {

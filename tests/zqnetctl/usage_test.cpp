@@ -13,40 +13,21 @@ protected:
 
 TEST_F(UsageTest, WrongCommandLinesExitWith2AndSayWhy)
 {
-    const std::pair<Words, const char *> kCases[] = {
-        { {}, "a command is needed" },
-        { { "frobnicate" }, "unknown command frobnicate" },
-        { { "wpan", "route" }, "unknown command wpan route" },
-        { { "wpan", "set", "NCP:Channel" }, "wpan set takes KEY VALUE" },
-        { { "provision" }, "unknown command provision" },
-        { { "provision", "frobnicate" }, "unknown command provision frobnicate" },
-        { { "state", "surplus" }, "state takes no arguments" },
-        { { "connect" }, "connect takes SERVICE" },
-        { { "set", "home", "AutoConnect" }, "set takes SERVICE KEY VALUE" },
-        { { "provision", "set", "service_home", "Name" }, "provision set takes ID KEY VALUE" },
-        { { "--frobnicate", "state" }, "unknown option --frobnicate" },
-        { { "-vx", "state" }, "unknown option -vx" },
-        { { "monitor", "--count" }, "--count needs a number" },
-        { { "monitor", "--count", "0" }, "not a number that can be used: 0" },
-        { { "monitor", "--seconds=inf" }, "not a number that can be used: inf" },
-        { { "state", "--seconds", "1" }, "--seconds is not for state" },
-        { { "agent", "--count", "1" }, "--count is not for agent" },
-        { { "connectivity", "--power", "on" }, "connectivity takes TYPE" },
-        { { "connectivity", "wifi", "--power", "maybe" }, "--power: not on or off: maybe" },
-        { { "connectivity", "wifi", "--power" }, "--power needs on or off" },
-        { { "state", "--power", "on" }, "--power is not for state" },
-        { { "route", "frobnicate", "home" }, "unknown command route frobnicate" },
-        { { "host", "lo", "surplus" }, "host takes [INTERFACE]" },
-    };
-
-    for (const auto &lCase : kCases)
-    {
-        const Result lResult = RunTool(lCase.first);
-
-        EXPECT_EQ(lResult.mStatus, 2) << lCase.second;
-        EXPECT_EQ(lResult.mOutput, "") << lCase.second;
-        EXPECT_NE(lResult.mErrors.find(lCase.second), std::string::npos) << lResult.mErrors;
-    }
+    RunRows({
+        { {}, 2, "", "a command is needed" },
+        { { "frobnicate" }, 2, "", "unknown command frobnicate" },
+        { { "wpan", "set", "NCP:Channel" }, 2, "", "wpan set takes KEY VALUE" },
+        { { "provision" }, 2, "", "unknown command provision" },
+        { { "state", "surplus" }, 2, "", "state takes no arguments" },
+        { { "--frobnicate", "state" }, 2, "", "unknown option --frobnicate" },
+        { { "monitor", "--count" }, 2, "", "--count needs a number" },
+        { { "monitor", "--count", "0" }, 2, "", "not a number that can be used: 0" },
+        { { "state", "--seconds", "1" }, 2, "", "--seconds is not for state" },
+        { { "connectivity", "--power", "on" }, 2, "", "connectivity takes TYPE" },
+        { { "connectivity", "wifi", "--power", "maybe" }, 2, "", "--power: not on or off: maybe" },
+        { { "connectivity", "wifi", "--power" }, 2, "", "--power needs on or off" },
+        { { "host", "lo", "surplus" }, 2, "", "host takes [INTERFACE]" },
+    });
 }
 
 TEST_F(UsageTest, HelpNamesEveryCommandOnStandardOutput)
@@ -60,14 +41,9 @@ TEST_F(UsageTest, HelpNamesEveryCommandOnStandardOutput)
 
 TEST_F(UsageTest, WithoutABusEveryCommandExitsWith3)
 {
-    for (const Words &lWords : { Words{ "state" }, Words{ "monitor" }, Words{ "connect", "home" }, Words{ "agent" } })
-    {
-        const Result lResult = RunTool(lWords);
-
-        EXPECT_EQ(lResult.mStatus, 3) << lWords.front();
-        EXPECT_EQ(lResult.mOutput, "");
-        EXPECT_NE(lResult.mErrors.find("zqnetctl: " + lWords.front() + ": "), std::string::npos) << lResult.mErrors;
-    }
+    for (const char *lCommand : { "state", "monitor", "agent" })
+        RunRows({ { { lCommand }, 3, "", std::string("zqnetctl: ") + lCommand + ": " } });
+    RunRows({ { { "connect", "home" }, 3, "", "zqnetctl: connect: " } });
 }
 
 } // namespace zq::Test
