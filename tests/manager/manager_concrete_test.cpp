@@ -51,28 +51,6 @@ TEST(ForeignClient, IsNotListenedTo)
 
 // MARK: Before Init and after Destroy
 
-TEST(Lifecycle, DestroyWithoutInitDoesNothing)
-{
-    ConcreteManager lManager;
-
-    EXPECT_FALSE(lManager.IsAvailable());
-    lManager.Destroy();
-    lManager.Destroy();
-    EXPECT_FALSE(lManager.IsAvailable());
-}
-
-TEST(Lifecycle, TheLoopsHooksAreIdleWithoutABus)
-{
-    ConcreteManager lManager;
-    unsigned int    lCount   = 77;
-    bool            lChanged = false;
-
-    EXPECT_EQ(lManager.GetPollDescriptors(lCount, &lChanged), nullptr);
-    EXPECT_EQ(lManager.HandleEvents(nullptr), 0);
-    EXPECT_EQ(lCount, 77U);
-    EXPECT_FALSE(lChanged);
-}
-
 TEST(Lifecycle, AFailedInitLeavesNothingToDestroy)
 {
     ConcreteManager lManager;

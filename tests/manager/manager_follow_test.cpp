@@ -141,21 +141,6 @@ TEST_F(Follow, ADaemonThatIsThereIsLoadedAtOnceAndAskedOnce)
     EXPECT_EQ(mConnMan.CountCalls("GetTechnologies"), 1U);
 }
 
-TEST_F(Follow, AnswersThatCannotBeDecodedLeaveAManagerThatTriesAgain)
-{
-    mConnMan.Script("GetServices", Answer::Value("([(objectpath '/a', {'MTU': <uint16 1500>})],)"));
-    ASSERT_TRUE(mConnMan.Appear());
-    StartWatching();
-    EXPECT_EQ(mManager->GetError(), 0);
-    EXPECT_EQ(mManager->GetServices(), Lines{});
-    EXPECT_TRUE(mLog.Contains(4, "ASSERT: "));
-
-    mConnMan.ClearScripts();
-    CrashAndReturn([] {});
-    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
-    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "wifi" });
-}
-
 TEST_F(Follow, ACleanRestartLeavesNothingStaleOrDoubled)
 {
     StartFilled();
@@ -300,22 +285,6 @@ TEST_F(Follow, OneVanishingObjectDoesNotHideItsNeighbours)
         << mLog.GetText();
 }
 
-TEST_F(Follow, AServiceThatLacksWhatItMustHaveDoesNotHideTheLoad)
-{
-    Properties lNoState = FakeConnMan::WiFiService("office");
-    lNoState.erase("State");
-    mConnMan.AddServices({ { kOffice, lNoState }, { kCafe, FakeConnMan::WiFiService("cafe") } });
-    ASSERT_TRUE(mConnMan.Appear());
-    StartWatching();
-    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired", "cafe" })) << mLog.GetText();
-    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "wifi" });
-
-    // It stays bad, and a crash is made good all the same.
-    CrashAndReturn([&] { mConnMan.Silently(true), mConnMan.RemoveService(kHome), mConnMan.Silently(false); });
-    EXPECT_TRUE(mManager->mRecorder.WaitFor("ServicesRemoved home")) << mLog.GetText();
-    EXPECT_EQ(mManager->GetServices(), (Lines{ "wired", "cafe" }));
-}
-
 TEST_F(Follow, ADaemonThatDiesDuringAReportIsNotAskedForTheRest)
 {
     StartFilled();
@@ -352,16 +321,6 @@ TEST_F(Follow, ALostBusEndsNothingButTheFollowing)
     ASSERT_TRUE(SystemBus().Start());
     const RunningManager lNext;
     EXPECT_NE(lNext.Get(), nullptr) << lNext.GetError();
-}
-
-TEST_F(Follow, WithoutABusThereIsNoManager)
-{
-    SystemBus().Kill();
-    const RunningManager lManager;
-    EXPECT_EQ(lManager.Get(), nullptr);
-    EXPECT_EQ(lManager.GetError(), -1);
-    EXPECT_TRUE(mLog.Contains(4, "aError == 0"));
-    ASSERT_TRUE(SystemBus().Start());
 }
 
 TEST_F(Follow, AHundredManagersOfAThreadComeAndGoOneAtATime)

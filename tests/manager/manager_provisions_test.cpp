@@ -59,15 +59,6 @@ TEST_F(Provisions, AMissingOrADamagedFileCostsNoManagerAndIsLeftAsItIs)
     }
 }
 
-TEST_F(Provisions, ARecordWithoutATypeIsLeftOutAlone)
-{
-    ASSERT_TRUE(
-        WriteFile(kFile, kHeader + "[service_a]\nName=a\n\n[service_b]\nType=wifi\nName=b\n\n[wifi_x]\nType=wifi\n"));
-    const RunningManager lManager;
-    ASSERT_NE(lManager.Get(), nullptr) << lManager.GetError();
-    EXPECT_EQ(lManager.GetProvisions(), Lines{ "service_b" });
-}
-
 TEST_F(Provisions, AreReadAgainWhenTheDaemonComes)
 {
     const RunningManager lManager;

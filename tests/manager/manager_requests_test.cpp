@@ -292,21 +292,6 @@ TEST_F(Requests, EachIsRefusedAtOnceWithoutItsArgumentsAndWithoutTheDaemon)
     EXPECT_EQ(GetManager().ManagerGetProperty(kManagerPropertyOfflineMode).Get(), kCFBooleanFalse);
 }
 
-TEST_F(Requests, PropertiesAreCopiedFreshFromTheDaemon)
-{
-    CFDictionaryRef lProperties = nullptr;
-
-    mConnMan.Silently(true);
-    mConnMan.SetServiceProperty(kHome, "State", "'failure'");
-    ASSERT_EQ(GetManager().CopyServiceProperties(mHome->GetPath().Get(), lProperties), 0);
-    const auto lHolder = CFUAdopt(lProperties);
-    EXPECT_TRUE(CFEqual(CFDictionaryGetValue(lProperties, kServicePropertyState), CFSTR("failure")));
-    EXPECT_EQ(Property(mHome.Get(), "State"), "ready");
-
-    EXPECT_EQ(GetManager().CopyServiceProperties(CFSTR("/net/connman/service/none"), lProperties), -7003);
-    EXPECT_EQ(lProperties, nullptr);
-}
-
 // An application's threads ask while the loop's thread tells.
 TEST_F(Requests, MayComeFromAnyThreadWhileEventsFlow)
 {

@@ -115,46 +115,6 @@ TEST_F(AnObjectList, RemovesByPathAndFindsTheOthersWhereTheyAreThen)
     EXPECT_EQ(mList.Find(Str("/d")).Get(), lObjects.GetElementPtr(3));
 }
 
-TEST_F(AnObjectList, StopsAtANullSlotOfAnArrayAndKeepsWhatWasDone)
-{
-    auto lArray = Array({ "/a" });
-
-    EXPECT_EQ(lArray.Append(static_cast<zqRefCount *>(nullptr)), 0);
-    EXPECT_EQ(lArray.Append(Listed("/b")), 0);
-    EXPECT_EQ(mList.Append(lArray), -5);
-    EXPECT_EQ(GetPaths(), "a");
-    EXPECT_EQ(mList.Append(Array({ "/b", "/c" })), 0);
-    EXPECT_EQ(mList.Erase(lArray), -5);
-    EXPECT_EQ(GetPaths(), "b c");
-    EXPECT_EQ(mLog.Count("ASSERT: network manager: retval == 0, file: zqnetworkmanager-objectlist", 4), 2u);
-}
-
-TEST_F(AnObjectList, HoldsOneObjectWithoutAPath)
-{
-    const zqSharedPtr<Object> lNameless(new Object);
-
-    // Two without a path are equal; so the second is not taken.
-    for (const auto &lObject : { Listed("/a"), lNameless, Listed("/b"), zqSharedPtr<Object>(new Object) })
-        EXPECT_EQ(mList.Add(lObject), 0);
-    EXPECT_EQ(mList.GetNumElements(), 3);
-    EXPECT_EQ(mList.Find(zqSharedPtr<Object>(new Object)).Get(), lNameless.Get());
-
-    // Looking a path up meets it only when the path is not found before it.
-    EXPECT_TRUE(mList.Find(Str("/a")) != nullptr);
-    EXPECT_FALSE(mLog.Contains("path != __null"));
-    EXPECT_TRUE(mList.Find(Str("/b")) != nullptr);
-    EXPECT_TRUE(Asserted(mLog, "path != __null", kHeader, kAsserter));
-
-    // It gets its path while it is listed.
-    ASSERT_EQ(lNameless->Init(Str("/late"), Dict()), 0);
-    EXPECT_EQ(mList.Find(Str("/late")).Get(), lNameless.Get());
-    EXPECT_EQ(mList.Add(Listed("/late")), 0);
-    EXPECT_EQ(GetPaths(), "a late b");
-    EXPECT_EQ(mList.Remove(Listed("/late")), 0);
-    EXPECT_EQ(GetPaths(), "a b");
-    EXPECT_TRUE(mList.Find(Str("/late")) == nullptr);
-}
-
 TEST_F(AnObjectList, OfAnyLengthIsNotWalkedForOneObject)
 {
     // A walk over a list asks each of its elements for its path.

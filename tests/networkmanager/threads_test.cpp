@@ -58,23 +58,6 @@ void ReadAll(const std::vector<zqSharedPtr<zqEvent>> &anEvents)
 
 } // namespace
 
-TEST(AnObserver, MayUseTheManagerFromInsideEveryCallback)
-{
-    TestManager lManager;
-    Recorder    lObserver;
-    Subscriber  lInside;
-
-    ASSERT_EQ(lManager.AddTechnology("/t", "wifi"), 0);
-    lObserver.mInside = [&](Manager *aManager) { UseEverything(*aManager, lInside); };
-
-    ASSERT_EQ(lManager.AddObserver(&lObserver), 0);
-    ASSERT_EQ(lManager.AddServices({ "/a" }), 0);
-    ASSERT_EQ(lManager.UpdateServices(Strings({ "/a" }).Get(), Manager::UpdateOperationChange), 0);
-    ASSERT_EQ(lManager.UpdateServices(Strings({ "/a" }).Get(), Manager::UpdateOperationRemove), 0);
-    ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, Str("ready") } }).Get()), 0);
-    EXPECT_EQ(lObserver.GetLines().size(), 6u);
-}
-
 TEST(AnObserver, ThatIsRemovedIsNotCalledAnyMoreByTheLoopsThread)
 {
     SharedManager     lManager;

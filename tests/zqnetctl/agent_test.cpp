@@ -34,20 +34,6 @@ protected:
     std::uint32_t mTicket = 0;
 };
 
-TEST_F(AgentTest, ConnectAnswersWithWhatStandsOnStandardInputAndNeverShowsIt)
-{
-    mConnMan.Script("Connect", Answer::Held());
-    Tool lTool({ "-vvv", "--json", "connect", "home" });
-
-    AskDuringConnect();
-    lTool.Write("opensesame\n");
-    EXPECT_EQ(GetAnswer(), "({'Passphrase': <'opensesame'>},)");
-    mConnMan.ReleaseHeld();
-
-    EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
-    EXPECT_EQ((lTool.GetOutput() + lTool.GetErrors()).find("opensesame"), std::string::npos);
-}
-
 TEST_F(AgentTest, EveryFieldThatMayBeAnsweredIsAskedForOnce)
 {
     const std::string lWPS =
@@ -81,26 +67,6 @@ TEST_F(AgentTest, EveryFieldThatMayBeAnsweredIsAskedForOnce)
     lTool.Signal(SIGINT);
     EXPECT_EQ(lTool.Wait(), 0);
     EXPECT_EQ(lTool.GetErrors(), "");
-}
-
-TEST_F(AgentTest, AnEmptyAnswerAndTheEndOfInputRefuse)
-{
-    for (const bool lEmpty : { true, false })
-    {
-        mConnMan.ClearCalls();
-        mConnMan.SetServiceProperty(kHome, "State", "'idle'");
-        mConnMan.Script("Connect", Answer::Held(), "", 1);
-        Tool lTool({ "connect", "home" });
-
-        AskDuringConnect();
-        if (lEmpty)
-            lTool.Write("\n");
-        else
-            lTool.EndInput();
-        EXPECT_EQ(GetAnswer(), "net.connman.Agent.Error.Canceled('Operation canceled',)");
-        mConnMan.ReleaseHeld();
-        EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
-    }
 }
 
 TEST_F(AgentTest, AQuestionIsDroppedWhenTheConnectionHasItsOutcome)

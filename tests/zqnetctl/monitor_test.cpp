@@ -83,18 +83,6 @@ TEST_F(MonitorTest, EveryEventHasTheShapeThatConsumersRelyOn)
     EXPECT_EQ(lTool.GetOutput().find("opensesame"), std::string::npos);
 }
 
-TEST_F(MonitorTest, WaitsForTheDaemon)
-{
-    mConnMan.Crash();
-    Tool lTool({ "--json", "monitor" });
-
-    EXPECT_EQ(lTool.WaitForObject({ { "event", "PropertiesChanged" } })["properties"], Json::object());
-    ASSERT_TRUE(mConnMan.Appear());
-    EXPECT_FALSE(lTool.WaitForObject({ { "event", "TechnologiesAdded" } }).is_null()) << lTool.GetErrors();
-    lTool.Signal(SIGTERM);
-    EXPECT_EQ(lTool.Wait(), 0);
-}
-
 TEST_F(MonitorTest, PlainLinesTellTheTimeAndOnlyWhatIsNew)
 {
     Tool lTool({ "monitor" });

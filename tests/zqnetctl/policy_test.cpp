@@ -7,34 +7,7 @@
 namespace zq::Test
 {
 
-class PolicyTest : public ToolTest
-{
-protected:
-    static Json Connected(bool aConnected, bool aChange, const Words &aTypes)
-    {
-        return { { "event", "NetworkConnected" },
-                 { "connected", aConnected },
-                 { "change", aChange },
-                 { "technologies", aTypes } };
-    }
-};
-
-TEST_F(PolicyTest, ConnectivityTellsEachRecalculationAndKeepsThePower)
-{
-    Tool lTool({ "--json", "connectivity", "wifi", "ethernet", "--power", "on" });
-
-    EXPECT_FALSE(lTool.WaitForObject(Connected(false, true, {})).is_null()) << lTool.GetErrors();
-    mConnMan.SetTechnologyProperty(kWiFi, "Connected", "true");
-    EXPECT_FALSE(lTool.WaitForObject(Connected(true, true, { "wifi" })).is_null()) << lTool.GetErrors();
-    mConnMan.SetTechnologyProperty(kWiFi, "Powered", "false");
-    EXPECT_TRUE(mConnMan.WaitForCall("SetProperty"));
-    EXPECT_EQ(GetLastArguments("SetProperty"), "('Powered', <true>)");
-
-    lTool.Signal(SIGINT);
-    EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
-    for (const Json &lObject : lTool.GetObjects())
-        EXPECT_EQ(lObject["event"], "NetworkConnected");
-}
+using PolicyTest = ToolTest;
 
 TEST_F(PolicyTest, ConnectivityFailsWithItsRequestAndEndsInTime)
 {
