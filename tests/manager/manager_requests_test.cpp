@@ -330,25 +330,20 @@ TEST_F(Requests, MayComeFromAnyThreadWhileEventsFlow)
 
 TEST_F(Requests, MayComeFromInsideACallback)
 {
+    std::atomic<zqError> lResult{ 1 };
+
     // With the observer lock held.
-    class Asker : public Observer::Default
-    {
-    public:
-        void ServiceChanged(Manager *aManager, Service *aService, CFDictionaryRef) override
+    mManager->mRecorder.SetInside(
+        [&](Manager *aManager)
         {
             CFDictionaryRef lProperties = nullptr;
 
-            mResult = aManager->CopyServiceProperties(aService->GetPath().Get(), lProperties);
+            lResult = aManager->CopyServiceProperties(mHome->GetPath().Get(), lProperties);
             CFURelease(lProperties);
-        }
-
-        std::atomic<zqError> mResult{ 1 };
-    } lAsker;
-
-    ASSERT_EQ(GetManager().AddObserver(&lAsker), 0);
+        });
     mConnMan.SetServiceProperty(kHome, "Strength", "byte 1");
-    EXPECT_TRUE(WaitUntil([&] { return lAsker.mResult == 0; }));
-    EXPECT_EQ(GetManager().RemoveObserver(&lAsker), 0);
+    EXPECT_TRUE(WaitUntil([&] { return lResult == 0; }));
+    mManager.reset();
 }
 
 // MARK: The radio

@@ -153,7 +153,7 @@ TEST_F(ASignal, ReachesEveryObserverOnceInTheOrderOfTheirAddresses)
     for (int i : { 2, 0, 1 })
     {
         ASSERT_EQ(mManager.AddObserver(&lObservers[i]), 0);
-        lObservers[i].mInside = [&lOrder, i](Manager *) { lOrder += std::to_string(i); };
+        lObservers[i].SetInside([&lOrder, i](Manager *) { lOrder += std::to_string(i); });
     }
     ASSERT_EQ(mManager.AddObserver(&lDefault), 0);
     EXPECT_EQ(lDefault.ServiceInput(&mManager, mService.Get(), mFields.Get()), 0);

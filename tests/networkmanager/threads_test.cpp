@@ -94,7 +94,7 @@ TEST(AManager, IsUsedByManyThreadsWhileItsLoopFollowsTheDaemon)
 
     ASSERT_EQ(lManager.AddTechnology("/t", "wifi"), 0);
     ASSERT_EQ(lManager.AddServices({ "/stays" }), 0);
-    lObserver.mInside = [&](Manager *aManager) { UseEverything(*aManager, lInside); };
+    lObserver.SetInside([&](Manager *aManager) { UseEverything(*aManager, lInside); });
     ASSERT_EQ(lManager.AddObserver(&lObserver), 0);
     ASSERT_EQ(lManager.Subscribe(&lListener.mQueue, &lListener, "listener"), 0);
 

@@ -34,10 +34,17 @@ std::string Join(const Lines &aNames)
     return lReturn;
 }
 
-void Recorder::Append(const std::string &aLine)
+void Recorder::SetInside(Inside anInside)
+{
+    const std::lock_guard<std::mutex> lGuard(mLock);
+    mInside = std::move(anInside);
+}
+
+Recorder::Inside Recorder::Append(const std::string &aLine)
 {
     const std::lock_guard<std::mutex> lGuard(mLock);
     mLines.push_back(aLine);
+    return mInside;
 }
 
 Lines Recorder::GetLines() const

@@ -42,7 +42,10 @@ public:
     /** @param[in]  aWithValues  Properties are told with their values: "State=ready". */
     explicit Recorder(bool aWithValues = false) : mWithValues(aWithValues) {}
 
-    std::function<void(Manager *aManager)> mInside; // called from within each callback
+    using Inside = std::function<void(Manager *aManager)>;
+
+    /** A function that is called from within each callback from here on. */
+    void SetInside(Inside anInside);
 
     Lines GetLines() const;
     void  Clear();
@@ -101,16 +104,16 @@ private:
     template <typename... Arguments>
     void Note(Manager *aManager, const char *aName, const Arguments &...theArguments)
     {
-        Append((std::string(aName) + ... + Part(theArguments)));
-        if (mInside)
-            mInside(aManager);
+        if (const Inside lInside = Append((std::string(aName) + ... + Part(theArguments))))
+            lInside(aManager);
     }
 
-    void Append(const std::string &aLine);
+    Inside Append(const std::string &aLine);
 
     const bool         mWithValues;
     mutable std::mutex mLock;
     Lines              mLines;
+    Inside             mInside;
 };
 
 } // namespace zq::Test

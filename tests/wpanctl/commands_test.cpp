@@ -33,7 +33,7 @@ Forms Both(zqError (Interface::*aSync)(P...), zqError (Interface::*anAsync)(cons
 
 #define FORMS(aCommand) &Interface::aCommand, &Interface::aCommand##_Async
 
-CFUSharedRef<CFTypeRef> Number(CFNumberType aType, std::int64_t aNumber)
+Value NumberOf(CFNumberType aType, std::int64_t aNumber)
 {
     return CFUAdopt(CFNumberCreate(nullptr, aType, &aNumber));
 }
@@ -58,20 +58,16 @@ TEST_F(WPANCtl, EveryCommandReachesTheDaemonWithItsArguments)
     const auto   kNoData = CFUAdopt(CFDataCreate(nullptr, nullptr, 0));
     const auto   kNull   = CFUAdopt(
             CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8 *>("a\0b"), 3, kCFStringEncodingUTF8, false));
-    const auto kArray = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    const auto kMixed = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    const auto kMap   = CFUAdopt(
-          CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    const auto kArray   = Strings({ "x" });
+    const auto kMixed   = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    const auto kMap     = Dict({ { CFSTR("k"), kMixed } });
     const auto kEndless = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
 
-    CFArrayAppendValue(kArray.Get(), CFSTR("x"));
     CFArrayAppendValue(kMixed.Get(), kArray.Get());
     CFArrayAppendValue(kMixed.Get(), kCFBooleanTrue);
-    CFDictionarySetValue(kMap.Get(), CFSTR("k"), kMixed.Get());
     CFArrayAppendValue(kEndless.Get(), kEndless.Get());
 
-    const auto Set = [](const CFUSharedRef<CFTypeRef> &aValue)
-    { return Both(FORMS(SetProperty), zqString("K"), aValue); };
+    const auto Set = [](const Value &aValue) { return Both(FORMS(SetProperty), zqString("K"), aValue); };
     const struct
     {
         Forms       mForms;
@@ -109,12 +105,12 @@ TEST_F(WPANCtl, EveryCommandReachesTheDaemonWithItsArguments)
         { Both(FORMS(Ping), 5000), "Ping", "()" },
         { Both(FORMS(Ping), -2), nullptr, "" },
         { Both(FORMS(HostDidWake), -1), "HostDidWake", "()" },
-        { Set(CFURetain<CFTypeRef>(CFSTR("x"))), "SetProp", "('K', <'x'>)" },
-        { Set(CFURetain<CFTypeRef>(kCFBooleanTrue)), "SetProp", "('K', <true>)" },
-        { Set(Number(kCFNumberSInt8Type, -3)), "SetProp", "('K', <int16 -3>)" },
-        { Set(Number(kCFNumberShortType, 3)), "SetProp", "('K', <int16 3>)" },
-        { Set(Number(kCFNumberSInt32Type, -3)), "SetProp", "('K', <-3>)" },
-        { Set(Number(kCFNumberLongLongType, -3)), "SetProp", "('K', <int64 -3>)" },
+        { Set(Str("x")), "SetProp", "('K', <'x'>)" },
+        { Set(Bool(true)), "SetProp", "('K', <true>)" },
+        { Set(NumberOf(kCFNumberSInt8Type, -3)), "SetProp", "('K', <int16 -3>)" },
+        { Set(NumberOf(kCFNumberShortType, 3)), "SetProp", "('K', <int16 3>)" },
+        { Set(NumberOf(kCFNumberSInt32Type, -3)), "SetProp", "('K', <-3>)" },
+        { Set(NumberOf(kCFNumberLongLongType, -3)), "SetProp", "('K', <int64 -3>)" },
         { Set(kDouble), "SetProp", "('K', <0.5>)" },
         { Set(kData), "SetProp", "('K', <[byte 0xfd, 0x00, 0xff]>)" },
         { Set(kNoData), "SetProp", "('K', <@ay []>)" },

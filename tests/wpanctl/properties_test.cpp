@@ -35,9 +35,9 @@ TEST_F(WPANCtl, APropertyOfAnyTypeIsRead)
         { "(0, <true>)", 0, "true" },
         { "(0, <byte 0xff>)", 0, "255" },
         { "(0, <uint32 4294967295>)", 0, "4294967295" },
-        { "(0, <[byte 1, 2]>)", 0, "<0102>" },
-        { "(0, <['a', 'b']>)", 0, "(a, b)" },
-        { "(0, <[{'LastRssi': <int16 -40>}]>)", 0, "({ LastRssi = -40; })" },
+        { "(0, <[byte 1, 2]>)", 0, "<1, 2>" },
+        { "(0, <['a', 'b']>)", 0, "[a, b]" },
+        { "(0, <[{'LastRssi': <int16 -40>}]>)", 0, "[{LastRssi: -40}]" },
         { "(0,)", -1, nullptr },
         { "(1, <'x'>)", -1, nullptr },
         { "('x',)", -1, nullptr },
@@ -46,7 +46,7 @@ TEST_F(WPANCtl, APropertyOfAnyTypeIsRead)
     for (const auto &lRow : kRows)
     {
         SCOPED_TRACE(lRow.mAnswer);
-        auto    lValue = CFURetain<CFTypeRef>(CFSTR("stale"));
+        auto    lValue = Value(Str("stale"));
         zqError lError = -999;
 
         mMeshd.ClearCalls();
@@ -55,7 +55,7 @@ TEST_F(WPANCtl, APropertyOfAnyTypeIsRead)
         EXPECT_EQ(lValue != nullptr, lRow.mText != nullptr);
         EXPECT_TRUE(lRow.mText == nullptr || Text(lValue.Get()) == lRow.mText) << Text(lValue.Get());
 
-        const auto lComplete = [&](zqError anError, const zqString &aKey, const CFUSharedRef<CFTypeRef> &aValue)
+        const auto lComplete = [&](zqError anError, const zqString &aKey, const Value &aValue)
         {
             lError = anError;
             EXPECT_STREQ(aKey.GetAsUTFArray(), "NCP:State");
@@ -174,7 +174,7 @@ TEST_F(WPANCtl, ADaemonThatHasRestartedGetsItsSettingsBack)
     for (auto lSetting = kSettings.rbegin(); lSetting != kSettings.rend(); ++lSetting)
     {
         mMeshd.Script("GetProp", Answer::Value(std::string("(0, <") + lSetting->second + ">)"));
-        CFUSharedRef<CFTypeRef> lValue;
+        Value lValue;
         ASSERT_EQ(lInterface.GetProperty("any", lValue), 0); // the value's text as a value
         const auto lComplete = [&](zqError anError) { lOutstanding -= anError == 0 ? 1 : 1000; };
         const bool lIsSync   = lExpected.size() % 2 != 0;
@@ -187,8 +187,8 @@ TEST_F(WPANCtl, ADaemonThatHasRestartedGetsItsSettingsBack)
     ASSERT_TRUE(PumpUntil([&] { return lOutstanding == 0; }));
 
     // What the daemon refuses, and what is none of the settings, is not saved.
-    EXPECT_EQ(lInterface.SetProperty("Thread:DeviceMode", CFURetain<CFTypeRef>(CFSTR("x"))), -1);
-    EXPECT_EQ(lInterface.SetProperty("Daemon:Enabled", CFURetain<CFTypeRef>(kCFBooleanTrue)), 0);
+    EXPECT_EQ(lInterface.SetProperty("Thread:DeviceMode", Str("x")), -1);
+    EXPECT_EQ(lInterface.SetProperty("Daemon:Enabled", Bool(true)), 0);
     EXPECT_EQ(lInterface.UpdateSettings("Thread:DeviceMode", nullptr), -5);
     Settle();
 
@@ -196,7 +196,7 @@ TEST_F(WPANCtl, ADaemonThatHasRestartedGetsItsSettingsBack)
     {
         if (lIsEmptied)
         {
-            EXPECT_EQ(lInterface.UpdateSettings("JamDetection:Enable", CFURetain<CFTypeRef>(CFSTR("Empty"))), 0);
+            EXPECT_EQ(lInterface.UpdateSettings("JamDetection:Enable", Str("Empty")), 0);
             lExpected.erase(lExpected.begin());
         }
         mLog.Clear();

@@ -9,6 +9,7 @@
 #include <zqdbus.h>
 #include <zqwpanctl.h>
 
+#include <cfvalues.h>
 #include <fakemeshd.h>
 #include <logcapture.h>
 #include <privatebus.h>
@@ -24,12 +25,6 @@ namespace zq::Test
 {
 
 using Lines = std::vector<std::string>;
-
-inline std::string Text(CFTypeRef aValue)
-{
-    const auto lText = CFUAdopt(CFCopyDescription(aValue));
-    return zqString(lText).GetAsUTFArray();
-}
 
 class WPANCtl : public testing::Test
 {
