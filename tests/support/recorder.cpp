@@ -89,7 +89,7 @@ int Recorder::Find(const std::string &theWords, int aFrom) const
         bool               lHas = true;
 
         for (std::string lWord; lHas && lWords >> lWord;)
-            lHas = (aLine + " ").find(lWord + " ") != std::string::npos;
+            lHas = (" " + aLine + " ").find(" " + lWord + " ") != std::string::npos;
         return lHas;
     };
     const auto lFound = std::find_if(lLines.begin() + aFrom, lLines.end(), lHasThem);
