@@ -29,7 +29,6 @@ public:
     /** Null when it could not be made: GetError(). */
     Manager *Get() const { return mManager; }
     Manager *operator->() const { return mManager; }
-    Manager &operator*() const { return *mManager; }
     zqError  GetError() const { return mError; }
 
     /** End the loop without ending the manager, and run it again. */
