@@ -47,30 +47,6 @@ inline std::string Describe(CFTypeRef aValue)
     return lPointer != nullptr ? lPointer : "no text";
 }
 
-/** An integer in the place of a pointer. */
-inline const void *Pointer(std::uintptr_t aValue)
-{
-    return reinterpret_cast<const void *>(aValue);
-}
-
-/** How often the callbacks were called; odd values can be refused, and the last decimal digit tells the equal ones. */
-struct Calls
-{
-    inline static int sRetains = 0, sReleases = 0;
-
-    static const void *Retain(CFAllocatorRef, const void *aValue) { return ++sRetains, aValue; }
-    static const void *RefuseOdd(CFAllocatorRef, const void *aValue)
-    {
-        return reinterpret_cast<std::uintptr_t>(aValue) % 2 != 0 ? nullptr : Retain(nullptr, aValue);
-    }
-    static void       Release(CFAllocatorRef, const void *) { ++sReleases; }
-    static CFHashCode SameHash(const void *) { return 7; }
-    static Boolean    EqualDigit(const void *aFirst, const void *aSecond)
-    {
-        return reinterpret_cast<std::uintptr_t>(aFirst) % 10 == reinterpret_cast<std::uintptr_t>(aSecond) % 10;
-    }
-};
-
 } // namespace zq::Test
 
 #endif // ZQ_TEST_VALUES_H
