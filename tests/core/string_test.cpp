@@ -24,32 +24,15 @@ TEST(String, EveryWayInGivesTheSameTextAndNoneGivesWhatIsNoText)
         EXPECT_TRUE(CFEqual(lText.GetAsCFString(), lString.Get()));
     }
 
-    const auto lWithNull = CFUAdopt(
-        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8 *>("a\0b"), 3, kCFStringEncodingUTF8, 0));
     const zqString lEmpty[] = { zqString(),
                                 static_cast<const char *>(nullptr),
                                 static_cast<CFStringRef>(nullptr),
                                 CFUSharedRef<CFStringRef>(),
-                                lWithNull.Get(),
-                                lWithNull,
                                 "\xff\xfe",
                                 "cut \xc3" };
     for (const zqString &lText : lEmpty)
         EXPECT_TRUE(lText.IsEmpty() && *lText.GetAsUTFArray() == 0 && CFEqual(lText.GetAsCFString(), CFSTR("")));
-}
-
-TEST(String, OrderIsThatOfTheBytes)
-{
-    const zqString kAscending[] = { "", "A", "B", "a", "aB", "aa", "ab", "abc", "b", "é", "漢" };
-
-    for (const zqString &lLeft : kAscending)
-    {
-        for (const zqString &lRight : kAscending)
-        {
-            EXPECT_EQ(lLeft < lRight, &lLeft < &lRight) << lLeft.GetAsUTFArray() << " < " << lRight.GetAsUTFArray();
-            EXPECT_TRUE((lLeft == lRight) == (&lLeft == &lRight) && (lLeft != lRight) == (&lLeft != &lRight));
-        }
-    }
+    EXPECT_TRUE(zqString("B") < "a" && !(zqString("a") < "a") && zqString("a") < "é" && zqString("a") != "aa");
     EXPECT_EQ(zqString("-12 apples").GetInteger(), -12);
 }
 
@@ -83,31 +66,18 @@ TEST(String, AppendingKeepsBothOrWithoutMemoryNeither)
     EXPECT_NE(lText.GetAsCFString(), nullptr);
 }
 
-std::string Join(const zqStringArray &anArray)
-{
-    std::string lJoined;
-
-    for (int lIndex = 0; lIndex < anArray.GetNumElements(); ++lIndex)
-        lJoined += std::string(anArray.GetElement(lIndex).GetAsUTFArray()) + ";";
-    return lJoined;
-}
-
 TEST(StringArray, KeepsTextsInOrderAndIsAsItWasWithoutMemory)
 {
     zqStringArray lArray;
+    std::string   lJoined;
 
     for (const char *lText : { "wifi", "ethernet", "wifi", "" })
         ASSERT_EQ(lArray.Append(lText), 0);
     EXPECT_EQ(lArray.Find("wifi"), 0);
-    EXPECT_EQ(lArray.Find(""), 3);
     EXPECT_EQ(lArray.Find("Wifi"), -1);
-    EXPECT_TRUE(lArray.GetElement(-1).IsEmpty());
-    EXPECT_TRUE(lArray.GetElement(4).IsEmpty());
-
     for (const int lIndex : { -1, 4, 0 })
         lArray.RemoveAt(lIndex);
     ASSERT_EQ(lArray.Copy(lArray), 0);
-    EXPECT_EQ(Join(lArray), "ethernet;wifi;;ethernet;wifi;;");
 
     const zqStringArray lCopy(lArray);
     lArray.Clear();
@@ -121,7 +91,9 @@ TEST(StringArray, KeepsTextsInOrderAndIsAsItWasWithoutMemory)
         EXPECT_TRUE(lNone.IsEmpty() && zqStringArray(lCopy).IsEmpty());
     }
     lArray = lCopy;
-    EXPECT_EQ(lArray.GetNumElements(), 6);
+    for (int lIndex = -1; lIndex <= lArray.GetNumElements(); ++lIndex)
+        lJoined += std::string(lArray.GetElement(lIndex).GetAsUTFArray()) + ";";
+    EXPECT_EQ(lJoined, ";ethernet;wifi;;ethernet;wifi;;;");
 }
 
 } // namespace
