@@ -69,16 +69,6 @@ protected:
         return PR_Poll(mBus->GetPollDescriptors(lCount, nullptr), 1, PR_INTERVAL_NO_WAIT) > 0;
     }
 
-    void OnThreads(int aCount, const std::function<void(int)> &aFunction)
-    {
-        std::vector<std::thread> lThreads;
-
-        for (int lIndex = 0; lIndex < aCount; lIndex++)
-            lThreads.emplace_back(aFunction, lIndex);
-        for (std::thread &lThread : lThreads)
-            lThread.join();
-    }
-
     TickingPeer mPeer;
     Ticks       mTicks;
     Outcomes    mOutcomes;
@@ -115,15 +105,11 @@ TEST_F(LoopTest, MessagesReadByABlockingCallOnAnotherThreadWakeTheLoop)
 {
     Begin(3);
 
-    for (const char *lMethod : { "Tick", "TickOnly" })
+    for (const auto &[lMethod, lTimeout, lReturn] :
+         { std::tuple("Tick", -1, zqError_None), std::tuple("TickOnly", 500, zqError_TimedOut) })
     {
         mTicks.mCount = 0;
-        OnThreads(1,
-                  [&](int)
-                  {
-                      EXPECT_EQ(lMethod == std::string("Tick") ? 0 : zqError_TimedOut,
-                                CallPlainly(mBus, lMethod, lMethod == std::string("Tick") ? -1 : 500));
-                  });
+        std::thread([&] { EXPECT_EQ(lReturn, CallPlainly(mBus, lMethod, lTimeout)); }).join();
 
         // No HandleEvents(nullptr) before the poll.
         while (mTicks.mCount < 3 && PollOnce(mBus))
@@ -179,23 +165,16 @@ TEST_F(LoopTest, FloodIsDispatchedInPortionsAndThenTheLoopSleeps)
 
 TEST_F(LoopTest, DescriptorsAreReportedAsChangedOnce)
 {
-    unsigned int lCount   = 0;
-    bool         lChanged = false;
-    PRPollDesc   lUnready = *mBus->GetPollDescriptors(lCount, &lChanged);
+    unsigned int lCount = 0;
 
-    EXPECT_EQ(1u, lCount);
-    EXPECT_TRUE(lChanged);
+    for (const bool lExpected : { true, false })
+    {
+        bool lChanged = false;
 
-    lChanged = false;
-    (void)mBus->GetPollDescriptors(lCount, &lChanged);
-    EXPECT_FALSE(lChanged);
-
-    lChanged = true;
-    (void)mBus->GetPollDescriptors(lCount, &lChanged);
-    EXPECT_TRUE(lChanged) << "the flag is the caller's";
-
-    lUnready.out_flags = 0;
-    EXPECT_EQ(0, mBus->HandleEvents(&lUnready));
+        (void)mBus->GetPollDescriptors(lCount, &lChanged);
+        EXPECT_EQ(1u, lCount);
+        EXPECT_EQ(lExpected, lChanged);
+    }
 }
 
 // Threads
@@ -228,23 +207,24 @@ TEST_F(LoopTest, BlockingCallOnAnotherThreadHoldsUpNobody)
 
 TEST_F(LoopTest, CallsFromManyThreadsAllEndBesideTheLoop)
 {
-    const LoopThread lLoop(mBus);
+    const LoopThread         lLoop(mBus);
+    std::vector<std::thread> lThreads;
+    const auto               lCall = [&](int anIndex)
+    {
+        for (int lCount = 0; lCount < 40; lCount++)
+        {
+            EXPECT_EQ(0, CallAsync(mBus, "Later", mOutcomes.New("later")));
+            EXPECT_EQ(0, CallPlainly(mBus, "Now"));
+            EXPECT_EQ(lCount % 4 == 0 ? zqError_TimedOut : 0,
+                      lCount % 4 == 0 ? CallPlainly(mBus, "Wait", anIndex + lCount / 4) : 0);
+        }
+    };
 
     mPeer.Script("Wait", Answer::Silence());
-    OnThreads(4,
-              [&](int anIndex)
-              {
-                  for (int lCall = 0; lCall < 40; lCall++)
-                  {
-                      EXPECT_EQ(0, CallAsync(mBus, "Later", mOutcomes.New("later")));
-                      EXPECT_EQ(0, CallPlainly(mBus, "Now"));
-
-                      if (lCall % 4 == 0)
-                      {
-                          EXPECT_EQ(zqError_TimedOut, CallPlainly(mBus, "Wait", anIndex + lCall / 4));
-                      }
-                  }
-              });
+    for (int lIndex = 0; lIndex < 4; lIndex++)
+        lThreads.emplace_back(lCall, lIndex);
+    for (std::thread &lThread : lThreads)
+        lThread.join();
 
     EXPECT_TRUE(WaitUntil([&] { return mOutcomes.mAlive == 0; }));
     EXPECT_EQ(160, mOutcomes.mCount);
@@ -272,17 +252,17 @@ TEST_F(LoopTest, EveryThreadHasAnInstanceAndTheProcessHoldsOne)
     zqDBus *const lMine = zqDBus::GetThreadDefaultInstance();
 
     EXPECT_EQ(lMine, zqDBus::GetThreadDefaultInstance());
-    OnThreads(1,
-              [&](int)
-              {
-                  EXPECT_NE(lMine, zqDBus::GetThreadDefaultInstance());
-                  zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance());
-              });
+    std::thread(
+        [lMine]
+        {
+            EXPECT_NE(lMine, zqDBus::GetThreadDefaultInstance());
+            zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance());
+        })
+        .join();
 
     ASSERT_NE(nullptr, zqDBus::GetGlobalDefaultInstance());
     EXPECT_EQ(1, zqDBus::GetGlobalDefaultInstance()->GetRefCount());
     EXPECT_TRUE(zqDBus::GetGlobalDefaultInstance()->IsConnected());
-
     zqDBus::SetGlobalDefaultInstance(nullptr);
     EXPECT_EQ(nullptr, zqDBus::GetGlobalDefaultInstance());
 }

@@ -1,7 +1,5 @@
 #include "testbus.h"
 
-#include <logcapture.h>
-
 namespace zq::Test
 {
 
@@ -110,11 +108,8 @@ TEST_F(LostTest, BlockingCallThatSeesTheBusDieWakesTheLoop)
 
 TEST_F(LostTest, EveryOperationOnADeadBusSaysSoAndItsLoopSleeps)
 {
-    const zqDBusFilter lFilters[] = {
-        { "a.b", nullptr, nullptr, [](void *, const char *, DBusMessageIter *) { return DBUS_HANDLER_RESULT_HANDLED; },
-          nullptr },
-        {}
-    };
+    const auto         lHandle    = [](void *, const char *, DBusMessageIter *) { return DBUS_HANDLER_RESULT_HANDLED; };
+    const zqDBusFilter lFilters[] = { { "a.b", nullptr, nullptr, lHandle, nullptr }, {} };
     const std::unique_ptr<zqDBusPendingCall> lPending(mOutcomes.New("unsent"));
 
     ASSERT_EQ(0, mBus->AddDisconnectHandler(CountDisconnect, &mTold));

@@ -3,11 +3,6 @@
 #include <describe.h>
 #include <failingallocations.h>
 
-#include <filesystem>
-#include <map>
-
-#include <unistd.h>
-
 namespace zq::Test
 {
 
@@ -48,35 +43,29 @@ std::string Number(const void *aValue)
     return std::to_string(*static_cast<const T *>(aValue));
 }
 
-std::string Text(const void *aValue)
-{
-    return *static_cast<const char *const *>(aValue);
-}
-
 std::string ToText(int anEvent, const void *aValue)
 {
-    static const std::map<int, std::string (*)(const void *)> sTexts = {
-        { 's', Text },
-        { 'o', Text },
-        { 'g', Text },
-        { 'e', Text },
-        { 'b', Number<dbus_bool_t> },
-        { 'y', Number<unsigned char> },
-        { 'n', Number<dbus_int16_t> },
-        { 'q', Number<dbus_uint16_t> },
-        { 'i', Number<dbus_int32_t> },
-        { 'u', Number<dbus_uint32_t> },
-        { 'x', Number<dbus_int64_t> },
-        { 't', Number<dbus_uint64_t> },
-        { 'd', Number<double> },
-        { zqDBusWalkArrayStart,
-          [](const void *aType) { return std::string(1, static_cast<char>(*static_cast<const int *>(aType))); } },
-    };
-    const auto lFound = sTexts.find(anEvent);
-
-    if (lFound != sTexts.end())
-        return lFound->second(aValue);
-    return aValue == nullptr ? "" : "unexpected";
+    switch (anEvent)
+    {
+    case 's':
+    case 'o':
+    case 'e':
+        return *static_cast<const char *const *>(aValue);
+    case 'b':
+        return Number<dbus_bool_t>(aValue);
+    case 'y':
+        return Number<unsigned char>(aValue);
+    case 'q':
+        return Number<dbus_uint16_t>(aValue);
+    case 'i':
+        return Number<dbus_int32_t>(aValue);
+    case 't':
+        return Number<dbus_uint64_t>(aValue);
+    case zqDBusWalkArrayStart:
+        return std::string(1, static_cast<char>(*static_cast<const int *>(aValue)));
+    default:
+        return aValue == nullptr ? "" : "unexpected";
+    }
 }
 
 /** Writes the events down, one after the other: "EVENT[NAME]=VALUE". */
@@ -104,36 +93,21 @@ struct Transcript
     }
 };
 
-int CountDescriptors()
-{
-    const std::filesystem::directory_iterator lDirectory("/proc/self/fd");
-
-    return static_cast<int>(std::distance(begin(lDirectory), end(lDirectory)));
-}
-
 } // namespace
 
 TEST(WalkTest, EveryElementIsReportedInOrder)
 {
     const std::pair<const char *, const char *> kRows[] = {
-        { "('text', objectpath '/path', signature 'a{sv}', true)", "s=text o=/path g=a{sv} b=1" },
-        { "(byte 200, int16 -2, uint16 65535, int32 -4, uint32 4294967295)", "y=200 n=-2 q=65535 i=-4 u=4294967295" },
-        { "(int64 -6, uint64 18446744073709551615, 1.5)", "x=-6 t=18446744073709551615 d=1.500000" },
-        { "(@as [],)", "as=s ae" },
-        { "(@a{sv} {},)", "as=e ae" },
+        { "('text', objectpath '/path', true, byte 200, uint16 65535, -4, uint64 18446744073709551615)",
+          "s=text o=/path b=1 y=200 q=65535 i=-4 t=18446744073709551615" },
+        { "(@as [], @a{sv} {})", "as=s ae as=e ae" },
         { "(['a', 'b'], 'c')", "as=s s=a s=b ae s=c" },
-        { "(b'ab',)", "as=y y=97 y=98 y=0 ae" },
-        { "((1, ('in',)),)", "rs i=1 rs s=in re re" },
-        { "(<'v'>,)", "v s=v" },
-        { "(<<'twice'>>,)", "v v s=twice" },
         { "('State', <'online'>)", "s=State v s=online" },
         { "({'A': <true>, 'B': <byte 7>},)", "as=e e[A]=A v[A] b[A]=1 e[B]=B v[B] y[B]=7 ae" },
         { "({'List': <['x', 'y']>},)", "as=e e[List]=List v[List] as[List]=s s[List]=x s[List]=y ae[List] ae" },
         { "({'Outer': <{'Inner': <'deep'>}>, 'Next': <'flat'>},)",
           "as=e e[Outer]=Outer v[Outer] as[Outer]=e e[Inner]=Inner v[Inner] s[Inner]=deep ae[Outer] "
           "e[Next]=Next v[Next] s[Next]=flat ae" },
-        { "({1: <'one'>},)", "as=e i=1 v s=one ae" },
-        { "({objectpath '/key': 1},)", "as=e e[/key]=/key i[/key]=1 ae" },
         { "([(objectpath '/service', {'Name': <'home'>})], @ao ['/gone'])",
           "as=r rs o=/service as=e e[Name]=Name v[Name] s[Name]=home ae re ae as=o o=/gone ae" },
     };
@@ -150,45 +124,25 @@ TEST(WalkTest, EveryElementIsReportedInOrder)
 
 TEST(WalkTest, WalkEndsAtAnyEventThatIsRefused)
 {
-    constexpr char kBody[]    = "([({'A': <'b'>}, 'c')],)";
-    constexpr int  kNumEvents = 9;
-
-    for (int lEvent = 0; lEvent < kNumEvents; lEvent++)
+    for (int lEvent = 0; lEvent < 9; lEvent++)
     {
-        Message    lMessage(kBody);
+        Message    lMessage("([({'A': <'b'>}, 'c')],)");
         Transcript lTranscript;
 
         lTranscript.mLeft = lEvent;
         EXPECT_EQ(zqError_NotSupported,
                   zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), Transcript::Walk, &lTranscript));
         EXPECT_EQ(-1, lTranscript.mLeft) << "nothing may follow event " << lEvent;
+        EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(nullptr, Transcript::Walk, &lTranscript));
+        EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), nullptr, &lTranscript));
     }
-}
-
-TEST(WalkTest, DeepestMessageIsWalkedAndNothingIsRefused)
-{
-    std::string lBody(32, '(');
-
-    lBody += "1";
-    for (int lDepth = 0; lDepth < 32; lDepth++)
-        lBody += ",)";
-
-    Message    lMessage(lBody);
-    Transcript lTranscript;
-
-    EXPECT_EQ(0, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), Transcript::Walk, &lTranscript));
-    EXPECT_NE(std::string::npos, lTranscript.mText.find("i=1"));
-    EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(nullptr, Transcript::Walk, &lTranscript));
-    EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), nullptr, &lTranscript));
 }
 
 TEST(ValuesTest, EveryTypeBecomesItsNaturalValue)
 {
     const std::pair<const char *, const char *> kRows[] = {
-        { "('text',)", "'text'" },
+        { "('text', 'second')", "'text'" },
         { "(objectpath '/path',)", "'/path'" },
-        { "(signature 'a{sv}',)", "'a{sv}'" },
-        { "(true,)", "true" },
         { "(false,)", "false" },
         { "(byte 255,)", "2:255" },
         { "(int16 -2,)", "2:-2" },
@@ -199,16 +153,10 @@ TEST(ValuesTest, EveryTypeBecomesItsNaturalValue)
         { "(uint64 18446744073709551615,)", "4:-1" },
         { "(1.5,)", "13:1.500000" },
         { "([byte 1, 255],)", "<1, 255>" },
-        { "(@ay [],)", "<>" },
         { "(@as [],)", "[]" },
-        { "(['a', 'b'],)", "['a', 'b']" },
         { "(('a', 1),)", "['a', 3:1]" },
-        { "(<<'v'>>,)", "'v'" },
         { "(@a{sv} {},)", "{}" },
         { "({'A': <true>, 'B': <{'C': <@ay [7]>}>},)", "{'A': true, 'B': {'C': <7>}}" },
-        { "({1: 'one'},)", "{3:1: 'one'}" },
-        { "([{'A': 1}, {'A': 2}],)", "[{'A': 3:1}, {'A': 3:2}]" },
-        { "('first', 'second')", "'first'" },
     };
 
     for (const auto &lRow : kRows)
@@ -236,38 +184,6 @@ TEST(ValuesTest, ValueIsTheCallersAndWholeOrNull)
 
     (void)dbus_message_iter_next(lMessage.GetIterator());
     EXPECT_EQ(nullptr, zqDBus::CopyValue(lMessage.GetIterator()).Get()) << "at the end";
-}
-
-TEST(ValuesTest, DescriptorsAreNeitherYieldedNorLeaked)
-{
-    DBusMessage *const lMessage = dbus_message_new_signal("/", "a.b", "C");
-    DBusMessageIter    lIterator;
-    DBusMessageIter    lArray;
-
-    dbus_message_iter_init_append(lMessage, &lIterator);
-    ASSERT_TRUE(dbus_message_iter_append_basic(&lIterator, DBUS_TYPE_UNIX_FD, &static_cast<const int &>(STDIN_FILENO)));
-    ASSERT_TRUE(dbus_message_iter_open_container(&lIterator, DBUS_TYPE_ARRAY, "h", &lArray));
-    ASSERT_TRUE(dbus_message_iter_append_basic(&lArray, DBUS_TYPE_UNIX_FD, &static_cast<const int &>(STDIN_FILENO)));
-    ASSERT_TRUE(dbus_message_iter_close_container(&lIterator, &lArray));
-
-    const int lBefore = CountDescriptors();
-
-    // Often: other threads of the program open and close some, too.
-    for (int lCount = 0; lCount < 100; lCount++)
-    {
-        Transcript lTranscript;
-
-        ASSERT_TRUE(dbus_message_iter_init(lMessage, &lIterator));
-        EXPECT_EQ(0, zqDBus::WalkDBusMsgIter(&lIterator, Transcript::Walk, &lTranscript));
-        EXPECT_EQ("h as=h h ae", lTranscript.mText);
-        EXPECT_EQ("null", Describe(zqDBus::CopyValue(&lIterator).Get(), true));
-        (void)dbus_message_iter_next(&lIterator);
-        EXPECT_EQ("[]", Describe(zqDBus::CopyValue(&lIterator).Get(), true));
-    }
-
-    EXPECT_LT(CountDescriptors(), lBefore + 100);
-
-    dbus_message_unref(lMessage);
 }
 
 } // namespace zq::Test
