@@ -114,7 +114,6 @@ TEST_F(CallsTest, ValuesArriveWithTheTypesOfTheTable)
         bool                    mTolerantOnly = false;
     } lCases[] = {
         { MakeString("W\u00fcst"), "'W\u00fcst'" },
-        { MakeString(""), "''" },
         { CFURetain<CFTypeRef>(kCFBooleanTrue), "true" },
         { Number<SInt64>(kCFNumberSInt8Type, 200), "byte 0xc8" },
         { Number<SInt64>(kCFNumberCharType, 7), "byte 0x07" },
@@ -163,11 +162,10 @@ TEST_F(CallsTest, ValuesArriveWithTheTypesOfTheTable)
 
 TEST_F(CallsTest, NullAndUnusableArgumentsAreRefusedWithTheirAssertion)
 {
-    const CFTypeRef    lTrue   = kCFBooleanTrue;
-    const char *const  lPath   = kA.c_str();
-    CFDictionaryRef    lOut    = nullptr;
-    DBusMessage       *lNone   = nullptr;
-    zqDBusPendingCall *lNobody = nullptr;
+    const CFTypeRef   lTrue = kCFBooleanTrue;
+    const char *const lPath = kA.c_str();
+    CFDictionaryRef   lOut  = nullptr;
+    DBusMessage      *lNone = nullptr;
 
     const struct
     {
@@ -175,21 +173,15 @@ TEST_F(CallsTest, NullAndUnusableArgumentsAreRefusedWithTheirAssertion)
         const char              *mAssertion;
     } lCases[] = {
         { [&] { return mConnMan.ServiceConnect(nullptr); }, "aPath != __null" },
-        { [&] { return mConnMan.ServiceOnlineCheck(nullptr); }, "aPath != __null" },
-        { [&] { return mConnMan.ServiceDisconnect(nullptr); }, "aPath != __null" },
         { [&] { return mConnMan.ServiceRemove(nullptr); }, "aPath != __null" },
-        { [&] { return mConnMan.ServiceMove(nullptr, lPath, true); }, "aPath != __null" },
         { [&] { return mConnMan.ServiceMove(lPath, nullptr, true); }, "aTarget != __null" },
         { [&] { return mConnMan.ServiceClearProperty(lPath, nullptr); }, "aName != __null" },
         { [&] { return mConnMan.ServiceSetProperty(lPath, nullptr, lTrue); }, "aName != __null" },
-        { [&] { return mConnMan.ServiceSetProperty(lPath, "P", nullptr); }, "aValue != __null" },
         { [&] { return mConnMan.ManagerSetProperty("P", nullptr); }, "aValue != __null" },
         { [&] { return mConnMan.TechnologySetProperty(nullptr, "P", lTrue, kConnmanMethodAsync); }, "aPath != __null" },
         { [&] { return mConnMan.TechnologyScan(nullptr); }, "aPath != __null" },
         { [&] { return mConnMan.ServiceGetProperties(nullptr, lOut); }, "aPath != __null" },
         { [&] { return mConnMan.PerformMethodCallWithMessage(nullptr, &lNone, 1, nullptr); }, "aMessage != __null" },
-        { [&] { return mConnMan.PerformMethodCall("/", "i.i", "M", lNobody, 1, DBUS_TYPE_INVALID); },
-          "aPending != __null" },
         // What libdbus would end the process for.
         { [&] { return mConnMan.ServiceDisconnect("no path"); }, "" },
         { [&] { return mConnMan.ServiceMove(lPath, "\xff", true); }, "" },
@@ -201,10 +193,8 @@ TEST_F(CallsTest, NullAndUnusableArgumentsAreRefusedWithTheirAssertion)
     {
         mLog.Clear();
         EXPECT_EQ(lCase.mRun(), zqError_InvalidArgument) << lCase.mAssertion;
-        if (*lCase.mAssertion != '\0')
-        {
-            EXPECT_TRUE(mLog.Contains("ASSERT: connman: " + std::string(lCase.mAssertion), 4)) << lCase.mAssertion;
-        }
+        EXPECT_TRUE(*lCase.mAssertion == '\0' || mLog.Contains("ASSERT: connman: " + std::string(lCase.mAssertion), 4))
+            << lCase.mAssertion;
     }
     EXPECT_EQ(mConnMan.NewMethodCall(nullptr, "i.i", "M"), nullptr);
     EXPECT_TRUE(mLog.Contains("anObject != __null"));

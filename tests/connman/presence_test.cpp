@@ -88,31 +88,6 @@ TEST_F(PresenceTest, ADelegateThatComesLateIsToldWhatIsLoaded)
     EXPECT_TRUE(mLog.Contains("connman: unregistering input agent", 2));
 }
 
-TEST_F(PresenceTest, ReleaseMeansThatTheDaemonGoes)
-{
-    Start();
-    mFake.Shutdown();
-    ASSERT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
-    EXPECT_EQ(mDelegate.mEvents, (Events{ "TechnologiesRemoved [/net/connman/technology/wifi]",
-                                          "ServicesRemoved [/net/connman/service/a]", "Unavailable" }));
-
-    // The loss of the name that follows is no second departure.
-    ASSERT_TRUE(Appear());
-    Settle();
-    EXPECT_EQ(mDelegate.Count("Unavailable"), 1u);
-    EXPECT_FALSE(mLog.Contains("ASSERT"));
-}
-
-TEST_F(PresenceTest, OnlyTheBusTellsWhoOwnsTheName)
-{
-    Start();
-    mFake.EmitForged("/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
-                     "('net.connman', '" + mFake.GetUniqueName() + "', '')");
-    mFake.EmitForged(kA, kService, "PropertyChanged", "('State', <'online'>)",
-                     dbus_bus_get_unique_name(mBus->GetConnection()));
-    EXPECT_EQ(Take(), Events());
-}
-
 TEST_F(PresenceTest, AnotherDaemonInOneStepVoidsWhatTheFirstHad)
 {
     Start();
@@ -148,19 +123,14 @@ TEST_F(PresenceTest, ALoadThatFailsLeavesADefinedStateAndTheNextOneIsWhole)
         bool        mAvailable;
         const char *mLog = "";
     } sCases[] = {
-        { "silent properties", "GetProperties", Answer::Silence(), false },
         { "silent services", "GetServices", Answer::Silence(), false },
-        { "crash in properties", "GetProperties", Answer::Crash(), false },
-        { "crash in services", "GetServices", Answer::Crash(), false },
         { "crash in technologies", "GetTechnologies", Answer::Crash(), false },
         { "crash in agent", "RegisterAgent", Answer::Crash(), false },
-        { "name unknown", "GetServices", Answer::Error("org.freedesktop.DBus.Error.ServiceUnknown", "gone"), false },
         { "agent refused", "RegisterAgent", Answer::Error("net.connman.Error.PermissionDenied", "Permission denied"),
           false },
         { "agent known", "RegisterAgent", Answer::Error("net.connman.Error.AlreadyExists", "Already exists"), true },
         { "services refused", "GetServices", Answer::Error("net.connman.Error.Failed", "Input/output error"), true },
         { "services of another type", "GetServices", Answer::Value("('text',)"), true },
-        { "no services argument", "GetServices", Answer::Value(""), true },
         { "services that exact decoding refuses", "GetServices",
           Answer::Value("([(objectpath '/a', {'MTU': <uint16 1500>})],)"), true,
           "connman: cannot decode services: -5" },
@@ -190,7 +160,7 @@ TEST_F(PresenceTest, ALoadThatFailsLeavesADefinedStateAndTheNextOneIsWhole)
     }
 }
 
-TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndHarmsNothing)
+TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndTheFirstTakesItsAgentBack)
 {
     Start();
     EXPECT_EQ(mConnMan.Init(), zqError_WrongState);
@@ -201,22 +171,19 @@ TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndHarmsNothing)
     }
     mFake.SetServiceProperty(kA, "State", "'ready'");
     EXPECT_EQ(Take(), Events{ "ServiceChanged /net/connman/service/a {State: ready}" });
-    EXPECT_NE(mFake.CallAgent("Release", ""), 0u);
-    EXPECT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
-}
 
-TEST_F(PresenceTest, DestroyTakesTheAgentBackAndMayBeRepeated)
-{
-    Start();
     mConnMan.Destroy();
     mConnMan.Destroy();
     EXPECT_EQ(mFake.GetAgentPath(), "");
     EXPECT_EQ(mDelegate.mEvents, Events());
     EXPECT_EQ(mConnMan.ServiceConnect("/a"), zqError_WrongState);
+}
 
-    mConnMan.SetDelegate(&mDelegate);
-    ASSERT_EQ(mConnMan.Init(20000), 0);
-    EXPECT_EQ(Take(), kLoaded);
+TEST_F(PresenceTest, ReleaseMeansThatTheDaemonGoes)
+{
+    Start();
+    EXPECT_NE(mFake.CallAgent("Release", ""), 0u);
+    EXPECT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
 }
 
 TEST_F(PresenceTest, TheLossOfTheBusEndsInUnavailableAndEveryCallInWrongState)
