@@ -133,24 +133,4 @@ TEST_F(EventPublisher, NothingComesAfterUnsubscribe)
     EXPECT_EQ(mNumServed, 0);
 }
 
-TEST(HeartBeatClient, IsCountedWhileItIsRegistered)
-{
-    zqEventQueue      lOwn, lApplication;
-    zqHeartBeatClient lFirst(&lOwn, &lApplication, "", 20), lNowhere(nullptr, nullptr, nullptr, 0);
-    const auto        lGetCount = [&] { return zqHeartBeatClient::GetNumRegistered(&lApplication); };
-
-    EXPECT_EQ(lFirst.Unregister(), -22);
-    EXPECT_EQ(lFirst.Register(), 0);
-    EXPECT_EQ(lFirst.Register(), -22);
-    EXPECT_EQ(lNowhere.Register(), 0);
-    {
-        zqHeartBeatClient lSecond(&lOwn, &lApplication, "", 20);
-        EXPECT_EQ(lSecond.Register(), 0);
-        EXPECT_EQ(lGetCount(), 2);
-    }
-    EXPECT_EQ(lFirst.Unregister(), 0);
-    EXPECT_EQ(lGetCount(), 0);
-    EXPECT_EQ(zqHeartBeatClient::GetNumRegistered(nullptr), 1);
-}
-
 } // namespace

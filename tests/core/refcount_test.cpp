@@ -129,37 +129,25 @@ TEST_F(RefCount, ThreadsThatShareAnObjectEndItOnce)
 
 TEST_F(RefCount, AnArrayHoldsEachElementOnceAndAppendsEvenItself)
 {
-    zqRefCountArray lArray, lAssigned;
+    zqRefCountArray lArray, lNone;
     auto           *lObject = new Counted('a');
 
     ASSERT_EQ(lArray.Append(lObject), 0);
     ASSERT_EQ(lArray.Append(zqRefCountSharedPtr()), 0);
-    ASSERT_EQ(lArray.Append(zqRefCountSharedPtr(lObject)), 0);
     ASSERT_EQ(lArray.Copy(lArray), 0);
-    EXPECT_EQ(GetNames(lArray), "a-aa-a");
-    EXPECT_EQ(lObject->GetRefCount(), 4);
-    for (const int lIndex : { -1, 6 })
-    {
-        EXPECT_TRUE(lArray.GetElement(lIndex) == nullptr);
-        EXPECT_TRUE(lArray.RemoveAt(lIndex) == nullptr);
-    }
-    EXPECT_TRUE(lArray.RemoveAt(1) == nullptr);
-    EXPECT_TRUE(lArray.RemoveAt(0) == lObject);
-
     const zqRefCountArray &lAlias = lArray;
-    Fill(lAssigned, "cd");
-    lAssigned = lArray;
-    lArray    = lAlias;
-    EXPECT_EQ(GetNames(lAssigned) + GetNames(lArray), "aa-aaa-a");
-    EXPECT_EQ(lObject->GetRefCount(), 6);
+    lArray                        = lAlias;
+    EXPECT_EQ(GetNames(lArray), "a-a-");
+    EXPECT_TRUE(lArray.RemoveAt(0) == lObject);
+    EXPECT_TRUE(lArray.RemoveAt(3) == nullptr);
+    EXPECT_EQ(lObject->GetRefCount(), 1);
 
     const FailingAllocations lNoMemory;
-    zqRefCountArray          lNone;
     EXPECT_EQ(lNone.Append(lObject), -2);
     EXPECT_EQ(lNone.Copy(lArray), -2);
     EXPECT_TRUE(zqRefCountArray(lArray).IsEmpty());
     EXPECT_TRUE(lNone.IsEmpty());
-    EXPECT_EQ(lObject->GetRefCount(), 6);
+    EXPECT_EQ(lObject->GetRefCount(), 1);
 }
 
 TEST_F(RefCount, CompactKeepsOrderAndAnElementThatEndsFindsTheArrayWithoutItself)

@@ -104,28 +104,4 @@ TEST(CFRetain, ThreadsShareValues)
     EXPECT_EQ(CFGetRetainCount(CFDictionaryGetValue(lDictionary.Get(), Number(7).Get())), 1);
 }
 
-TEST(CFTypes, DataAndTypesTellThemselvesApart)
-{
-    const UInt8     lBytes[]    = { 0x0A, 0x00, 0xFF };
-    const auto      lData       = CFUAdopt(CFDataCreate(nullptr, lBytes, 3));
-    const auto      lShorter    = CFUAdopt(CFDataCreate(nullptr, lBytes, 2));
-    const auto      lArray      = Array();
-    const auto      lDictionary = Dictionary();
-    const CFTypeRef lValues[]   = { CFSTR("1"),        Number(1).Get(), kCFBooleanTrue, lArray.Get(),
-                                    lDictionary.Get(), lData.Get(),     lShorter.Get() };
-    const CFTypeID  lTypes[]    = { CFStringGetTypeID(), CFNumberGetTypeID(),     CFBooleanGetTypeID(),
-                                    CFArrayGetTypeID(),  CFDictionaryGetTypeID(), CFDataGetTypeID() };
-
-    EXPECT_FALSE(CFEqual(nullptr, CFSTR("")));
-    EXPECT_EQ(Describe(lData.Get()), "<0a00ff>");
-    EXPECT_TRUE(CFEqual(lData.Get(), CFUAdopt(CFDataCreate(nullptr, lBytes, 3)).Get()));
-    for (std::size_t lValue = 0; lValue < std::size(lValues); ++lValue)
-    {
-        for (std::size_t lOther = 0; lOther < std::size(lValues); ++lOther)
-            EXPECT_EQ(CFEqual(lValues[lValue], lValues[lOther]), lValue == lOther) << lValue << " and " << lOther;
-        for (std::size_t lType = 0; lType < std::size(lTypes); ++lType)
-            EXPECT_EQ(CFUIsTypeID(lValues[lValue], lTypes[lType]), std::min<std::size_t>(lValue, 5) == lType);
-    }
-}
-
 } // namespace
