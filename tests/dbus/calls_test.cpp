@@ -32,10 +32,9 @@ TEST_F(CallsTest, BlockingCallsYieldWhatThePeerAnswers)
         int         mTimeout;
         zqError     mResult;
         const char *mErrorName;
-        const char *mText = "";
     } kRows[] = {
-        { "value", Answer::Value("('yes',)"), -1, 0, nullptr, "yes" },
-        { "value of a patient caller", Answer::Value("('yes',)"), DBUS_TIMEOUT_INFINITE, 0, nullptr, "yes" },
+        { "value", Answer::Value("('yes',)"), -1, 0, nullptr },
+        { "value of a patient caller", Answer::Value("('yes',)"), DBUS_TIMEOUT_INFINITE, 0, nullptr },
         { "error", Answer::Error("com.example.No", "no"), -1, zqError_Failed, "com.example.No" },
         { "error like a time-out", Answer::Error(DBUS_ERROR_NO_REPLY, "mine"), -1, zqError_Failed,
           DBUS_ERROR_NO_REPLY },
@@ -59,12 +58,10 @@ TEST_F(CallsTest, BlockingCallsYieldWhatThePeerAnswers)
                   Call(mBus, lMethod.c_str(), nullptr, &lReply, lRow.mTimeout, lError.Get(), DBUS_TYPE_INVALID));
         EXPECT_STREQ(lRow.mErrorName, lError.GetName());
         ASSERT_EQ(lRow.mResult == 0, lReply != nullptr);
+        EXPECT_EQ(lRow.mResult == 0 ? "yes" : "", lReply != nullptr ? GetText(lReply) : "");
 
         if (lReply != nullptr)
-        {
-            EXPECT_EQ(lRow.mText, GetText(lReply));
             dbus_message_unref(lReply);
-        }
     }
 }
 

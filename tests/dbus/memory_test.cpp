@@ -8,33 +8,24 @@ namespace zq::Test
 namespace
 {
 
-DBusHandlerResult Ignore(void * /* aContext */, DBusConnection * /* aConnection */, DBusMessage * /* aMessage */)
-{
-    return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
-}
-
-DBusHandlerResult IgnoreFilter(void * /* aContext */, const char * /* aPath */, DBusMessageIter * /* anIterator */)
-{
-    return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
-}
-
 // Long enough that none of them fits into a string's own room.
 constexpr char kLongPath[]   = "/com/example/a/path/that/is/long";
 constexpr char kLongName[]   = "com.example.NameThatIsFollowedHere";
 constexpr char kLongMember[] = "MemberThatIsLong";
 constexpr char kSecondName[] = "com.example.AnotherNameThatIsLong";
 constexpr char kThirdName[]  = "com.example.YetAnotherNameThatIsLong";
-constexpr char kCalledName[] = "com.example.NameThatIsCalledInVain";
+
+constexpr auto kIgnore = [](auto...) { return DBUS_HANDLER_RESULT_NOT_YET_HANDLED; };
 
 constexpr zqDBusSignalDispatch kTable[] = {
-    { kPeerInterface, kLongName, kLongPath, kLongMember, "first", Ignore },
-    { kPeerInterface, kSecondName, nullptr, kLongMember, "second", Ignore },
+    { kPeerInterface, kLongName, kLongPath, kLongMember, "first", kIgnore },
+    { kPeerInterface, kSecondName, nullptr, kLongMember, "second", kIgnore },
     kEndOfSignals,
 };
 
 constexpr zqDBusFilter kFilters[] = {
-    { kPeerInterface, kLongMember, kLongName, IgnoreFilter, nullptr },
-    { kPeerInterface, kLongMember, kThirdName, IgnoreFilter, nullptr },
+    { kPeerInterface, kLongMember, kLongName, kIgnore, nullptr },
+    { kPeerInterface, kLongMember, kThirdName, kIgnore, nullptr },
     {},
 };
 
@@ -69,7 +60,8 @@ TEST_F(MemoryTest, CallThatCannotBeRememberedIsNotSent)
 {
     Outcomes                 lOutcomes;
     zqDBusPendingCall *const lPending = lOutcomes.New("call");
-    DBusMessage *const       lMessage = zqDBus::NewMethodCall(kCalledName, kPeerPath, kPeerInterface, "Ask");
+    DBusMessage *const       lMessage =
+        zqDBus::NewMethodCall("com.example.NameThatIsCalledInVain", kPeerPath, kPeerInterface, "Ask");
 
     EXPECT_GT(Starve(kExhausted,
                      [&]

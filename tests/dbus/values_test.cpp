@@ -30,6 +30,7 @@ public:
     }
     ~Message() { dbus_message_unref(mMessage); }
 
+    DBusMessage     *GetMessage() const { return mMessage; }
     DBusMessageIter *GetIterator() { return &mIterator; }
 
 private:
@@ -37,57 +38,23 @@ private:
     DBusMessageIter mIterator;
 };
 
-template <typename T>
-std::string Number(const void *aValue)
-{
-    return std::to_string(*static_cast<const T *>(aValue));
-}
-
-std::string ToText(int anEvent, const void *aValue)
-{
-    switch (anEvent)
-    {
-    case 's':
-    case 'o':
-    case 'e':
-        return *static_cast<const char *const *>(aValue);
-    case 'b':
-        return Number<dbus_bool_t>(aValue);
-    case 'y':
-        return Number<unsigned char>(aValue);
-    case 'q':
-        return Number<dbus_uint16_t>(aValue);
-    case 'i':
-        return Number<dbus_int32_t>(aValue);
-    case 't':
-        return Number<dbus_uint64_t>(aValue);
-    case zqDBusWalkArrayStart:
-        return std::string(1, static_cast<char>(*static_cast<const int *>(aValue)));
-    default:
-        return aValue == nullptr ? "" : "unexpected";
-    }
-}
-
-/** Writes the events down, one after the other: "EVENT[NAME]=VALUE". */
+/** Writes the events down, one after the other: "EVENT[NAME]". */
 struct Transcript
 {
     std::string mText;
     int         mLeft = -1; ///< after so many events, refuse one
 
-    static zqError Walk(void *aContext, int anEvent, const char *aName, const void *aValue)
+    static zqError Walk(void *aContext, int anEvent, const char *aName, const void * /* aValue */)
     {
         auto *const lTranscript = static_cast<Transcript *>(aContext);
 
         if (lTranscript->mLeft-- == 0)
             return zqError_NotSupported;
 
-        const std::string lValue = ToText(anEvent, aValue);
-        std::string       lEvent = anEvent > 0xff ? std::string(1, static_cast<char>(anEvent >> 8)) : std::string();
-
-        lEvent += static_cast<char>(anEvent & 0xff);
-        lTranscript->mText += lTranscript->mText.empty() ? "" : " ";
-        lTranscript->mText += lEvent + (aName != nullptr ? "[" + std::string(aName) + "]" : std::string()) +
-                              (lValue.empty() ? "" : "=" + lValue);
+        if (anEvent > 0xff)
+            lTranscript->mText += static_cast<char>(anEvent >> 8);
+        lTranscript->mText += static_cast<char>(anEvent & 0xff);
+        lTranscript->mText += aName != nullptr ? "[" + std::string(aName) + "] " : " ";
 
         return 0;
     }
@@ -95,47 +62,25 @@ struct Transcript
 
 } // namespace
 
-TEST(WalkTest, EveryElementIsReportedInOrder)
+TEST(WalkTest, EveryElementIsReportedInOrderUntilOneIsRefused)
 {
-    const std::pair<const char *, const char *> kRows[] = {
-        { "('text', objectpath '/path', true, byte 200, uint16 65535, -4, uint64 18446744073709551615)",
-          "s=text o=/path b=1 y=200 q=65535 i=-4 t=18446744073709551615" },
-        { "(@as [], @a{sv} {})", "as=s ae as=e ae" },
-        { "(['a', 'b'], 'c')", "as=s s=a s=b ae s=c" },
-        { "('State', <'online'>)", "s=State v s=online" },
-        { "({'A': <true>, 'B': <byte 7>},)", "as=e e[A]=A v[A] b[A]=1 e[B]=B v[B] y[B]=7 ae" },
-        { "({'List': <['x', 'y']>},)", "as=e e[List]=List v[List] as[List]=s s[List]=x s[List]=y ae[List] ae" },
-        { "({'Outer': <{'Inner': <'deep'>}>, 'Next': <'flat'>},)",
-          "as=e e[Outer]=Outer v[Outer] as[Outer]=e e[Inner]=Inner v[Inner] s[Inner]=deep ae[Outer] "
-          "e[Next]=Next v[Next] s[Next]=flat ae" },
-        { "([(objectpath '/service', {'Name': <'home'>})], @ao ['/gone'])",
-          "as=r rs o=/service as=e e[Name]=Name v[Name] s[Name]=home ae re ae as=o o=/gone ae" },
-    };
+    Message     lMessage("([({'A': <{'B': <'b'>}>, 'C': <'c'>}, 'd')],)");
+    std::string lText;
 
-    for (const auto &lRow : kRows)
+    for (int lEvent = 0; lText.empty(); lEvent++)
     {
-        Message    lMessage(lRow.first);
         Transcript lTranscript;
 
-        EXPECT_EQ(0, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), Transcript::Walk, &lTranscript));
-        EXPECT_EQ(lRow.second, lTranscript.mText) << lRow.first;
-    }
-}
-
-TEST(WalkTest, WalkEndsAtAnyEventThatIsRefused)
-{
-    for (int lEvent = 0; lEvent < 9; lEvent++)
-    {
-        Message    lMessage("([({'A': <'b'>}, 'c')],)");
-        Transcript lTranscript;
-
+        (void)dbus_message_iter_init(lMessage.GetMessage(), lMessage.GetIterator());
         lTranscript.mLeft = lEvent;
-        EXPECT_EQ(zqError_NotSupported,
-                  zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), Transcript::Walk, &lTranscript));
-        EXPECT_EQ(-1, lTranscript.mLeft) << "nothing may follow event " << lEvent;
-        EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(nullptr, Transcript::Walk, &lTranscript));
-        EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), nullptr, &lTranscript));
+        if (zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), Transcript::Walk, &lTranscript) == 0)
+            lText = lTranscript.mText;
+        else
+            ASSERT_EQ(-1, lTranscript.mLeft) << "nothing may follow event " << lEvent;
     }
+    EXPECT_EQ("as rs as e[A] v[A] as[A] e[B] v[B] s[B] ae[A] e[C] v[C] s[C] ae s re ae ", lText);
+    EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(nullptr, Transcript::Walk, &lText));
+    EXPECT_EQ(zqError_InvalidArgument, zqDBus::WalkDBusMsgIter(lMessage.GetIterator(), nullptr, &lText));
 }
 
 TEST(ValuesTest, EveryTypeBecomesItsNaturalValue)
