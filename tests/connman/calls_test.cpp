@@ -322,17 +322,6 @@ TEST_F(CallsTest, EachEndsInExactlyOneOutcome)
     }
 }
 
-TEST_F(CallsTest, ABlockingCallThatIsNotAnsweredEndsWithItsTimeOut)
-{
-    mConnMan.SetTimeout(100);
-    mFake.Script("Disconnect", Answer::Silence(), "", 1);
-    EXPECT_EQ(mConnMan.ServiceDisconnect(kA.c_str()), zqError_NoReply);
-    mConnMan.SetTimeout(20000);
-    mFake.Script("SetProperty", Answer::Crash(), "", 1);
-    EXPECT_EQ(mConnMan.ServiceSetProperty(kA.c_str(), "P", kCFBooleanTrue), zqError_NoReply);
-    EXPECT_EQ(mConnMan.ServiceDisconnect(kA.c_str()), zqError_ServiceUnknown);
-}
-
 TEST_F(CallsTest, OneScanIsSentWhileOneIsOutstanding)
 {
     // One that cannot be sent is none.

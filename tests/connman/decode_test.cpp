@@ -142,20 +142,22 @@ TEST_F(DecodeTest, RepliesOfAnotherSignatureAreRefusedWithAnAssertion)
                                 [&](CFDictionaryRef &aResult) { return mConnMan.ManagerGetTechnologies(aResult); } };
 
     Start();
-
-    for (const char *lReply : { "", "('text',)", "(@as [],)", "(@a{ss} {'State': 'idle'},)", "(@a{sv} {}, 'more')",
-                                "(@a(oa{ss}) [],)", "(@a(sa{sv}) [],)", "(@a{oa{sv}} {},)" })
+    for (const char *lReply : { "", "(@a{ss} {'State': 'idle'},)", "(@a{sv} {}, 'more')", "(@a(sa{sv}) [],)" })
+    {
+        for (const char *lMethod : { "GetProperties", "GetServices", "GetTechnologies" })
+            mFake.Script(lMethod, Answer::Value(lReply));
         for (const zqConnMan::Decoding lDecoding : { kExact, kTolerant })
+        {
+            zqConnMan::SetDecoding(lDecoding);
             for (const Getter &lGetter : lGetters)
             {
-                zqConnMan::SetDecoding(lDecoding);
-                for (const char *lMethod : { "GetProperties", "GetServices", "GetTechnologies" })
-                    mFake.Script(lMethod, Answer::Value(lReply));
                 mLog.Clear();
                 EXPECT_EQ(Ask(lGetter), kRefused) << lReply;
                 EXPECT_TRUE(mLog.Contains("ASSERT: connman: dbus_message_has_signature", 4)) << lReply;
                 EXPECT_TRUE(mLog.Contains("file: zqconnman, line: ", 4));
             }
+        }
+    }
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include <logcapture.h>
 
-#include <algorithm>
 #include <limits>
 
 namespace zq::Test
@@ -63,25 +62,6 @@ TEST_F(CallsTest, BlockingCallsYieldWhatThePeerAnswers)
         if (lReply != nullptr)
             dbus_message_unref(lReply);
     }
-}
-
-TEST_F(CallsTest, AsynchronousCallsEndInOneOutcomeEach)
-{
-    mPeer.Script("Value", Answer::Value("('yes',)"));
-    mPeer.Script("Error", Answer::Error("com.example.No", "no"));
-    mPeer.Script("Silence", Answer::Silence());
-    mPeer.Script("Crash", Answer::Crash());
-
-    for (const char *lMethod : { "Value", "Error", "Silence", "Crash" })
-        ASSERT_EQ(0, CallAsync(mBus, lMethod, mOutcomes.New(lMethod), 15000));
-
-    ASSERT_TRUE(Drive(mBus, [&] { return mOutcomes.mCount == 4; }));
-    std::sort(mOutcomes.mTexts.begin(), mOutcomes.mTexts.end());
-    EXPECT_EQ((Texts{ "Crash: error " DBUS_ERROR_NO_REPLY, "Error: error com.example.No",
-                      "Silence: error " DBUS_ERROR_NO_REPLY, "Value: completed yes" }),
-              mOutcomes.mTexts)
-        << "the bus tells that a peer has gone: that is an error and no time-out";
-    EXPECT_EQ(0, mOutcomes.mAlive);
 }
 
 TEST_F(CallsTest, CancelledCallEndsAtOnceAndItsReplyIsForgotten)
