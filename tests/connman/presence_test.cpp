@@ -88,6 +88,16 @@ TEST_F(PresenceTest, ADelegateThatComesLateIsToldWhatIsLoaded)
     EXPECT_TRUE(mLog.Contains("connman: unregistering input agent", 2));
 }
 
+TEST_F(PresenceTest, OnlyTheBusTellsWhoOwnsTheName)
+{
+    Start();
+    mFake.EmitForged("/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+                     "('net.connman', '" + mFake.GetUniqueName() + "', '')");
+    mFake.EmitForged(kA, kService, "PropertyChanged", "('State', <'online'>)",
+                     dbus_bus_get_unique_name(mBus->GetConnection()));
+    EXPECT_EQ(Take(), Events());
+}
+
 TEST_F(PresenceTest, ALoadThatFailsLeavesADefinedStateAndTheNextOneIsWhole)
 {
     static const struct
@@ -157,8 +167,16 @@ TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndTheFirstTakesItsAgentBa
 TEST_F(PresenceTest, ReleaseMeansThatTheDaemonGoes)
 {
     Start();
-    EXPECT_NE(mFake.CallAgent("Release", ""), 0u);
-    EXPECT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
+    mFake.Shutdown();
+    ASSERT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
+    EXPECT_EQ(mDelegate.mEvents, (Events{ "TechnologiesRemoved [/net/connman/technology/wifi]",
+                                          "ServicesRemoved [/net/connman/service/a]", "Unavailable" }));
+
+    // The loss of the name that follows is no second departure.
+    ASSERT_TRUE(Appear());
+    Settle();
+    EXPECT_EQ(mDelegate.Count("Unavailable"), 1u);
+    EXPECT_FALSE(mLog.Contains("ASSERT"));
 }
 
 TEST_F(PresenceTest, TheLossOfTheBusEndsInUnavailableAndEveryCallInWrongState)

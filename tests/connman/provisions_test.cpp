@@ -142,7 +142,7 @@ TEST_F(ProvisionsTest, AnEqualSetTouchesNothing)
     EXPECT_EQ(mConnMan.UpdateProvisions(nullptr, true), zqError_InvalidArgument);
     EXPECT_NE(::access(kFile.c_str(), F_OK), 0);
 
-    for (const std::size_t lLength : { 10u, 200000u })
+    for (const std::size_t lLength : { 10u, 960u, 961u, 200000u })
     {
         const std::string lText(lLength, 'x');
 
@@ -346,11 +346,13 @@ TEST_F(ProvisionsTest, AWriterThatIsKilledLeavesOneWholeSet)
 
 TEST_F(ProvisionsTest, ATechnologyIsProvisionedByAnyNameThatBeginsLikeIt)
 {
-    bool lProvisioned = true;
+    bool lProvisioned;
 
-    for (const auto &[lName, lExpected] : { std::pair("wifi_abc", true), std::pair("wifixyz", true),
-                                            std::pair("wif", false), std::pair("my_wifi", false) })
+    for (const auto &[lName, lExpected] :
+         { std::pair("wifi_abc", true), std::pair("wifixyz", true), std::pair("wif", false),
+           std::pair("my_wifi", false), std::pair("Wifi_abc", false) })
     {
+        lProvisioned = !lExpected;
         EmptyDirectory(kDirectory);
         ASSERT_TRUE(WriteFile(kDirectory + "/" + lName, ""));
         EXPECT_EQ(mConnMan.IsTechnologyProvisioned(CFSTR("wifi"), lProvisioned), lExpected ? 0 : -17) << lName;
