@@ -208,10 +208,16 @@ TEST_F(EventQueue, DispatchServesHandlersAndReportsTheExit)
 
 TEST_F(EventQueue, WhatAHandlerEnqueuesWaitsForTheNextDispatch)
 {
-    Handler lHandler;
+    Handler lHandler, lGone;
 
-    lHandler.mAction = [&]() { Enqueue(lHandler.mTypes.back() + 1, &lHandler); };
+    // Whatever the handler takes out of the queue meanwhile.
+    lHandler.mAction = [&]()
+    {
+        mQueue.Remove(&lGone);
+        Enqueue(lHandler.mTypes.back() + 1, &lHandler);
+    };
     Enqueue(20, &lHandler);
+    Enqueue(30, &lGone);
     ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
     for (const Types &lExpected : { Types{ 20 }, Types{ 20, 21 }, Types{ 20, 21, 22 } })
     {

@@ -13,6 +13,7 @@
 
 #include <prio.h>
 
+#include <cstdint>
 #include <memory>
 
 class zqEventQueue;
@@ -122,6 +123,10 @@ public:
 
 private:
     struct State;
+
+    /** Dequeue an event whose number is below this. */
+    bool DequeueBefore(std::uint64_t anEnd, zqEvent *&anEvent, zqIEventHandler *&aHandler) noexcept;
+
     std::unique_ptr<State> mState;
 };
 

@@ -2,6 +2,8 @@
 
 #include <zqevent.h>
 
+#include <cstdint>
+#include <limits>
 #include <mutex>
 #include <new>
 
@@ -14,6 +16,7 @@ struct Entry
     zqEvent         *mEvent;
     zqIEventHandler *mHandler;
     Entry           *mNext;
+    std::uint64_t    mNumber;
 };
 
 void ReleaseAll(Entry *aList) noexcept
@@ -39,14 +42,15 @@ struct zqEventQueue::State
     bool SetPollerLocked() const noexcept;
     void ClearPoller() const noexcept;
 
-    Entry *TakeFirstLocked() noexcept;
+    Entry *TakeFirstLocked(std::uint64_t anEnd) noexcept;
     Entry *TakeAllForLocked(const zqIEventHandler *aHandler) noexcept;
 
     zqLock      mLock;
-    PRFileDesc *mPoller   = nullptr;
-    Entry      *mFirst    = nullptr;
-    Entry     **mEnd      = &mFirst; // where the next entry is linked
-    int         mNumWaits = 0;
+    PRFileDesc *mPoller = nullptr;
+    Entry      *mFirst  = nullptr;
+    Entry     **mEnd    = &mFirst; // where the next entry is linked
+
+    std::uint64_t mNextNumber = 0; // of the entries, in the order of their coming
 };
 
 zqEventQueue::State::~State()
@@ -85,17 +89,16 @@ void zqEventQueue::State::ClearPoller() const noexcept
         (void)PR_WaitForPollableEvent(mPoller);
 }
 
-Entry *zqEventQueue::State::TakeFirstLocked() noexcept
+Entry *zqEventQueue::State::TakeFirstLocked(std::uint64_t anEnd) noexcept
 {
     Entry *lEntry = mFirst;
 
-    if (lEntry == nullptr)
+    if (lEntry == nullptr || lEntry->mNumber >= anEnd)
         return nullptr;
 
     mFirst = lEntry->mNext;
     if (mFirst == nullptr)
         mEnd = &mFirst;
-    --mNumWaits;
     return lEntry;
 }
 
@@ -115,7 +118,6 @@ Entry *zqEventQueue::State::TakeAllForLocked(const zqIEventHandler *aHandler) no
             lEntry->mNext = nullptr;
             *lTakenEnd    = lEntry;
             lTakenEnd     = &lEntry->mNext;
-            --mNumWaits;
         }
         else
         {
@@ -158,7 +160,7 @@ zqError zqEventQueue::Enqueue(zqEvent *anEvent, zqIEventHandler *aHandler) noexc
     if (anEvent == nullptr)
         return zqError_InvalidArgument;
 
-    std::unique_ptr<Entry> lEntry(new (std::nothrow) Entry{ anEvent, aHandler, nullptr });
+    std::unique_ptr<Entry> lEntry(new (std::nothrow) Entry{ anEvent, aHandler, nullptr, 0 });
 
     if (lEntry == nullptr)
         return zqError_OutOfMemory;
@@ -171,20 +173,25 @@ zqError zqEventQueue::Enqueue(zqEvent *anEvent, zqIEventHandler *aHandler) noexc
         return zqError_Failed;
 
     anEvent->Retain();
-    *mState->mEnd = lEntry.release();
-    mState->mEnd  = &(*mState->mEnd)->mNext;
-    ++mState->mNumWaits;
+    lEntry->mNumber = mState->mNextNumber++;
+    *mState->mEnd   = lEntry.release();
+    mState->mEnd    = &(*mState->mEnd)->mNext;
     return zqError_None;
 }
 
 bool zqEventQueue::Dequeue(zqEvent *&anEvent, zqIEventHandler *&aHandler) noexcept
+{
+    return DequeueBefore(std::numeric_limits<std::uint64_t>::max(), anEvent, aHandler);
+}
+
+bool zqEventQueue::DequeueBefore(std::uint64_t anEnd, zqEvent *&anEvent, zqIEventHandler *&aHandler) noexcept
 {
     std::unique_ptr<Entry> lEntry;
 
     if (mState != nullptr)
     {
         const std::lock_guard<zqLock> lGuard(mState->mLock);
-        lEntry.reset(mState->TakeFirstLocked());
+        lEntry.reset(mState->TakeFirstLocked(anEnd));
     }
 
     anEvent  = lEntry != nullptr ? lEntry->mEvent : nullptr;
@@ -212,13 +219,13 @@ bool zqEventQueue::Dispatch() noexcept
     if (mState == nullptr)
         return true;
 
-    // Before the count: an event that comes after it sets the poller anew.
+    // Before the look at the queue: an event that comes after it sets the poller anew.
     mState->ClearPoller();
 
-    int lNumLeft;
+    std::uint64_t lEnd;
     {
         const std::lock_guard<zqLock> lGuard(mState->mLock);
-        lNumLeft = mState->mNumWaits;
+        lEnd = mState->mNextNumber;
     }
 
     bool             lGoOn = true;
@@ -226,7 +233,7 @@ bool zqEventQueue::Dispatch() noexcept
     zqIEventHandler *lHandler;
 
     // Only what waits now: a handler that enqueues again must not keep its loop here.
-    for (; lNumLeft > 0 && Dequeue(lEvent, lHandler); --lNumLeft)
+    while (DequeueBefore(lEnd, lEvent, lHandler))
     {
         if (lHandler != nullptr)
             lHandler->HandleEvent(lEvent);
