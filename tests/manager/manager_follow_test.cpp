@@ -285,6 +285,18 @@ TEST_F(Follow, OneVanishingObjectDoesNotHideItsNeighbours)
         << mLog.GetText();
 }
 
+TEST_F(Follow, AServiceThatLacksWhatItMustHaveDoesNotHideTheLoad)
+{
+    Properties lNoState = FakeConnMan::WiFiService("office");
+
+    lNoState.erase("State");
+    mConnMan.AddServices({ { kOffice, lNoState }, { kCafe, FakeConnMan::WiFiService("cafe") } });
+    ASSERT_TRUE(mConnMan.Appear());
+    StartWatching();
+    EXPECT_TRUE(WaitUntil([&] { return mManager->GetTechnologies() == Lines{ "wifi" }; })) << mLog.GetText();
+    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired", "cafe" }));
+}
+
 TEST_F(Follow, ADaemonThatDiesDuringAReportIsNotAskedForTheRest)
 {
     StartFilled();
