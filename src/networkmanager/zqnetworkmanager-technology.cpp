@@ -67,17 +67,7 @@ zqError Technology::Init(const Technology &aTechnology)
 
 zqError Technology::Refresh(const CFUSharedRef<CFDictionaryRef> &aProperties)
 {
-    ZQ_REQUIRE(mInitialized, zqError_WrongState);
-
-    LockOf<Object> lLock(*this);
-    zqError        retval = RefreshLocked(aProperties);
-
-    if (retval == 0)
-        retval = InitLocked();
-
-    (void)ZQ_CHECK(retval == 0);
-
-    return retval;
+    return Private::Refresh(*this, mInitialized, aProperties, ZQ_LOG_FILE, [this] { return InitLocked(); });
 }
 
 zqError Technology::InitLocked()

@@ -4,7 +4,10 @@
 #ifndef ZQNETWORKMANAGER_VALUES_H
 #define ZQNETWORKMANAGER_VALUES_H
 
+#include "zqnetworkmanager-lock.h"
+
 #include <CFUtilities.h>
+#include <zqlog.h>
 #include <zqnetworkmanager-object.h>
 
 namespace zq
@@ -36,6 +39,33 @@ zqError CollectLocked(const Object &anObject, const CachedProperty *aTable, int 
 
 /** Replace cached values, absent ones included. The caller holds the object's lock. */
 void ReplaceLocked(CFUSharedRef<CFTypeRef> *aCached, const CFTypeRef *aValues, int aCount);
+
+/**
+ *  Refresh an object of any kind: merge the properties, then take the cached values out of them anew with
+ *  @a aCacheLocked. Assertions are those of source aFile.
+ *
+ *  @retval 0, -3 when it is not initialised, or what either step fails with.
+ */
+template <typename CacheLocked>
+zqError Refresh(Object &anObject, bool anIsInitialized, const CFUSharedRef<CFDictionaryRef> &aProperties,
+                const char *aFile, CacheLocked aCacheLocked)
+{
+    if (!anIsInitialized)
+    {
+        zqLogAssertion("", "mInitialized", "", aFile, __LINE__);
+        return zqError_WrongState;
+    }
+
+    const LockOf<Object> lLock(anObject);
+    zqError              lReturn = anObject.RefreshLocked(aProperties);
+
+    if (lReturn == 0)
+        lReturn = aCacheLocked();
+    if (lReturn != 0)
+        zqLogAssertion("", "retval == 0", "", aFile, __LINE__);
+
+    return lReturn;
+}
 
 /** A dictionary's entry when it has one of this type; null otherwise, also for a null dictionary or key. Lent. */
 CFTypeRef GetTyped(CFDictionaryRef aDictionary, CFStringRef aKey, CFTypeID aType);
