@@ -90,6 +90,40 @@ TEST_F(LoopTest, PendingCallsTimeOutInALoopThatNeverDoes)
     EXPECT_EQ(0, mOutcomes.mAlive);
 }
 
+TEST_F(LoopTest, TimersAreCalledOnceAtTheirTimeAndNotWhenTheyWereStopped)
+{
+    struct Timer
+    {
+        zqDBus      *mBus;
+        std::string *mNotes;
+        char         mName;
+
+        static void Handle(void *aContext)
+        {
+            auto *const lTimer = static_cast<Timer *>(aContext);
+
+            lTimer->mNotes->push_back(lTimer->mName);
+            if (lTimer->mName == 'a' && *lTimer->mNotes == "a")
+            {
+                EXPECT_EQ(0, lTimer->mBus->SetTimer(Handle, aContext, 0)) << "again";
+            }
+        }
+    };
+
+    std::string lNotes;
+    Timer       lTimers[] = { { mBus, &lNotes, 'a' }, { mBus, &lNotes, 'b' }, { mBus, &lNotes, 'c' } };
+
+    EXPECT_EQ(zqError_InvalidArgument, mBus->SetTimer(nullptr, nullptr, 1));
+    EXPECT_EQ(zqError_InvalidArgument, mBus->SetTimer(Timer::Handle, lTimers, -1));
+    EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[1], 60));
+    EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[2], 5));
+    EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[0], 100000));
+    EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[0], 10));
+    mBus->StopTimer(Timer::Handle, &lTimers[2]);
+    EXPECT_TRUE(Drive(mBus, [&] { return lNotes.size() == 3; }));
+    EXPECT_EQ("aab", lNotes);
+}
+
 // What a blocking call has read
 
 TEST_F(LoopTest, MessagesReadByABlockingCallOnAnotherThreadWakeTheLoop)

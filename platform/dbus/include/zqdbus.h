@@ -212,6 +212,22 @@ public:
      */
     int HandleEvents(PRPollDesc *aDescriptors) noexcept;
 
+    /**
+     *  Call once, when so many milliseconds have passed, on the thread that
+     *  runs HandleEvents. What is set again for the same handler and context is
+     *  put off. Nothing wakes the loop before, nor when it was stopped.
+     *
+     *  A handler may set or stop any of them, its own included. One that is
+     *  stopped on another thread may still be running when that returns. When
+     *  the bus is lost, or the instance goes, they are forgotten.
+     *
+     *  @retval 0, -3 when the bus is known to be gone, -5 for a null handler or
+     *          a negative time, -7 when memory is exhausted.
+     */
+    using TimerHandler = void (*)(void *aContext);
+    zqError SetTimer(TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept;
+    void    StopTimer(TimerHandler aHandler, void *aContext) noexcept;
+
     // Calls
 
     /** A new method call, with a reference for the caller; null for a null or invalid argument or when memory is

@@ -402,6 +402,35 @@ private:
     bool                                       mHasStale = false;
 };
 
+/** What is to be called at a time. */
+class zqDBusTimers
+{
+public:
+    explicit zqDBusTimers(zqDBusLink &aLink) noexcept : mLink(aLink) {}
+
+    zqError Set(zqDBus::TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept;
+    void    Stop(zqDBus::TimerHandler aHandler, void *aContext) noexcept;
+    void    StopAllLocked() noexcept { mTimers.clear(); }
+
+    /** Call those that are due. */
+    void Run() noexcept;
+
+private:
+    struct Timer
+    {
+        zqDBus::TimerHandler    mHandler;
+        void                   *mContext;
+        zqDBusClock::time_point mDue;
+    };
+    using Timers = std::vector<Timer>;
+
+    Timers::iterator FindLocked(zqDBus::TimerHandler aHandler, const void *aContext) noexcept;
+    bool             TakeDue(zqDBusClock::time_point aNow, Timer &aTimer) noexcept;
+
+    zqDBusLink &mLink;
+    Timers      mTimers;
+};
+
 struct zqDBus::State
 {
     using DisconnectRow = std::pair<DisconnectHandler, void *>;
@@ -422,6 +451,7 @@ struct zqDBus::State
     zqDBusCalls                mCalls{ mLink, mOwners };
     zqDBusSignals              mSignals{ mLink, mRules, mOwners };
     zqDBusObjects              mObjects{ mLink };
+    zqDBusTimers               mTimers{ mLink };
     std::vector<DisconnectRow> mDisconnectRows;
     bool                       mHasFilter = false;
     std::atomic<bool>          mIsDispatching{ false };

@@ -95,6 +95,7 @@ void zqDBus::State::Close() noexcept
 
         mLink.mIsLost = true;
         mDisconnectRows.clear();
+        mTimers.StopAllLocked();
     }
 
     mCalls.EndAll();
@@ -114,6 +115,7 @@ void zqDBus::State::Lose() noexcept
         const std::lock_guard<std::mutex> lLock(mLink.mLock);
 
         mLink.mIsLost = true;
+        mTimers.StopAllLocked();
     }
 
     ZQ_LOG(zqLogLevel_Notice, "dbus: the bus is gone\n");
@@ -291,11 +293,24 @@ int zqDBus::HandleEvents(PRPollDesc *aDescriptors) noexcept
 
     // After the replies that have come: one that waits here is in time.
     if (lIsTimerDue)
+    {
         mState->mCalls.Expire();
+        mState->mTimers.Run();
+    }
 
     mState->mIsDispatching = false;
 
     return aDescriptors != nullptr ? 1 : 0;
+}
+
+zqError zqDBus::SetTimer(TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept
+{
+    return mState->mTimers.Set(aHandler, aContext, aMilliseconds);
+}
+
+void zqDBus::StopTimer(TimerHandler aHandler, void *aContext) noexcept
+{
+    mState->mTimers.Stop(aHandler, aContext);
 }
 
 DBusMessage *zqDBus::NewMethodCall(const char *aDestination, const char *aPath, const char *anInterface,
