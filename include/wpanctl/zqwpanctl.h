@@ -189,7 +189,6 @@ public:
  *  @retval  -5  An argument is not valid, as told with each of them; or the
  *               interface's name cannot be part of an object path.
  *  @retval  -7  Memory is exhausted, or too much waits to be sent.
- *  @retval -12  The reply came from somebody else than the daemon.
  *  @retval -16  No answer within the time-out, or the daemon left before it answered.
  *
  *  Asynchronous forms return once the call is queued on the process-wide

@@ -21,13 +21,6 @@ namespace WPAN
 namespace
 {
 
-struct Unreference
-{
-    void operator()(DBusMessage *aMessage) const noexcept { dbus_message_unref(aMessage); }
-};
-
-using Message = std::unique_ptr<DBusMessage, Unreference>;
-
 bool IsNoReply(const char *anErrorName) noexcept
 {
     return anErrorName != nullptr && std::strcmp(anErrorName, DBUS_ERROR_NO_REPLY) == 0;

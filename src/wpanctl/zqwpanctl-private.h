@@ -32,6 +32,14 @@ constexpr const char kPropertyJamRssiThreshold[] = "JamDetection:RssiThreshold";
 constexpr const char kPropertyJamWindow[]        = "JamDetection:Window";
 constexpr const char kPropertyJamBusyPeriod[]    = "JamDetection:BusyPeriod";
 
+struct Unreference
+{
+    void operator()(DBusMessage *aMessage) const noexcept { dbus_message_unref(aMessage); }
+};
+
+/** Holds one reference to a message. */
+using Message = std::unique_ptr<DBusMessage, Unreference>;
+
 /**
  *  The process-wide state. Each lock guards what stands below it; they are never
  *  held together, but for the dispatch lock, which is taken inside the

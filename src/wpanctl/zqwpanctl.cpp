@@ -31,18 +31,27 @@ void FilterIsGone(void *) noexcept
     Registry::Get().mFilterInstalled = false;
 }
 
-zqError InstallFilter(DBusConnection *aConnection) noexcept
+/** Ask the bus for the daemon's signals, and wait until it has agreed. */
+zqError AddMatch(zqDBus &aDBus) noexcept
 {
-    zqDBusError lError;
+    const Message lMessage(zqDBus::NewMethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "AddMatch"));
+    const char *const lRule = kMatchRule;
 
-    if (aConnection == nullptr || !dbus_connection_add_filter(aConnection, HandleMessage, nullptr, FilterIsGone))
+    if (lMessage == nullptr || !dbus_message_append_args(lMessage.get(), DBUS_TYPE_STRING, &lRule, DBUS_TYPE_INVALID))
+        return zqError_NoResources;
+
+    return aDBus.PerformMethodCallWithMessage(lMessage.get(), nullptr, nullptr, DBUS_TIMEOUT_USE_DEFAULT, nullptr);
+}
+
+zqError InstallFilter(zqDBus &aDBus) noexcept
+{
+    if (aDBus.AddConnectionFilter(HandleMessage, nullptr, FilterIsGone) != zqError_None)
         return zqError_Failed;
 
-    dbus_bus_add_match(aConnection, kMatchRule, lError.Get());
-    if (lError.IsSet())
+    if (AddMatch(aDBus) != zqError_None)
     {
         // A filter left behind would be a second one after the next attempt.
-        dbus_connection_remove_filter(aConnection, HandleMessage, nullptr);
+        (void)aDBus.RemoveConnectionFilter(HandleMessage, nullptr);
         return zqError_Failed;
     }
 
@@ -131,12 +140,12 @@ zqError zqWPANCtl::Init() noexcept
 
 zqError zqWPANCtl::Init(const int & /* aTimeout */) noexcept
 {
-    const zqDBus *const lDBus = zqDBus::GetGlobalDefaultInstance();
+    zqDBus *const lDBus = zqDBus::GetGlobalDefaultInstance();
 
     if (Registry::Get().mFilterInstalled || lDBus == nullptr)
         return zqError_None;
 
-    return InstallFilter(lDBus->GetConnection());
+    return InstallFilter(*lDBus);
 }
 
 zqWPANCtl::Interface *zqWPANCtl::GetInterface(const zqString &aName) noexcept

@@ -106,6 +106,43 @@ TEST_F(LostTest, BlockingCallThatSeesTheBusDieWakesTheLoop)
     EXPECT_EQ(1, mTold);
 }
 
+// Each death is another race of the threads for the end of the connection.
+TEST_F(LostTest, BlockingCallsOfManyThreadsSurviveTheBus)
+{
+    for (int lDeath = 0; lDeath < 40; lDeath++)
+    {
+        std::atomic<int>         lCount{ 0 };
+        std::vector<std::thread> lThreads;
+
+        std::thread([this] { mHolder.Set(zqDBus::GetThreadDefaultInstance()); }).join();
+        mBus = static_cast<zqDBus *>(mHolder.Get());
+        ASSERT_NE(nullptr, mBus);
+
+        const LoopThread lLoop(mBus);
+
+        for (int lIndex = 0; lIndex < 4; lIndex++)
+            lThreads.emplace_back(
+                [&]
+                {
+                    zqError lReturn = 0;
+
+                    while (lReturn == 0)
+                    {
+                        lReturn = CallPlainly(mBus, "Ask", 60000);
+                        lCount++;
+                    }
+                    EXPECT_EQ(zqError_WrongState, lReturn);
+                });
+
+        EXPECT_TRUE(WaitUntil([&] { return lCount > 8; }));
+        SystemBus().Kill();
+        for (std::thread &lThread : lThreads)
+            lThread.join();
+        mPeer.Crash();
+        ASSERT_TRUE(SystemBus().Start() && mPeer.Appear());
+    }
+}
+
 TEST_F(LostTest, EveryOperationOnADeadBusSaysSoAndItsLoopSleeps)
 {
     const auto         lHandle    = [](void *, const char *, DBusMessageIter *) { return DBUS_HANDLER_RESULT_HANDLED; };
@@ -179,6 +216,7 @@ TEST_F(LostTest, FrozenBusHoldsABlockingCallNoLongerThanItsTimeOutAndTakesOnlySo
     // The first fills the socket, so that a flush would wait.
     ASSERT_EQ(0, SendLong(mOutcomes.New("queued")));
     EXPECT_EQ(zqError_TimedOut, CallPlainly(mBus, "Ask", 100));
+    EXPECT_EQ(zqError_TimedOut, mBus->Flush(100));
     EXPECT_LT(std::chrono::steady_clock::now() - lStart, kWaitLimit);
 
     do
@@ -199,6 +237,7 @@ TEST_F(LostTest, FrozenBusHoldsABlockingCallNoLongerThanItsTimeOutAndTakesOnlySo
     SystemBus().Continue();
     EXPECT_TRUE(Drive(mBus, [&] { return mOutcomes.mAlive == 0; })) << "and goes on when the bus does";
     EXPECT_EQ(Texts(static_cast<std::size_t>(lSent), "queued: completed "), mOutcomes.mTexts);
+    EXPECT_EQ(0, mBus->Flush(0));
     EXPECT_EQ(0, CallPlainly(mBus, "Ask"));
 }
 

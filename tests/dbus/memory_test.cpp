@@ -76,6 +76,20 @@ TEST_F(MemoryTest, CallThatCannotBeRememberedIsNotSent)
     dbus_message_unref(lMessage);
 }
 
+TEST_F(MemoryTest, ReplyBehindWhatCannotBeKeptIsFoundWhenThereIsMemory)
+{
+    const LoopThread lLoop(mBus); // which has memory
+    Peer             lPeer;
+
+    for (int lGranted = 0, lReturn = zqError_NoResources; lGranted < 20 || lReturn != 0; lGranted++)
+    {
+        const FailingAllocations lFailing(lGranted);
+
+        lReturn = CallPlainly(mBus, "Ask", 60000);
+        ASSERT_TRUE(lReturn == 0 || lReturn == zqError_NoResources) << lReturn << " with " << lGranted;
+    }
+}
+
 TEST_F(MemoryTest, InstanceIsMadeWholeOrNotAtAll)
 {
     std::thread(

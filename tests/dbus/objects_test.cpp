@@ -68,6 +68,7 @@ TEST_F(ObjectsTest, CallsAreAnsweredByTheRowsOfTheTable)
     EXPECT_EQ(lUnknown, CallUs(kObject, "Missing", ""));
     EXPECT_EQ(lUnknown, CallUs("com.example.Other", "Greet", ""));
     EXPECT_EQ(lUnknown, CallUs(kObject, "Throw", ""));
+    EXPECT_EQ("()", CallUs(DBUS_INTERFACE_PEER, "Ping", "")) << "which libdbus answers";
     EXPECT_EQ("('hello still',)", CallUs(kObject, "Greet", "('still',)")) << "after the one that threw";
     EXPECT_EQ((Calls{ "hello you", "hello still" }), mCalls);
 }

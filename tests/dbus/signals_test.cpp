@@ -208,6 +208,52 @@ TEST_F(SignalsTest, HandlersMayThrowAndChangeTheTablesThatAreBeingWalked)
     EXPECT_EQ((Notes{ "three:first:Changed" }), Take());
 }
 
+TEST_F(SignalsTest, FiltersOfTheConnectionAreGivenWhatNoTableHandles)
+{
+    const auto lHandle = [](DBusConnection *, DBusMessage *aMessage, void *aContext)
+    {
+        auto *const lFollower = static_cast<Follower *>(aContext);
+
+        if (!dbus_message_has_interface(aMessage, kPeerInterface))
+            return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+
+        (void)lFollower->Note(":connection:", dbus_message_get_member(aMessage));
+        return lFollower->mName == "two" && dbus_message_has_member(aMessage, "Taken")
+                   ? DBUS_HANDLER_RESULT_HANDLED
+                   : DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+    };
+    const auto lFree = [](void *aContext) { (void)static_cast<Follower *>(aContext)->Note(":", "freed"); };
+    Follower   lThree{ "three", &mNotes, {} };
+    const zqDBusSignalDispatch lTable[] = {
+        { kPeerInterface, kPeerName, kPeerPath, "Changed", nullptr, Follower::Handle<1> }, kEndOfSignals
+    };
+
+    ASSERT_EQ(0, mBus->RegisterSignalHandlers(kPeerPath, lTable, &mOne));
+    for (Follower *const lFollower : { &mTwo, &lThree })
+        ASSERT_EQ(0, mBus->AddConnectionFilter(lHandle, lFollower, lFree));
+    (void)Take();
+
+    // It may wait, and what it receives meanwhile comes to it, too.
+    mTwo.mAction = [&]
+    {
+        mTwo.mAction = nullptr;
+        mPeer.EmitForged("/any", kPeerInterface, "Late", "", dbus_bus_get_unique_name(mBus->GetConnection()));
+        EXPECT_EQ(0, CallPlainly(mBus, "Ask"));
+    };
+    for (const char *lMember : { "Changed", "Taken", "Other" })
+        mPeer.EmitForged(kPeerPath, kPeerInterface, lMember, "", dbus_bus_get_unique_name(mBus->GetConnection()));
+    mPeer.Signal("Changed");
+    EXPECT_EQ(
+        (Notes{ "two:connection:Changed", "three:connection:Changed", "two:connection:Taken", "two:connection:Other",
+                "three:connection:Other", "one:first:Changed", "two:connection:Late", "three:connection:Late" }),
+        Take());
+
+    EXPECT_EQ(0, mBus->RemoveConnectionFilter(lHandle, &mTwo));
+    EXPECT_EQ(zqError_NotFound, mBus->RemoveConnectionFilter(lHandle, &mTwo));
+    mHolder.Set(nullptr);
+    EXPECT_EQ((Notes{ "two:freed", "three:freed" }), mNotes);
+}
+
 TEST_F(SignalsTest, UnusableTablesAreRefusedWhole)
 {
     for (const zqDBusSignalDispatch &lRow :

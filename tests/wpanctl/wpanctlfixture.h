@@ -61,13 +61,12 @@ protected:
         zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance());
         sInitialised = std::make_unique<zqWPANCtl>();
         ASSERT_EQ(sInitialised->Init(), 0);
-        ASSERT_TRUE(dbus_connection_add_filter(zqDBus::GetGlobalDefaultInstance()->GetConnection(), NoteUnhandled,
-                                               &sUnhandled, nullptr));
+        ASSERT_EQ(zqDBus::GetGlobalDefaultInstance()->AddConnectionFilter(NoteUnhandled, &sUnhandled, nullptr), 0);
     }
 
     static void TearDownTestSuite()
     {
-        dbus_connection_remove_filter(zqDBus::GetGlobalDefaultInstance()->GetConnection(), NoteUnhandled, &sUnhandled);
+        (void)zqDBus::GetGlobalDefaultInstance()->RemoveConnectionFilter(NoteUnhandled, &sUnhandled);
         zqDBus::SetGlobalDefaultInstance(nullptr);
         sInitialised.reset();
     }

@@ -177,9 +177,12 @@ public:
     /**
      *  The libdbus connection, lent: for filters, and for sending.
      *
-     *  Filters that are added to it see what no handler here has handled.
-     *  Calls that block are for PerformMethodCall: libdbus's own keep every
-     *  other thread from sending, and do not notice a forged reply.
+     *  What it receives is taken out of it before libdbus would dispatch it:
+     *  filters are for AddConnectionFilter. Calls that block are for
+     *  PerformMethodCall: libdbus's own keep every other thread from sending,
+     *  do not notice a forged reply, and may end the process when the bus dies
+     *  while another thread uses the connection. The same is true of whatever
+     *  else makes a pending call of libdbus's.
      */
     DBusConnection *GetConnection() const noexcept;
 
@@ -211,6 +214,15 @@ public:
      *  @returns how many of the descriptors were handled.
      */
     int HandleEvents(PRPollDesc *aDescriptors) noexcept;
+
+    /**
+     *  Dispatch all that was received, however much; nothing is read.
+     *
+     *  For who leaves an instance that may not be driven any more: what his
+     *  blocking calls have received beside their replies would be kept for good.
+     *  Inside a handler it does nothing.
+     */
+    void DispatchAll() noexcept;
 
     /**
      *  Call once, when so many milliseconds have passed, on the thread that
@@ -248,9 +260,9 @@ public:
      *  HandleEvents.
      *
      *  A reply counts only when the connection sent it that owned the
-     *  destination when the call was sent, or owns it now, or when it is an
-     *  error from the bus. Somebody else's is ignored (asynchronous call: the
-     *  true one still counts) or refused (blocking call: -12).
+     *  destination when the call was sent or when the reply came, or when it is
+     *  an error from the bus. Somebody else's is ignored, with a log line: the
+     *  true one still counts.
      *
      *  @param[in]   aPending   Receives the outcome; owned by the bus after a
      *                          result of 0, by the caller otherwise.
@@ -267,7 +279,6 @@ public:
      *  @retval  -5  An argument is null or no valid D-Bus name, path, UTF-8,
      *               boolean or time-out, or of a type that cannot be given so.
      *  @retval  -7  Memory is exhausted, or too much (8 MiB) waits to be sent.
-     *  @retval -12  The reply came from somebody else than the name's owner.
      *  @retval -16  No reply within the time-out (blocking); @a anError is set too.
      */
     zqError PerformMethodCall(const char *aDestination, const char *aPath, const char *anInterface, const char *aMethod,
@@ -277,6 +288,14 @@ public:
     /** The same for a message that was built with NewMethodCall; it stays the caller's, who may send it again. */
     zqError PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPendingCall *aPending, DBusMessage **aReply,
                                          int aTimeout, DBusError *anError) noexcept;
+
+    /**
+     *  Wait until all that was queued so far has been written, for so many milliseconds at most.
+     *
+     *  @retval 0, -3 when the bus is gone, -5 for a negative time, -7 when no
+     *          descriptor can be had, -16 when something is left.
+     */
+    zqError Flush(int aTimeout) noexcept;
 
     /** End an outstanding call now: errorReceived with "org.freedesktop.DBus.Error.Disconnected", then it is deleted.
      * @retval 0, or -17. */
@@ -311,6 +330,22 @@ public:
      */
     zqError AddFilters(const zqDBusFilter *aTable) noexcept;
     zqError RemoveFilters(const zqDBusFilter *aTable) noexcept;
+
+    /**
+     *  Add a filter of the connection: it is given every signal that no handler
+     *  of a table has handled, whoever sent it and whether or not a rule was
+     *  asked for, as libdbus would give it: on the thread that runs
+     *  HandleEvents, in the order of adding, until one has handled it. As any
+     *  handler it may make blocking calls, and add and remove filters.
+     *
+     *  @param[in]  aFree  Called with the context once the filter has been
+     *                     removed, or the instance has gone; may be null.
+     *
+     *  @retval 0, -3 when the bus is gone, -5 for a null filter, -7 when memory
+     *          is exhausted. Removing: 0, or -17 when it is not there.
+     */
+    zqError AddConnectionFilter(DBusHandleMessageFunction aFilter, void *aContext, DBusFreeFunction aFree) noexcept;
+    zqError RemoveConnectionFilter(DBusHandleMessageFunction aFilter, void *aContext) noexcept;
 
     /**
      *  Call when the bus is lost, on the thread that runs HandleEvents, after

@@ -2,9 +2,9 @@
  *  @file
  *    Sending, and the calls that wait for a reply.
  *
- *  An asynchronous call is sent as a plain message and found again by its
- *  serial: libdbus's own pending calls never tell their outcome when the bus is
- *  lost, and believe a reply from anyone.
+ *  A call is sent as a plain message and found again by its serial: libdbus's
+ *  own pending calls never tell their outcome when the bus is lost, believe a
+ *  reply from anyone, and are not safe when the bus goes.
  */
 
 #include "zqdbus-private.h"
@@ -12,7 +12,6 @@
 #include <zqlog.h>
 
 #include <algorithm>
-#include <climits>
 
 #define ZQ_LOG_COMPONENT "dbus"
 #define ZQ_LOG_FILE "zqdbus"
@@ -26,58 +25,15 @@ constexpr int kDefaultTimeoutMilliseconds = 25000;
 /** What may wait to be sent before sending is an error. */
 constexpr long kMaximumOutgoingBytes = 8L * 1024 * 1024;
 
-enum class Outcome
-{
-    kReply,
-    kTimedOut,
-    kDisconnected,
-    kCancelled
-};
-
-zqError SetError(DBusError *anError, const char *aName, const char *aMessage, zqError aResult) noexcept
-{
-    if (anError != nullptr)
-        dbus_set_error_const(anError, aName, aMessage);
-
-    return aResult;
-}
-
-void SetDisconnected(zqDBusError &anError, const char *aMessage) noexcept
-{
-    dbus_set_error_const(anError.Get(), DBUS_ERROR_DISCONNECTED, aMessage);
-}
-
 /** Tell a call its one outcome, and delete it. */
-void Finish(zqDBusPendingCall *aPending, Outcome anOutcome, DBusMessage *aReply) noexcept
+template <typename Tell>
+void Finish(zqDBusPendingCall *aPending, const Tell &aTell) noexcept
 {
     try
     {
         const std::unique_ptr<zqDBusPendingCall> lPending(aPending);
-        zqDBusError                              lError;
 
-        switch (anOutcome)
-        {
-        case Outcome::kTimedOut:
-            lPending->timedOut();
-            break;
-
-        case Outcome::kReply:
-            if (dbus_set_error_from_message(lError.Get(), aReply))
-                lPending->errorReceived(&lError);
-            else
-                lPending->completed(aReply);
-            break;
-
-        case Outcome::kDisconnected:
-            SetDisconnected(lError, "The bus is gone");
-            lPending->errorReceived(&lError);
-            break;
-
-        case Outcome::kCancelled:
-            SetDisconnected(lError, "The call was cancelled");
-            lPending->errorReceived(&lError);
-            break;
-        }
+        aTell(*lPending);
     }
     catch (...)
     {
@@ -123,12 +79,12 @@ bool zqDBusLink::IsConnected() noexcept
 {
     const std::lock_guard<std::mutex> lLock(mLock);
 
-    return !mIsLost && dbus_connection_get_is_connected(mConnection);
+    return IsConnectedLocked();
 }
 
 zqError zqDBusLink::SendLocked(DBusMessage *aMessage, dbus_uint32_t *aSerial) noexcept
 {
-    if (mIsLost || !dbus_connection_get_is_connected(mConnection))
+    if (!IsConnectedLocked())
         return zqError_WrongState;
 
     if (dbus_connection_get_outgoing_size(mConnection) > kMaximumOutgoingBytes)
@@ -151,52 +107,39 @@ zqError zqDBusLink::AskBusLocked(const char *aMethod, const char *anArgument, db
     return SendLocked(lMessage.Get(), aSerial);
 }
 
-zqError zqDBusLink::Block(DBusMessage *aMessage, int aTimeout, zqDBusMessageRef &aReply) noexcept
+void zqDBusCalls::Reply(zqDBusPendingCall *aPending, DBusMessage *aReply) noexcept
 {
-    const zqDBusClock::time_point lEnd     = zqDBusDeadline(aTimeout);
-    DBusPendingCall              *lPending = nullptr;
-    zqDBusWaiter                  lWaiter;
+    Finish(aPending,
+           [=](zqDBusPendingCall &aReceiver)
+           {
+               zqDBusError lError;
 
-    zqDBusLoop::Expect(&lWaiter);
-
-    // An infinite call of libdbus's has no time-out object, by which its reply is noticed.
-    const bool lIsSent = lWaiter.mSignal->IsOpen() &&
-                         dbus_connection_send_with_reply(mConnection, aMessage, &lPending,
-                                                         aTimeout == DBUS_TIMEOUT_INFINITE ? INT_MAX - 1 : aTimeout);
-
-    zqDBusLoop::Expect(nullptr);
-
-    if (!lIsSent)
-        return zqError_NoResources;
-
-    if (lPending == nullptr)
-        return zqError_WrongState;
-
-    const zqError lReturn = mLoop.Wait(lWaiter, lEnd);
-
-    if (lReturn == 0)
-    {
-        // It is here: this fetches it from among the received messages.
-        dbus_pending_call_block(lPending);
-        aReply.Adopt(dbus_pending_call_steal_reply(lPending));
-    }
-    else
-        dbus_pending_call_cancel(lPending);
-
-    dbus_pending_call_unref(lPending);
-
-    return lReturn == 0 && aReply.Get() == nullptr ? zqError_WrongState : lReturn;
+               if (dbus_set_error_from_message(lError.Get(), aReply))
+                   aReceiver.errorReceived(&lError);
+               else
+                   aReceiver.completed(aReply);
+           });
 }
 
+void zqDBusCalls::Disconnect(zqDBusPendingCall *aPending, const char *aReason) noexcept
+{
+    Finish(aPending,
+           [=](zqDBusPendingCall &aReceiver)
+           {
+               zqDBusError lError;
+
+               dbus_set_error_const(lError.Get(), DBUS_ERROR_DISCONNECTED, aReason);
+               aReceiver.errorReceived(&lError);
+           });
+}
+
+/** @param[out]  anOwner  Of the destination, as far as it is known. */
 zqError zqDBusCalls::PrepareLocked(DBusMessage *aMessage, std::string &anOwner)
 {
     const char *const lDestination = dbus_message_get_destination(aMessage);
 
-    if (mLink.mIsLost || !dbus_connection_get_is_connected(mLink.mConnection))
+    if (!mLink.IsConnectedLocked())
         return zqError_WrongState;
-
-    if (dbus_connection_get_outgoing_size(mLink.mConnection) > kMaximumOutgoingBytes)
-        return zqError_NoResources;
 
     if (!zqDBusOwners::IsTracked(lDestination))
         return zqError_None;
@@ -210,47 +153,43 @@ zqError zqDBusCalls::PrepareLocked(DBusMessage *aMessage, std::string &anOwner)
             return lReturn;
     }
 
-    anOwner = mOwners.GetLocked(lDestination);
+    anOwner = mOwners.GetLatestLocked(lDestination);
 
     return zqError_None;
 }
 
-bool zqDBusCalls::IsGenuineLocked(const char *aDestination, const std::string &anOwner,
-                                  DBusMessage *aReply) const noexcept
+bool zqDBusCalls::IsGenuineLocked(const Call &aCall, const char *aSender) const noexcept
 {
-    const char *const lSender = dbus_message_get_sender(aReply);
-
-    if (IsFromBus(lSender) || zqDBusIsSame(lSender, aDestination))
+    if (IsFromBus(aSender) || aCall.mDestination == aSender)
         return true;
 
-    return zqDBusOwners::IsTracked(aDestination) &&
-           (anOwner == lSender || mOwners.IsOwnerLocked(aDestination, lSender));
+    return zqDBusOwners::IsTracked(aCall.mDestination.c_str()) &&
+           (aCall.mOwner == aSender || mOwners.GetLatestLocked(aCall.mDestination.c_str()) == aSender);
 }
 
-zqError zqDBusCalls::Send(DBusMessage *aMessage, zqDBusPendingCall *aPending, int aTimeout) noexcept
+zqError zqDBusCalls::SendCall(DBusMessage *aMessage, Call aCall, dbus_uint32_t *aSerial) noexcept
 {
-    if (!IsSendable(aMessage, aTimeout))
-        return zqError_InvalidArgument;
-
     return zqDBusGuarded(
         [&]
         {
             zqDBusMessageRef                  lCopy;
             DBusMessage *const                lMessage = Unsent(aMessage, lCopy);
             Calls                             lNew;
-            Call                             &lCall   = lNew[0];
             dbus_uint32_t                     lSerial = 0;
             const std::lock_guard<std::mutex> lLock(mLink.mLock);
 
             if (lMessage == nullptr)
                 return zqError(zqError_NoResources);
 
-            lCall = { aPending, dbus_message_get_destination(lMessage), std::string(), zqDBusDeadline(aTimeout) };
+            aCall.mDestination = dbus_message_get_destination(lMessage);
 
-            zqError lReturn = PrepareLocked(lMessage, lCall.mOwner);
+            zqError lReturn = PrepareLocked(lMessage, aCall.mOwner);
 
             if (lReturn == 0)
+            {
+                lNew[0] = std::move(aCall);
                 lReturn = mLink.SendLocked(lMessage, &lSerial);
+            }
 
             if (lReturn != 0)
                 return lReturn;
@@ -258,37 +197,81 @@ zqError zqDBusCalls::Send(DBusMessage *aMessage, zqDBusPendingCall *aPending, in
             auto lNode  = lNew.extract(lNew.begin());
             lNode.key() = lSerial;
 
-            mLink.mLoop.WakeBy(lNode.mapped().mDue);
+            // Who waits for a call looks at the clock himself.
+            if (lNode.mapped().mPending != nullptr)
+                mLink.mLoop.WakeBy(lNode.mapped().mDue);
+
             (void)mCalls.insert(std::move(lNode));
+
+            if (aSerial != nullptr)
+                *aSerial = lSerial;
 
             return lReturn;
         });
 }
 
-bool zqDBusCalls::HandleReply(DBusMessage *aMessage) noexcept
+zqError zqDBusCalls::Send(DBusMessage *aMessage, zqDBusPendingCall *aPending, int aTimeout) noexcept
 {
-    zqDBusPendingCall *lPending = nullptr;
+    if (!IsSendable(aMessage, aTimeout))
+        return zqError_InvalidArgument;
+
+    return SendCall(aMessage, { aPending, nullptr, {}, {}, zqDBusDeadline(aTimeout) }, nullptr);
+}
+
+zqError zqDBusCalls::SendWaiting(DBusMessage *aMessage, int aTimeout, Waiter &aWaiter, dbus_uint32_t &aSerial) noexcept
+{
+    if (!IsSendable(aMessage, aTimeout))
+        return zqError_InvalidArgument;
+
+    return SendCall(aMessage, { nullptr, &aWaiter, {}, {}, zqDBusClock::time_point::max() }, &aSerial);
+}
+
+zqDBusCalls::Receipt zqDBusCalls::ReceiveLocked(DBusMessage *aMessage, zqDBusPendingCall *&aPending) noexcept
+{
+    const char *const lSender = dbus_message_get_sender(aMessage);
+    const auto        lFound  = mCalls.find(dbus_message_get_reply_serial(aMessage));
+
+    if (lFound == mCalls.end())
+        return Receipt::Unknown;
+
+    const Call &lCall = lFound->second;
+
+    if (!IsGenuineLocked(lCall, lSender))
+        return Receipt::Forged;
+
+    aPending = lCall.mPending;
+
+    if (lCall.mWaiter != nullptr)
     {
-        const std::lock_guard<std::mutex> lLock(mLink.mLock);
-        const auto                        lFound = mCalls.find(dbus_message_get_reply_serial(aMessage));
-
-        if (lFound == mCalls.end())
-            return false;
-
-        if (!IsGenuineLocked(lFound->second.mDestination.c_str(), lFound->second.mOwner, aMessage))
-        {
-            // The true reply is still to come.
-            ZQ_LOG(zqLogLevel_Error, "dbus: ignoring a reply from %s, which does not own %s\n",
-                   dbus_message_get_sender(aMessage), lFound->second.mDestination.c_str());
-            return true;
-        }
-
-        lPending = lFound->second.mPending;
-        (void)mCalls.erase(lFound);
+        lCall.mWaiter->mReply.Adopt(dbus_message_ref(aMessage));
+        lCall.mWaiter->mSignal->Signal();
     }
 
-    Finish(lPending, Outcome::kReply, aMessage);
+    (void)mCalls.erase(lFound);
 
+    return aPending != nullptr ? Receipt::Pending : Receipt::Taken;
+}
+
+void zqDBusCalls::ReceiveLossLocked() noexcept
+{
+    for (auto &lCall : mCalls)
+        if (Waiter *const lWaiter = lCall.second.mWaiter)
+        {
+            lWaiter->mIsGone = true;
+            lWaiter->mSignal->Signal();
+        }
+}
+
+bool zqDBusCalls::RemoveLocked(const zqDBusPendingCall *aPending) noexcept
+{
+    const auto lFound = std::find_if(mCalls.begin(), mCalls.end(),
+                                     [=](const Calls::value_type &lCall)
+                                     { return lCall.second.mPending == aPending && aPending != nullptr; });
+
+    if (lFound == mCalls.end())
+        return false;
+
+    (void)mCalls.erase(lFound);
     return true;
 }
 
@@ -323,116 +306,26 @@ void zqDBusCalls::Expire() noexcept
             }
         }
 
-        Finish(lPending, Outcome::kTimedOut, nullptr);
+        Finish(lPending, [](zqDBusPendingCall &aReceiver) { aReceiver.timedOut(); });
     }
 }
 
 void zqDBusCalls::EndAll() noexcept
 {
-    Calls lCalls;
+    Calls lEnded;
     {
         const std::lock_guard<std::mutex> lLock(mLink.mLock);
 
-        lCalls.swap(mCalls);
-    }
-
-    for (const auto &lCall : lCalls)
-        Finish(lCall.second.mPending, Outcome::kDisconnected, nullptr);
-}
-
-zqError zqDBusCalls::Cancel(zqDBusPendingCall *aPending) noexcept
-{
-    {
-        const std::lock_guard<std::mutex> lLock(mLink.mLock);
-        const auto                        lFound =
-            std::find_if(mCalls.begin(), mCalls.end(),
-                         [=](const Calls::value_type &lCall) { return lCall.second.mPending == aPending; });
-
-        if (lFound == mCalls.end())
-            return zqError_NotFound;
-
-        (void)mCalls.erase(lFound);
-    }
-
-    Finish(aPending, Outcome::kCancelled, nullptr);
-
-    return zqError_None;
-}
-
-bool zqDBusCalls::IsGenuine(DBusMessage *aMessage, const std::string &anOwner, DBusMessage *aReply) noexcept
-{
-    const char *const lDestination = dbus_message_get_destination(aMessage);
-    {
-        const std::lock_guard<std::mutex> lLock(mLink.mLock);
-
-        if (IsGenuineLocked(lDestination, anOwner, aReply))
-            return true;
-    }
-
-    // The reply overtook what is still to be dispatched: the owner may be a new one.
-    return zqDBusOwners::IsTracked(lDestination) && mOwners.IsOwnerNow(lDestination, dbus_message_get_sender(aReply));
-}
-
-zqError zqDBusCalls::Perform(DBusMessage *aMessage, DBusMessage **aReply, int aTimeout, DBusError *anError) noexcept
-{
-    if (!IsSendable(aMessage, aTimeout))
-        return zqError_InvalidArgument;
-
-    if (anError != nullptr)
-        dbus_error_free(anError);
-
-    std::string        lOwner;
-    zqDBusMessageRef   lCopy;
-    zqDBusMessageRef   lReply;
-    DBusMessage *const lMessage = Unsent(aMessage, lCopy);
-    zqError            lReturn  = zqDBusGuarded(
-        [&]
+        for (auto lCall = mCalls.begin(); lCall != mCalls.end();)
         {
-            const std::lock_guard<std::mutex> lLock(mLink.mLock);
+            const auto lNext = std::next(lCall);
 
-            return lMessage == nullptr ? zqError(zqError_NoResources) : PrepareLocked(lMessage, lOwner);
-        });
-
-    if (lReturn == 0)
-        lReturn = mLink.Block(lMessage, aTimeout, lReply);
-
-    if (lReturn == zqError_TimedOut)
-        return SetError(anError, DBUS_ERROR_NO_REPLY, "No reply within the time-out", lReturn);
-
-    if (lReturn == zqError_WrongState)
-        return SetError(anError, DBUS_ERROR_DISCONNECTED, "The bus is gone", lReturn);
-
-    if (lReturn != 0)
-        return lReturn;
-
-    const bool lIsError = dbus_message_get_type(lReply.Get()) == DBUS_MESSAGE_TYPE_ERROR;
-
-    // Without a sender: libdbus's own words.
-    if (lIsError && dbus_message_get_sender(lReply.Get()) == nullptr)
-    {
-        if (!mLink.IsConnected() || dbus_message_is_error(lReply.Get(), DBUS_ERROR_DISCONNECTED))
-            return SetError(anError, DBUS_ERROR_DISCONNECTED, "The bus is gone", zqError_WrongState);
-
-        return SetError(anError, DBUS_ERROR_NO_REPLY, "No reply within the time-out", zqError_TimedOut);
+            if (lCall->second.mPending != nullptr) // a blocking call forgets itself
+                (void)lEnded.insert(mCalls.extract(lCall));
+            lCall = lNext;
+        }
     }
 
-    if (!IsGenuine(aMessage, lOwner, lReply.Get()))
-    {
-        ZQ_LOG(zqLogLevel_Error, "dbus: refusing a reply from %s, which does not own %s\n",
-               dbus_message_get_sender(lReply.Get()), dbus_message_get_destination(aMessage));
-        return zqError_BadReply;
-    }
-
-    if (lIsError)
-    {
-        if (anError != nullptr)
-            (void)dbus_set_error_from_message(anError, lReply.Get());
-
-        return zqError_Failed;
-    }
-
-    if (aReply != nullptr)
-        *aReply = lReply.Leak();
-
-    return zqError_None;
+    for (const auto &lCall : lEnded)
+        Disconnect(lCall.second.mPending, "The bus is gone");
 }

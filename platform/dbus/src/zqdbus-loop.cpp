@@ -1,6 +1,6 @@
 /**
  *  @file
- *    The descriptors, watches and time-outs of a connection.
+ *    The descriptors and watches of a connection, and the timer.
  */
 
 #include "zqdbus-private.h"
@@ -18,28 +18,11 @@
 namespace
 {
 
-/** Reads are of some kilobytes: enough of them for a large reply, not so many that a flood keeps the loop. */
-constexpr int kTransfersPerCall = 64;
-
 /** When libdbus has more than it may hold, its socket is left alone: look again after so long. */
 constexpr int kWaitSliceMilliseconds = 1000;
 
-/**
- *  Held while a time-out of libdbus runs. Another thread may drop the call that
- *  the time-out belongs to at that very moment: freeing it waits here.
- */
-std::recursive_mutex sTimeoutRun;
-
-/** The waiter of the call that the thread is about to send. */
-thread_local zqDBusWaiter *tExpected = nullptr;
-
 /** The wake-up of the thread's blocking calls: one at a time, made for the first. */
 thread_local zqDBusDescriptor tSignal;
-
-void AwaitTimeoutRun(void * /* aContext */) noexcept
-{
-    const std::lock_guard<std::recursive_mutex> lLock(sTimeoutRun);
-}
 
 bool AddToSet(const zqDBusDescriptor &aSet, const zqDBusDescriptor &aDescriptor) noexcept
 {
@@ -97,8 +80,11 @@ zqError zqDBusLoop::Init(DBusConnection *aConnection) noexcept
 {
     zqError lReturn = InitDescriptors();
 
-    if (lReturn == 0)
-        lReturn = InitCallbacks(aConnection);
+    mConnection = aConnection;
+
+    if (lReturn == 0 &&
+        !dbus_connection_set_watch_functions(aConnection, AddWatch, RemoveWatch, ToggleWatch, this, nullptr))
+        lReturn = zqError_NoResources;
 
     if (lReturn != 0)
         Close();
@@ -129,29 +115,10 @@ zqError zqDBusLoop::InitDescriptors() noexcept
     return zqError_None;
 }
 
-zqError zqDBusLoop::InitCallbacks(DBusConnection *aConnection) noexcept
-{
-    mConnection = aConnection;
-
-    if (!dbus_connection_set_watch_functions(aConnection, AddWatch, RemoveWatch, ToggleWatch, this, nullptr))
-        return zqError_NoResources;
-
-    if (!dbus_connection_set_timeout_functions(aConnection, AddTimeout, RemoveTimeout, ToggleTimeout, this, nullptr))
-        return zqError_NoResources;
-
-    dbus_connection_set_wakeup_main_function(aConnection, WakeUp, this, nullptr);
-    dbus_connection_set_dispatch_status_function(aConnection, DispatchStatusChanged, this, nullptr);
-
-    return zqError_None;
-}
-
 void zqDBusLoop::Close() noexcept
 {
     if (mConnection != nullptr)
     {
-        dbus_connection_set_dispatch_status_function(mConnection, nullptr, nullptr, nullptr);
-        dbus_connection_set_wakeup_main_function(mConnection, nullptr, nullptr, nullptr);
-        (void)dbus_connection_set_timeout_functions(mConnection, nullptr, nullptr, nullptr, nullptr, nullptr);
         (void)dbus_connection_set_watch_functions(mConnection, nullptr, nullptr, nullptr, nullptr, nullptr);
         mConnection = nullptr;
     }
@@ -237,87 +204,17 @@ bool zqDBusLoop::UpdateDescriptorLocked(int aDescriptor) noexcept
            epoll_ctl(mWatchSet.Get(), EPOLL_CTL_ADD, aDescriptor, &lEvent) == 0;
 }
 
-dbus_bool_t zqDBusLoop::AddTimeout(DBusTimeout *aTimeout, void *aContext) noexcept
+// Signalled once until the loop has looked: what was to be seen was there before it was signalled.
+void zqDBusLoop::Wake() noexcept
 {
-    const auto                      lLoop     = static_cast<zqDBusLoop *>(aContext);
-    const std::chrono::milliseconds lInterval = std::chrono::milliseconds(dbus_timeout_get_interval(aTimeout));
-
-    if (dbus_timeout_get_data(aTimeout) == nullptr)
-        dbus_timeout_set_data(aTimeout, &sTimeoutRun, AwaitTimeoutRun);
-
-    const std::lock_guard<std::mutex> lLock(lLoop->mLock);
-
-    return zqDBusGuarded(
-               [&]
-               {
-                   Timeout lTimeout = { tExpected, lInterval, zqDBusClock::time_point::max() };
-
-                   // Who waits for a call looks at the clock himself.
-                   if (lTimeout.mWaiter == nullptr && dbus_timeout_get_enabled(aTimeout))
-                       lTimeout.mDue = zqDBusClock::now() + lInterval;
-
-                   lLoop->mTimeouts[aTimeout] = lTimeout;
-                   lLoop->WakeByLocked(lTimeout.mDue);
-
-                   return zqError_None;
-               }) == zqError_None;
-}
-
-void zqDBusLoop::ToggleTimeout(DBusTimeout *aTimeout, void *aContext) noexcept
-{
-    const auto                        lLoop = static_cast<zqDBusLoop *>(aContext);
-    const std::lock_guard<std::mutex> lLock(lLoop->mLock);
-    const auto                        lFound = lLoop->mTimeouts.find(aTimeout);
-
-    if (lFound == lLoop->mTimeouts.end() || lFound->second.mWaiter != nullptr)
-        return;
-
-    lFound->second.mDue = dbus_timeout_get_enabled(aTimeout) ? zqDBusClock::now() + lFound->second.mInterval
-                                                             : zqDBusClock::time_point::max();
-    lLoop->WakeByLocked(lFound->second.mDue);
-}
-
-// libdbus removes the time-out of a call at the moment when the reply enters
-// the queue of received messages: that is how a waiter learns of it.
-void zqDBusLoop::RemoveTimeout(DBusTimeout *aTimeout, void *aContext) noexcept
-{
-    const auto                        lLoop = static_cast<zqDBusLoop *>(aContext);
-    const std::lock_guard<std::mutex> lLock(lLoop->mLock);
-    const auto                        lFound = lLoop->mTimeouts.find(aTimeout);
-
-    if (lFound == lLoop->mTimeouts.end())
-        return;
-
-    if (zqDBusWaiter *const lWaiter = lFound->second.mWaiter)
-    {
-        lWaiter->mHasArrived = true;
-        lWaiter->mSignal->Signal();
-    }
-
-    (void)lLoop->mTimeouts.erase(lFound);
-}
-
-void zqDBusLoop::WakeUp(void *aContext) noexcept
-{
-    static_cast<zqDBusLoop *>(aContext)->Wake();
-}
-
-void zqDBusLoop::DispatchStatusChanged(DBusConnection * /* aConnection */, DBusDispatchStatus aStatus,
-                                       void *aContext) noexcept
-{
-    if (aStatus != DBUS_DISPATCH_COMPLETE)
-        static_cast<zqDBusLoop *>(aContext)->Wake();
+    if (!mIsWoken.exchange(true))
+        mWake.Signal();
 }
 
 void zqDBusLoop::WakeBy(zqDBusClock::time_point aTime) noexcept
 {
     const std::lock_guard<std::mutex> lLock(mLock);
 
-    WakeByLocked(aTime);
-}
-
-void zqDBusLoop::WakeByLocked(zqDBusClock::time_point aTime) noexcept
-{
     if (aTime >= mArmed)
         return;
 
@@ -333,125 +230,37 @@ void zqDBusLoop::WakeByLocked(zqDBusClock::time_point aTime) noexcept
     (void)timerfd_settime(mTimer.Get(), 0, &lTime, nullptr);
 }
 
-// Read and written without touching a watch: another thread's blocking call
-// may free it at any time.
-void zqDBusLoop::TransferOnce() noexcept
+bool zqDBusLoop::Settle() noexcept
 {
-    (void)dbus_connection_read_write(mConnection, 0);
-}
-
-bool zqDBusLoop::Serve() noexcept
-{
-    bool lIsTimerDue = false;
-
-    for (int lCount = 0; lCount < kTransfersPerCall; lCount++)
+    // Made unreadable before the flag allows another signal, and before what it told of is looked at.
+    if (mIsWoken)
     {
-        epoll_event lEvents[3];
-        const int   lReady      = epoll_wait(mSet.Get(), lEvents, 3, 0);
-        bool        lHasTraffic = false;
-
-        for (int lIndex = 0; lIndex < lReady; lIndex++)
-        {
-            if (lEvents[lIndex].data.fd == mTimer.Get())
-                lIsTimerDue = true;
-            else if (lEvents[lIndex].data.fd == mWake.Get())
-                mWake.Drain();
-            else
-                lHasTraffic = true;
-        }
-
-        if (!lHasTraffic)
-            break;
-
-        TransferOnce();
+        mWake.Drain();
+        mIsWoken = false;
     }
 
-    if (lIsTimerDue)
-        RunTimeouts();
-
-    return lIsTimerDue;
-}
-
-void zqDBusLoop::RunTimeouts() noexcept
-{
-    {
-        const std::lock_guard<std::mutex> lLock(mLock);
-
-        mTimer.Drain();
-        mArmed = zqDBusClock::time_point::max();
-    }
-
-    const std::lock_guard<std::recursive_mutex> lRun(sTimeoutRun);
-
-    while (DBusTimeout *const lTimeout = TakeDueTimeout())
-        (void)dbus_timeout_handle(lTimeout);
-}
-
-DBusTimeout *zqDBusLoop::TakeDueTimeout() noexcept
-{
-    const std::lock_guard<std::mutex> lLock(mLock);
-    const zqDBusClock::time_point     lNow  = zqDBusClock::now();
-    zqDBusClock::time_point           lNext = zqDBusClock::time_point::max();
-
-    for (auto &lRow : mTimeouts)
-    {
-        if (lRow.second.mDue <= lNow)
-        {
-            lRow.second.mDue = lNow + std::max(lRow.second.mInterval, std::chrono::milliseconds(1));
-            return lRow.first;
-        }
-
-        lNext = std::min(lNext, lRow.second.mDue);
-    }
-
-    WakeByLocked(lNext);
-
-    return nullptr;
-}
-
-void zqDBusLoop::Expect(zqDBusWaiter *aWaiter) noexcept
-{
-    if (aWaiter != nullptr)
-    {
-        if (!tSignal.IsOpen())
-            tSignal.Set(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-
-        aWaiter->mSignal = &tSignal;
-    }
-
-    tExpected = aWaiter;
-}
-
-bool zqDBusLoop::HasArrived(const zqDBusWaiter &aWaiter) noexcept
-{
     const std::lock_guard<std::mutex> lLock(mLock);
 
-    return aWaiter.mHasArrived;
+    if (mArmed > zqDBusClock::now())
+        return false;
+
+    mTimer.Drain();
+    mArmed = zqDBusClock::time_point::max();
+    return true;
 }
 
-zqError zqDBusLoop::Wait(const zqDBusWaiter &aWaiter, zqDBusClock::time_point anEnd) noexcept
+const zqDBusDescriptor *zqDBusLoop::GetThreadSignal() noexcept
 {
-    for (;;)
-    {
-        TransferOnce();
+    if (!tSignal.IsOpen())
+        tSignal.Set(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
 
-        // What came beside the reply is the loop's, which saw no descriptor become readable.
-        if (dbus_connection_get_dispatch_status(mConnection) != DBUS_DISPATCH_COMPLETE)
-            Wake();
+    return tSignal.IsOpen() ? &tSignal : nullptr;
+}
 
-        // Fetching the reply flushes, without a limit, what others left to be sent: not before it is gone.
-        if (HasArrived(aWaiter) && !dbus_connection_has_messages_to_send(mConnection))
-            return zqError_None;
+void zqDBusLoop::Wait(const zqDBusDescriptor &aSignal, zqDBusClock::time_point anEnd) noexcept
+{
+    pollfd lFiles[2] = { { mWatchSet.Get(), POLLIN, 0 }, { aSignal.Get(), POLLIN, 0 } };
 
-        if (!dbus_connection_get_is_connected(mConnection))
-            return zqError_WrongState;
-
-        if (zqDBusClock::now() >= anEnd)
-            return zqError_TimedOut;
-
-        pollfd lFiles[2] = { { mWatchSet.Get(), POLLIN, 0 }, { aWaiter.mSignal->Get(), POLLIN, 0 } };
-
-        if (poll(lFiles, 2, ToPollTimeout(anEnd)) > 0 && (lFiles[1].revents & POLLIN) != 0)
-            aWaiter.mSignal->Drain();
-    }
+    if (poll(lFiles, 2, ToPollTimeout(anEnd)) > 0 && (lFiles[1].revents & POLLIN) != 0)
+        aSignal.Drain();
 }

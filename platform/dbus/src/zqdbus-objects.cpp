@@ -33,6 +33,27 @@ const zqDBusMethodDispatch *FindRow(const zqDBusMethodDispatch *aTable, DBusMess
     return nullptr;
 }
 
+DBusHandlerResult LeaveUnhandled(DBusConnection *, DBusMessage *, void *) noexcept
+{
+    return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+}
+
+/** In libdbus's words, for what it would have answered so. */
+void AnswerUnknownMethod(DBusConnection *aConnection, DBusMessage *aMessage) noexcept
+{
+    if (dbus_message_get_no_reply(aMessage))
+        return;
+
+    const char *const      lInterface = dbus_message_get_interface(aMessage);
+    const zqDBusMessageRef lReply(dbus_message_new_error_printf(
+        aMessage, DBUS_ERROR_UNKNOWN_METHOD, "Method \"%s\" with signature \"%s\" on interface \"%s\" doesn't exist\n",
+        dbus_message_get_member(aMessage), dbus_message_get_signature(aMessage),
+        lInterface != nullptr ? lInterface : "(null)"));
+
+    if (lReply.Get() != nullptr)
+        (void)dbus_connection_send(aConnection, lReply.Get(), nullptr);
+}
+
 } // namespace
 
 zqError zqDBusObjects::Register(const char *aPath, const zqDBusMethodDispatch *aTable, void *aContext) noexcept
@@ -61,10 +82,11 @@ zqError zqDBusObjects::Register(const char *aPath, const zqDBusMethodDispatch *a
                 return zqError(zqError_None);
             }
 
-            const DBusObjectPathVTable lTable = { nullptr, HandleCall, nullptr, nullptr, nullptr, nullptr };
+            // Only so that libdbus knows of the object, when it answers what no table has a row for.
+            const DBusObjectPathVTable lTable = { nullptr, LeaveUnhandled, nullptr, nullptr, nullptr, nullptr };
             zqDBusError                lError;
 
-            if (dbus_connection_try_register_object_path(mLink.mConnection, aPath, &lTable, this, lError.Get()))
+            if (dbus_connection_try_register_object_path(mLink.mConnection, aPath, &lTable, nullptr, lError.Get()))
                 return zqError(zqError_None);
 
             (void)mObjects.erase(lAdded.first);
@@ -133,39 +155,47 @@ void zqDBusObjects::UnregisterAll() noexcept
         Retry();
 }
 
-DBusHandlerResult zqDBusObjects::HandleCall(DBusConnection *aConnection, DBusMessage *aMessage, void *aContext) noexcept
+const zqDBusMethodDispatch *zqDBusObjects::FindRowLocked(DBusMessage *aMessage, void *&aContext) const noexcept
 {
-    const auto                  lObjects = static_cast<zqDBusObjects *>(aContext);
-    const zqDBusMethodDispatch *lRow     = nullptr;
-    void                       *lContext = nullptr;
+    const char *const lPath  = dbus_message_get_path(aMessage);
+    const auto        lFound = lPath != nullptr ? mObjects.find(lPath) : mObjects.end();
 
-    if (dbus_message_get_type(aMessage) != DBUS_MESSAGE_TYPE_METHOD_CALL)
-        return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+    if (lFound == mObjects.end() || lFound->second.mTable == nullptr)
+        return nullptr;
+
+    aContext = lFound->second.mContext;
+    return FindRow(lFound->second.mTable, aMessage);
+}
+
+bool zqDBusObjects::HasLocked(DBusMessage *aMessage) const noexcept
+{
+    void *lContext = nullptr;
+
+    return FindRowLocked(aMessage, lContext) != nullptr;
+}
+
+void zqDBusObjects::Dispatch(DBusMessage *aMessage) noexcept
+{
+    const zqDBusMethodDispatch *lRow       = nullptr;
+    void                       *lContext   = nullptr;
+    bool                        lIsHandled = false;
 
     {
-        const std::lock_guard<std::mutex> lLock(lObjects->mLink.mLock);
-        const auto                        lFound = lObjects->mObjects.find(dbus_message_get_path(aMessage));
+        const std::lock_guard<std::mutex> lLock(mLink.mLock);
 
-        if (lFound == lObjects->mObjects.end() || lFound->second.mTable == nullptr)
-            return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
-
-        lRow     = FindRow(lFound->second.mTable, aMessage);
-        lContext = lFound->second.mContext;
+        lRow = FindRowLocked(aMessage, lContext);
     }
-
-    if (lRow == nullptr)
-        return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
 
     try
     {
-        return lRow->mHandler(lContext, aConnection, aMessage) == DBUS_HANDLER_RESULT_HANDLED
-                   ? DBUS_HANDLER_RESULT_HANDLED
-                   : DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+        lIsHandled =
+            lRow != nullptr && lRow->mHandler(lContext, mLink.mConnection, aMessage) == DBUS_HANDLER_RESULT_HANDLED;
     }
     catch (...)
     {
         ZQ_LOG(zqLogLevel_Error, "dbus: the handler of a method call threw\n");
     }
 
-    return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+    if (!lIsHandled)
+        AnswerUnknownMethod(mLink.mConnection, aMessage);
 }

@@ -8,9 +8,6 @@
 namespace
 {
 
-/** Enough for the bus, which answers at once or hangs. */
-constexpr int kOwnerTimeoutMilliseconds = 1000;
-
 void AppendKey(std::string &aRule, const char *aKey, const char *aValue)
 {
     if (aValue == nullptr)
@@ -142,6 +139,7 @@ void zqDBusOwners::ReleaseLocked(const char *aName) noexcept
             mRules.RemoveLocked(MakeRule(aName));
             return zqError_None;
         });
+    mNumComing -= lFound->second.mComing.size();
     (void)mNames.erase(lFound);
 }
 
@@ -150,11 +148,15 @@ bool zqDBusOwners::HasLocked(const char *aName) const noexcept
     return mNames.find(aName) != mNames.end();
 }
 
-std::string zqDBusOwners::GetLocked(const char *aName) const
+const std::string &zqDBusOwners::GetLatestLocked(const char *aName) const noexcept
 {
-    const auto lFound = mNames.find(aName);
+    static const std::string sNobody;
+    const auto               lFound = mNames.find(aName);
 
-    return lFound == mNames.end() ? std::string() : lFound->second.mOwner;
+    if (lFound == mNames.end())
+        return sNobody;
+
+    return lFound->second.mComing.empty() ? lFound->second.mOwner : lFound->second.mComing.back().mOwner;
 }
 
 bool zqDBusOwners::IsOwnerLocked(const char *aName, const char *aSender) const noexcept
@@ -167,45 +169,18 @@ bool zqDBusOwners::IsOwnerLocked(const char *aName, const char *aSender) const n
     return lFound != mNames.end() && aSender != nullptr && lFound->second.mOwner == aSender;
 }
 
-bool zqDBusOwners::IsOwnerNow(const char *aName, const char *aSender) noexcept
-{
-    const zqDBusMessageRef lCall(
-        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetNameOwner"));
-    zqDBusMessageRef lReply;
-    const char      *lOwner = nullptr;
-
-    if (lCall.Get() == nullptr || !dbus_message_append_args(lCall.Get(), DBUS_TYPE_STRING, &aName, DBUS_TYPE_INVALID) ||
-        mLink.Block(lCall.Get(), kOwnerTimeoutMilliseconds, lReply) != 0 ||
-        !zqDBusIsSame(dbus_message_get_sender(lReply.Get()), DBUS_SERVICE_DBUS) ||
-        !dbus_message_get_args(lReply.Get(), nullptr, DBUS_TYPE_STRING, &lOwner, DBUS_TYPE_INVALID))
-        return false;
-
-    const std::lock_guard<std::mutex> lLock(mLink.mLock);
-    const auto                        lFound = mNames.find(aName);
-
-    if (lFound != mNames.end())
-        (void)zqDBusGuarded(
-            [&]
-            {
-                lFound->second.mOwner = lOwner;
-                return zqError_None;
-            });
-
-    return zqDBusIsSame(lOwner, aSender);
-}
-
-bool zqDBusOwners::HandleMessageLocked(DBusMessage *aMessage)
+bool zqDBusOwners::ReceiveLocked(DBusMessage *aMessage, zqDBusSequence aSequence)
 {
     if (!zqDBusIsSame(dbus_message_get_sender(aMessage), DBUS_SERVICE_DBUS))
         return false;
 
     if (dbus_message_is_signal(aMessage, DBUS_INTERFACE_DBUS, "NameOwnerChanged"))
-        HandleChangeLocked(aMessage);
+        ReceiveChangeLocked(aMessage, aSequence);
 
-    return dbus_message_get_reply_serial(aMessage) != 0 && HandleAnswerLocked(aMessage);
+    return dbus_message_get_reply_serial(aMessage) != 0 && ReceiveAnswerLocked(aMessage, aSequence);
 }
 
-bool zqDBusOwners::HandleAnswerLocked(DBusMessage *aMessage)
+bool zqDBusOwners::ReceiveAnswerLocked(DBusMessage *aMessage, zqDBusSequence aSequence)
 {
     const dbus_uint32_t lSerial = dbus_message_get_reply_serial(aMessage);
 
@@ -218,7 +193,7 @@ bool zqDBusOwners::HandleAnswerLocked(DBusMessage *aMessage)
             if (dbus_message_get_type(aMessage) == DBUS_MESSAGE_TYPE_METHOD_RETURN)
                 (void)dbus_message_get_args(aMessage, nullptr, DBUS_TYPE_STRING, &lOwner, DBUS_TYPE_INVALID);
 
-            lName.second.mOwner  = lOwner;
+            AddChangeLocked(lName.second, aSequence, lOwner);
             lName.second.mSerial = 0;
 
             return true;
@@ -227,7 +202,7 @@ bool zqDBusOwners::HandleAnswerLocked(DBusMessage *aMessage)
     return false;
 }
 
-void zqDBusOwners::HandleChangeLocked(DBusMessage *aMessage)
+void zqDBusOwners::ReceiveChangeLocked(DBusMessage *aMessage, zqDBusSequence aSequence)
 {
     const char *lName = nullptr;
     const char *lOld  = nullptr;
@@ -240,5 +215,29 @@ void zqDBusOwners::HandleChangeLocked(DBusMessage *aMessage)
     const auto lFound = mNames.find(lName);
 
     if (lFound != mNames.end())
-        lFound->second.mOwner = lNew;
+        AddChangeLocked(lFound->second, aSequence, lNew);
+}
+
+void zqDBusOwners::AddChangeLocked(Name &aName, zqDBusSequence aSequence, const char *anOwner)
+{
+    aName.mComing.push_back({ aSequence, anOwner });
+    mNumComing++;
+}
+
+void zqDBusOwners::AdvanceLocked(zqDBusSequence aSequence) noexcept
+{
+    if (mNumComing == 0)
+        return;
+
+    for (auto &lEntry : mNames)
+    {
+        Name &lName = lEntry.second;
+        auto  lNext = lName.mComing.begin();
+
+        for (; lNext != lName.mComing.end() && lNext->mSequence <= aSequence; ++lNext)
+            lName.mOwner.swap(lNext->mOwner);
+
+        mNumComing -= static_cast<std::size_t>(lNext - lName.mComing.begin());
+        (void)lName.mComing.erase(lName.mComing.begin(), lNext);
+    }
 }

@@ -2,10 +2,21 @@
  *  @file
  *    The parts of a zqDBus instance.
  *
+ *  A message goes two ways. What any thread has read is sorted at once, in the
+ *  order of the stream: a reply goes to its call, the rest into the instance's
+ *  own queue. The thread that runs HandleEvents takes it from there and calls the
+ *  handlers. So libdbus's queue is empty between two operations, a reply is found
+ *  by its serial whatever came before it, and a handler that blocks keeps nobody
+ *  from reading.
+ *
+ *  There is no pending call of libdbus's on the connection: when a connection
+ *  dies, libdbus 1.14 completes those one by one without its lock, and a second
+ *  thread that looks at the queue meanwhile ends the process.
+ *
  *  Locks, in the order in which they are taken: zqDBusLink::mLock, libdbus's
- *  own, zqDBusLoop::mLock. libdbus calls the loop's watch and time-out functions
- *  with its own lock held, on whatever thread makes a call: they touch nothing
- *  but the loop. No lock of ours is held while a handler runs or a call blocks.
+ *  own, zqDBusLoop::mLock. libdbus calls the loop's watch functions with its own
+ *  lock held, on whatever thread makes a call: they touch nothing but the loop.
+ *  No lock of ours is held while a handler runs or a call blocks.
  */
 
 #ifndef ZQDBUS_PRIVATE_H
@@ -15,11 +26,14 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <cstring>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <new>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -106,20 +120,13 @@ zqDBusClock::time_point zqDBusDeadline(int aTimeout) noexcept;
 /** Append type and address pairs after checking every one of them. @retval 0, -5, -7. */
 zqError zqDBusAppendArguments(DBusMessage *aMessage, int aFirstType, va_list aArguments) noexcept;
 
-/** A blocking call's side of the wait for its reply. */
-struct zqDBusWaiter
-{
-    bool                    mHasArrived = false; ///< guarded by the loop's lock
-    const zqDBusDescriptor *mSignal     = nullptr;
-};
-
 /**
  *  The descriptors of a connection, in one that an NSPR loop can poll.
  *
- *  That one is an epoll set of three: the time-outs' timer, the wake-up, and
- *  another epoll set with what libdbus watches. Blocking calls wait on the inner
- *  set themselves: libdbus's own wait keeps every other thread from sending as
- *  long as it lasts, and flushes without a limit before it begins.
+ *  That one is an epoll set of three: the timer, the wake-up, and another epoll
+ *  set with what libdbus watches. Who waits on his own thread waits on the inner
+ *  set: libdbus's own wait keeps every other thread from sending as long as it
+ *  lasts, and flushes without a limit before it begins.
  */
 class zqDBusLoop
 {
@@ -135,18 +142,17 @@ public:
     PRPollDesc *GetDescriptor() noexcept { return &mPollDescriptor; }
 
     /** Make the descriptor ready, now or at a time. Any thread. */
-    void Wake() noexcept { mWake.Signal(); }
+    void Wake() noexcept;
     void WakeBy(zqDBusClock::time_point aTime) noexcept;
 
-    /** Read and write what can be without blocking, and run libdbus's time-outs. @returns true when the timer ran out.
-     */
-    bool Serve() noexcept;
+    /** Take back what made the descriptor ready. @returns true when the timer ran out. */
+    bool Settle() noexcept;
 
-    /** The waiter whose call the calling thread is about to send; null afterwards. */
-    static void Expect(zqDBusWaiter *aWaiter) noexcept;
+    /** The calling thread's own wake-up, made at the first call; null when it cannot be made. */
+    static const zqDBusDescriptor *GetThreadSignal() noexcept;
 
-    /** Wait until the waiter's reply is among the received messages. @retval 0, -3, -16. */
-    zqError Wait(const zqDBusWaiter &aWaiter, zqDBusClock::time_point anEnd) noexcept;
+    /** Wait, not beyond @a anEnd and never for long, until there is traffic or the signal was given. */
+    void Wait(const zqDBusDescriptor &aSignal, zqDBusClock::time_point anEnd) noexcept;
 
 private:
     struct Watch
@@ -156,42 +162,24 @@ private:
         unsigned int     mEvents;
     };
 
-    struct Timeout
-    {
-        zqDBusWaiter             *mWaiter;
-        std::chrono::milliseconds mInterval;
-        zqDBusClock::time_point   mDue;
-    };
-
     static dbus_bool_t AddWatch(DBusWatch *aWatch, void *aContext) noexcept;
     static void        ToggleWatch(DBusWatch *aWatch, void *aContext) noexcept;
     static void        RemoveWatch(DBusWatch *aWatch, void *aContext) noexcept;
-    static dbus_bool_t AddTimeout(DBusTimeout *aTimeout, void *aContext) noexcept;
-    static void        ToggleTimeout(DBusTimeout *aTimeout, void *aContext) noexcept;
-    static void        RemoveTimeout(DBusTimeout *aTimeout, void *aContext) noexcept;
-    static void        WakeUp(void *aContext) noexcept;
-    static void DispatchStatusChanged(DBusConnection *aConnection, DBusDispatchStatus aStatus, void *aContext) noexcept;
 
-    zqError      InitDescriptors() noexcept;
-    zqError      InitCallbacks(DBusConnection *aConnection) noexcept;
-    bool         UpdateDescriptorLocked(int aDescriptor) noexcept;
-    void         WakeByLocked(zqDBusClock::time_point aTime) noexcept;
-    void         TransferOnce() noexcept;
-    void         RunTimeouts() noexcept;
-    DBusTimeout *TakeDueTimeout() noexcept;
-    bool         HasArrived(const zqDBusWaiter &aWaiter) noexcept;
+    zqError InitDescriptors() noexcept;
+    bool    UpdateDescriptorLocked(int aDescriptor) noexcept;
 
-    std::mutex                       mLock;
-    DBusConnection                  *mConnection = nullptr;
-    std::vector<Watch>               mWatches;
-    std::map<DBusTimeout *, Timeout> mTimeouts;
-    zqDBusClock::time_point          mArmed = zqDBusClock::time_point::max();
-    zqDBusDescriptor                 mSet;
-    zqDBusDescriptor                 mWatchSet;
-    zqDBusDescriptor                 mTimer;
-    zqDBusDescriptor                 mWake;
-    PRFileDesc                      *mPollFile       = nullptr;
-    PRPollDesc                       mPollDescriptor = { nullptr, 0, 0 };
+    std::mutex              mLock;
+    DBusConnection         *mConnection = nullptr;
+    std::vector<Watch>      mWatches;
+    zqDBusClock::time_point mArmed = zqDBusClock::time_point::max();
+    std::atomic<bool>       mIsWoken{ false };
+    zqDBusDescriptor        mSet;
+    zqDBusDescriptor        mWatchSet;
+    zqDBusDescriptor        mTimer;
+    zqDBusDescriptor        mWake;
+    PRFileDesc             *mPollFile       = nullptr;
+    PRPollDesc              mPollDescriptor = { nullptr, 0, 0 };
 };
 
 /** What every part of an instance shares: the connection and the lock of all tables. */
@@ -208,9 +196,7 @@ public:
     /** Call a method of the bus with one string, without waiting; a null serial: no answer is wanted. */
     zqError AskBusLocked(const char *aMethod, const char *anArgument, dbus_uint32_t *aSerial) noexcept;
 
-    /** Send a call and wait for its reply, whatever that is. @retval 0, -3, -7, -16. */
-    zqError Block(DBusMessage *aMessage, int aTimeout, zqDBusMessageRef &aReply) noexcept;
-
+    bool IsConnectedLocked() const noexcept { return !mIsLost && dbus_connection_get_is_connected(mConnection); }
     bool IsConnected() noexcept;
 
     std::mutex      mLock;
@@ -236,11 +222,15 @@ private:
     std::map<std::string, unsigned int> mRules;
 };
 
+/** Numbers the received messages, in the order of the stream. */
+using zqDBusSequence = std::uint64_t;
+
 /**
- *  Who owns the well-known names that matter, as of the message being dispatched.
+ *  Who owns the well-known names that matter: as of the message being
+ *  dispatched, and as of the one received last.
  *
  *  The bus delivers in order: since the rule and the question go out before
- *  anything that depends on them, the answer is dispatched before it, too.
+ *  anything that depends on them, the answer is received before it, too.
  */
 class zqDBusOwners
 {
@@ -252,47 +242,84 @@ public:
 
     zqError UseLocked(const char *aName);
     void    ReleaseLocked(const char *aName) noexcept;
+    bool    HasLocked(const char *aName) const noexcept;
 
-    /** The owner, or empty. */
-    std::string GetLocked(const char *aName) const;
-    bool        IsOwnerLocked(const char *aName, const char *aSender) const noexcept;
-    bool        HasLocked(const char *aName) const noexcept;
+    /** As of the message being dispatched. */
+    bool IsOwnerLocked(const char *aName, const char *aSender) const noexcept;
 
-    /** Ask the bus and wait, not longer than a second; takes the lock. True when the sender owns the name now. */
-    bool IsOwnerNow(const char *aName, const char *aSender) noexcept;
+    /** The owner as of the message received last, or empty. */
+    const std::string &GetLatestLocked(const char *aName) const noexcept;
 
-    /** Learn from a message. @returns true when it answered a question of ours: nobody else wants it. */
-    bool HandleMessageLocked(DBusMessage *aMessage);
+    /** Learn from a message that was received. @returns true when it answered a question of ours: nobody else wants it.
+     */
+    bool ReceiveLocked(DBusMessage *aMessage, zqDBusSequence aSequence);
+
+    /** A message is about to be dispatched: what was received before it counts from here on. */
+    void AdvanceLocked(zqDBusSequence aSequence) noexcept;
 
 private:
+    struct Change
+    {
+        zqDBusSequence mSequence;
+        std::string    mOwner;
+    };
+
     struct Name
     {
-        unsigned int  mUsers  = 0;
-        dbus_uint32_t mSerial = 0; ///< of the question, until it is answered
-        std::string   mOwner;
+        unsigned int        mUsers  = 0;
+        dbus_uint32_t       mSerial = 0; ///< of the question, until it is answered
+        std::string         mOwner;
+        std::vector<Change> mComing; ///< received and not reached yet by what is dispatched
     };
 
     static std::string MakeRule(const char *aName);
-    bool               HandleAnswerLocked(DBusMessage *aMessage);
-    void               HandleChangeLocked(DBusMessage *aMessage);
+    bool               ReceiveAnswerLocked(DBusMessage *aMessage, zqDBusSequence aSequence);
+    void               ReceiveChangeLocked(DBusMessage *aMessage, zqDBusSequence aSequence);
+    void               AddChangeLocked(Name &aName, zqDBusSequence aSequence, const char *anOwner);
 
     zqDBusLink                              &mLink;
     zqDBusRules                             &mRules;
     std::map<std::string, Name, std::less<>> mNames;
+    std::size_t                              mNumComing = 0; ///< over all names
 };
 
-/** The asynchronous calls that wait for their outcome, and the blocking ones. */
+/** The calls that wait for their outcome. */
 class zqDBusCalls
 {
 public:
     zqDBusCalls(zqDBusLink &aLink, zqDBusOwners &anOwners) noexcept : mLink(aLink), mOwners(anOwners) {}
 
-    zqError Send(DBusMessage *aMessage, zqDBusPendingCall *aPending, int aTimeout) noexcept;
-    zqError Perform(DBusMessage *aMessage, DBusMessage **aReply, int aTimeout, DBusError *anError) noexcept;
-    zqError Cancel(zqDBusPendingCall *aPending) noexcept;
+    /** A blocking call's side of the wait for its reply; guarded by the link's lock. */
+    struct Waiter
+    {
+        const zqDBusDescriptor *mSignal;
+        zqDBusMessageRef        mReply;
+        bool                    mIsGone = false; ///< the bus went before the reply came
+    };
 
-    /** @returns true when the message was the reply to a call of ours. */
-    bool HandleReply(DBusMessage *aMessage) noexcept;
+    /** What becomes of a call whose reply was received. */
+    enum class Receipt
+    {
+        Unknown, ///< no call of ours waits for it
+        Forged,  ///< it is somebody else's: the true one is still to come
+        Taken,   ///< a blocking call has it
+        Pending  ///< its receiver is to be told
+    };
+
+    zqError Send(DBusMessage *aMessage, zqDBusPendingCall *aPending, int aTimeout) noexcept;
+
+    /** The same for a call whose thread is going to wait. @param[out]  aSerial  By which it is forgotten. */
+    zqError SendWaiting(DBusMessage *aMessage, int aTimeout, Waiter &aWaiter, dbus_uint32_t &aSerial) noexcept;
+    void    ForgetLocked(dbus_uint32_t aSerial) noexcept { (void)mCalls.erase(aSerial); }
+
+    /** @param[out]  aPending  The receiver, when the result is Pending: it waits for nothing more. */
+    Receipt ReceiveLocked(DBusMessage *aMessage, zqDBusPendingCall *&aPending) noexcept;
+
+    /** The bus has gone: no blocking call gets its reply any more. */
+    void ReceiveLossLocked() noexcept;
+
+    /** True when the receiver waited for an outcome; it does not any more. */
+    bool RemoveLocked(const zqDBusPendingCall *aPending) noexcept;
 
     /** End the calls whose time has run out. */
     void Expire() noexcept;
@@ -300,19 +327,24 @@ public:
     /** End all of them, for the bus is gone. */
     void EndAll() noexcept;
 
+    // A call's one outcome; each deletes the receiver.
+    static void Reply(zqDBusPendingCall *aPending, DBusMessage *aReply) noexcept;
+    static void Disconnect(zqDBusPendingCall *aPending, const char *aReason) noexcept;
+
 private:
     struct Call
     {
-        zqDBusPendingCall      *mPending;
+        zqDBusPendingCall      *mPending; ///< null for a blocking call
+        Waiter                 *mWaiter;
         std::string             mDestination;
         std::string             mOwner; ///< of the destination when the call was sent
         zqDBusClock::time_point mDue;
     };
     using Calls = std::map<dbus_uint32_t, Call>;
 
+    zqError SendCall(DBusMessage *aMessage, Call aCall, dbus_uint32_t *aSerial) noexcept;
     zqError PrepareLocked(DBusMessage *aMessage, std::string &anOwner);
-    bool    IsGenuineLocked(const char *aDestination, const std::string &anOwner, DBusMessage *aReply) const noexcept;
-    bool    IsGenuine(DBusMessage *aMessage, const std::string &anOwner, DBusMessage *aReply) noexcept;
+    bool    IsGenuineLocked(const Call &aCall, const char *aSender) const noexcept;
 
     zqDBusLink   &mLink;
     zqDBusOwners &mOwners;
@@ -333,7 +365,8 @@ public:
     zqError AddFilters(const zqDBusFilter *aTable) noexcept;
     zqError RemoveFilters(const zqDBusFilter *aTable) noexcept;
 
-    DBusHandlerResult Dispatch(DBusMessage *aMessage) noexcept;
+    /** @returns true when a handler has handled it. */
+    bool Dispatch(DBusMessage *aMessage) noexcept;
 
 private:
     struct Entry
@@ -374,6 +407,30 @@ private:
     bool          mIsDispatching = false;
 };
 
+/** The connection's filters, in the order in which they were added. */
+class zqDBusConnectionFilters
+{
+public:
+    explicit zqDBusConnectionFilters(zqDBusLink &aLink) noexcept : mLink(aLink) {}
+
+    zqError Add(DBusHandleMessageFunction aFilter, void *aContext, DBusFreeFunction aFree) noexcept;
+    zqError Remove(DBusHandleMessageFunction aFilter, const void *aContext) noexcept;
+    void    RemoveAll() noexcept;
+
+    /** Until one of them has handled it. */
+    void Dispatch(DBusMessage *aMessage) noexcept;
+
+private:
+    struct Row;
+    using Rows = std::vector<std::shared_ptr<Row>>;
+
+    std::shared_ptr<Row> FindAfter(unsigned long aNumber, unsigned long aLast) noexcept;
+
+    zqDBusLink   &mLink;
+    Rows          mRows;
+    unsigned long mLast = 0; ///< the number that was given to a row last
+};
+
 /** The exported objects. */
 class zqDBusObjects
 {
@@ -382,6 +439,11 @@ public:
 
     zqError Register(const char *aPath, const zqDBusMethodDispatch *aTable, void *aContext) noexcept;
     zqError Unregister(const char *aPath) noexcept;
+
+    /** True when the message is a call that one of the tables has a row for. */
+    bool HasLocked(DBusMessage *aMessage) const noexcept;
+
+    void Dispatch(DBusMessage *aMessage) noexcept;
 
     /** Take the paths off libdbus that it could not let go of for want of memory. */
     void Retry() noexcept;
@@ -395,7 +457,7 @@ private:
         void                       *mContext;
     };
 
-    static DBusHandlerResult HandleCall(DBusConnection *aConnection, DBusMessage *aMessage, void *aContext) noexcept;
+    const zqDBusMethodDispatch *FindRowLocked(DBusMessage *aMessage, void *&aContext) const noexcept;
 
     zqDBusLink                                &mLink;
     std::map<std::string, Object, std::less<>> mObjects;
@@ -431,6 +493,34 @@ private:
     Timers      mTimers;
 };
 
+/** A message that was received and waits to be dispatched. */
+struct zqDBusReceived
+{
+    DBusMessage       *mMessage; ///< with a reference
+    zqDBusPendingCall *mPending; ///< whose reply it is, or null
+    zqDBusSequence     mSequence;
+};
+
+/** Those messages, in the order in which they came. */
+class zqDBusReceivedQueue
+{
+public:
+    bool IsEmpty() const noexcept { return mFirst == mMessages.size(); }
+
+    /** Room for one more; throws when memory is exhausted. */
+    void Reserve();
+    void Push(const zqDBusReceived &aReceived) noexcept { mMessages.push_back(aReceived); }
+
+    zqDBusReceived Pop() noexcept;
+
+    /** A reply that waits here has no receiver any more. @returns false when there is none. */
+    bool Disown(const zqDBusPendingCall *aPending) noexcept;
+
+private:
+    std::vector<zqDBusReceived> mMessages;
+    std::size_t                 mFirst = 0;
+};
+
 struct zqDBus::State
 {
     using DisconnectRow = std::pair<DisconnectHandler, void *>;
@@ -440,22 +530,64 @@ struct zqDBus::State
 
     zqError Init() noexcept;
     void    Close() noexcept;
-    void    Dispatch() noexcept;
-    void    Lose() noexcept;
 
-    static DBusHandlerResult Filter(DBusConnection *aConnection, DBusMessage *aMessage, void *aContext) noexcept;
+    // On any thread
+
+    /** Call and wait for the reply, whatever that is. @retval 0, -3, -5, -7, -16. */
+    zqError Block(DBusMessage *aMessage, int aTimeout, zqDBusMessageRef &aReply) noexcept;
+
+    zqError Perform(DBusMessage *aMessage, DBusMessage **aReply, int aTimeout, DBusError *anError) noexcept;
+    zqError Cancel(zqDBusPendingCall *aPending) noexcept;
+    zqError Flush(int aTimeout) noexcept;
+    bool    IsOwnerNow(const char *aName, const char *aSender) noexcept;
+
+    /** Dispatch what was received, at most so many messages. @param[in]  aIsReady  The descriptor was: read first. */
+    int HandleEvents(bool aIsReady, std::size_t aMost) noexcept;
 
     zqDBusLink                 mLink;
     zqDBusRules                mRules{ mLink };
     zqDBusOwners               mOwners{ mLink, mRules };
     zqDBusCalls                mCalls{ mLink, mOwners };
     zqDBusSignals              mSignals{ mLink, mRules, mOwners };
+    zqDBusConnectionFilters    mFilters{ mLink };
     zqDBusObjects              mObjects{ mLink };
     zqDBusTimers               mTimers{ mLink };
     std::vector<DisconnectRow> mDisconnectRows;
-    bool                       mHasFilter = false;
-    std::atomic<bool>          mIsDispatching{ false };
     std::atomic<bool>          mIsYielded{ false };
+
+private:
+    static DBusHandlerResult Filter(DBusConnection *aConnection, DBusMessage *aMessage, void *aContext) noexcept;
+
+    // Receiving, on any thread
+
+    /** Read and write what can be without blocking, and sort what has come. @returns false when memory is short. */
+    bool Transfer() noexcept;
+
+    /** Sort what libdbus has received. @returns false when memory is short. */
+    bool Sort() noexcept;
+
+    DBusHandlerResult Receive(DBusMessage *aMessage);
+    DBusHandlerResult ReceiveReply(DBusMessage *aMessage);
+    void              QueueLocked(DBusMessage *aMessage, zqDBusPendingCall *aPending) noexcept;
+    void              Wait(const zqDBusDescriptor &aSignal, bool aIsShort, zqDBusClock::time_point anEnd) noexcept;
+
+    // Dispatching, on the thread that runs HandleEvents
+
+    void Dispatch(std::size_t aMost) noexcept;
+    void Handle(const zqDBusReceived &aReceived) noexcept;
+    void Lose() noexcept;
+    void EndReceived() noexcept;
+
+    bool              mHasFilter = false;
+    std::atomic<bool> mIsDispatching{ false };
+
+    // Guarded by the link's lock
+    zqDBusReceivedQueue mReceived;
+    zqDBusSequence      mSequence = 0;
+    bool                mHasLoss  = false; ///< the loss of the bus waits behind what was received
+
+    std::atomic<std::thread::id> mDispatcher{};     ///< the thread inside of HandleEvents
+    std::atomic<bool>            mIsShort{ false }; ///< memory was short when a message was to be sorted
 };
 
 #endif // ZQDBUS_PRIVATE_H

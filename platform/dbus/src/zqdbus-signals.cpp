@@ -302,9 +302,9 @@ DBusHandlerResult zqDBusSignals::CallFilter(void *anEntry, DBusConnection * /* a
     return lFilter.mHandler(lFilter.mContext, dbus_message_get_path(aMessage), &lIterator);
 }
 
-DBusHandlerResult zqDBusSignals::Dispatch(DBusMessage *aMessage) noexcept
+bool zqDBusSignals::Dispatch(DBusMessage *aMessage) noexcept
 {
-    DBusHandlerResult            lReturn = DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
+    bool                         lReturn = false;
     std::unique_lock<std::mutex> lLock(mLink.mLock);
     const std::size_t            lCount = mEntries.size();
 
@@ -324,7 +324,7 @@ DBusHandlerResult zqDBusSignals::Dispatch(DBusMessage *aMessage) noexcept
         try
         {
             if (lHandler(lContext, mLink.mConnection, aMessage) == DBUS_HANDLER_RESULT_HANDLED)
-                lReturn = DBUS_HANDLER_RESULT_HANDLED;
+                lReturn = true;
         }
         catch (...)
         {

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <limits>
 
 #include <poll.h>
 
@@ -19,10 +20,7 @@ namespace
 {
 
 /** So that a flood of messages leaves the loop time for its other descriptors. */
-constexpr int kMessagesPerDispatch = 256;
-
-/** What libdbus could not do for want of memory is tried again after this. */
-constexpr std::chrono::milliseconds kMemoryPause{ 50 };
+constexpr std::size_t kMessagesPerDispatch = 256;
 
 /** What may wait to be dispatched before reading pauses, and the largest single message. */
 constexpr long kMaximumReceivedBytes = 64L * 1024 * 1024;
@@ -99,7 +97,9 @@ void zqDBus::State::Close() noexcept
     }
 
     mCalls.EndAll();
+    EndReceived();
     mObjects.UnregisterAll();
+    mFilters.RemoveAll();
 
     if (std::exchange(mHasFilter, false))
         dbus_connection_remove_filter(mLink.mConnection, Filter, this);
@@ -144,57 +144,6 @@ void zqDBus::State::Lose() noexcept
             ZQ_LOG(zqLogLevel_Error, "dbus: a disconnect handler threw\n");
         }
     }
-}
-
-DBusHandlerResult zqDBus::State::Filter(DBusConnection * /* aConnection */, DBusMessage *aMessage,
-                                        void *aContext) noexcept
-{
-    const auto lState  = static_cast<State *>(aContext);
-    const int  lType   = dbus_message_get_type(aMessage);
-    bool       lIsOurs = false;
-
-    if (lType == DBUS_MESSAGE_TYPE_METHOD_CALL)
-        return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
-
-    if (dbus_message_is_signal(aMessage, DBUS_INTERFACE_LOCAL, "Disconnected"))
-    {
-        lState->Lose();
-        return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
-    }
-
-    const zqError lReturn = zqDBusGuarded(
-        [&]
-        {
-            const std::lock_guard<std::mutex> lLock(lState->mLink.mLock);
-
-            lIsOurs = lState->mOwners.HandleMessageLocked(aMessage);
-            return zqError_None;
-        });
-
-    // libdbus dispatches the message again later.
-    if (lReturn != 0)
-        return DBUS_HANDLER_RESULT_NEED_MEMORY;
-
-    if (lType == DBUS_MESSAGE_TYPE_SIGNAL)
-        return lState->mSignals.Dispatch(aMessage);
-
-    return lIsOurs || lState->mCalls.HandleReply(aMessage) ? DBUS_HANDLER_RESULT_HANDLED
-                                                           : DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
-}
-
-void zqDBus::State::Dispatch() noexcept
-{
-    DBusDispatchStatus lStatus = dbus_connection_get_dispatch_status(mLink.mConnection);
-
-    for (int lCount = 0; lStatus == DBUS_DISPATCH_DATA_REMAINS && lCount < kMessagesPerDispatch; lCount++)
-        lStatus = dbus_connection_dispatch(mLink.mConnection);
-
-    if (lStatus == DBUS_DISPATCH_DATA_REMAINS)
-        mLink.mLoop.Wake();
-    else if (lStatus == DBUS_DISPATCH_NEED_MEMORY)
-        mLink.mLoop.WakeBy(zqDBusClock::now() + kMemoryPause);
-
-    mObjects.Retry();
 }
 
 zqDBus::zqDBus() noexcept : mState(new (std::nothrow) State) {}
@@ -279,28 +228,19 @@ PRPollDesc *zqDBus::GetPollDescriptors(unsigned int &aCount, bool *aChanged) noe
 
 int zqDBus::HandleEvents(PRPollDesc *aDescriptors) noexcept
 {
+    const zqRefCountSharedPtr lHolder(this);
+
     if (aDescriptors != nullptr && aDescriptors->out_flags == 0)
         return 0;
 
-    // libdbus would wait for itself if a handler came back here.
-    if (mState->mIsDispatching.exchange(true))
-        return 0;
+    return mState->HandleEvents(aDescriptors != nullptr, kMessagesPerDispatch);
+}
 
+void zqDBus::DispatchAll() noexcept
+{
     const zqRefCountSharedPtr lHolder(this);
-    const bool                lIsTimerDue = aDescriptors != nullptr && mState->mLink.mLoop.Serve();
 
-    mState->Dispatch();
-
-    // After the replies that have come: one that waits here is in time.
-    if (lIsTimerDue)
-    {
-        mState->mCalls.Expire();
-        mState->mTimers.Run();
-    }
-
-    mState->mIsDispatching = false;
-
-    return aDescriptors != nullptr ? 1 : 0;
+    (void)mState->HandleEvents(false, std::numeric_limits<std::size_t>::max());
 }
 
 zqError zqDBus::SetTimer(TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept
@@ -345,12 +285,17 @@ zqError zqDBus::PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPendin
                                              int aTimeout, DBusError *anError) noexcept
 {
     return aPending != nullptr ? mState->mCalls.Send(aMessage, aPending, aTimeout)
-                               : mState->mCalls.Perform(aMessage, aReply, aTimeout, anError);
+                               : mState->Perform(aMessage, aReply, aTimeout, anError);
 }
 
 zqError zqDBus::CancelPendingCall(zqDBusPendingCall *aPending) noexcept
 {
-    return mState->mCalls.Cancel(aPending);
+    return mState->Cancel(aPending);
+}
+
+zqError zqDBus::Flush(int aTimeout) noexcept
+{
+    return aTimeout >= 0 ? mState->Flush(aTimeout) : zqError_InvalidArgument;
 }
 
 zqError zqDBus::RegisterSignalHandlers(const char *aPath, const zqDBusSignalDispatch *aTable, void *aContext) noexcept
@@ -371,6 +316,16 @@ zqError zqDBus::AddFilters(const zqDBusFilter *aTable) noexcept
 zqError zqDBus::RemoveFilters(const zqDBusFilter *aTable) noexcept
 {
     return mState->mSignals.RemoveFilters(aTable);
+}
+
+zqError zqDBus::AddConnectionFilter(DBusHandleMessageFunction aFilter, void *aContext, DBusFreeFunction aFree) noexcept
+{
+    return mState->mFilters.Add(aFilter, aContext, aFree);
+}
+
+zqError zqDBus::RemoveConnectionFilter(DBusHandleMessageFunction aFilter, void *aContext) noexcept
+{
+    return mState->mFilters.Remove(aFilter, aContext);
 }
 
 zqError zqDBus::AddDisconnectHandler(DisconnectHandler aHandler, void *aContext) noexcept
@@ -414,7 +369,7 @@ bool zqDBus::IsSentByOwner(DBusMessage *aMessage, const char *aName) noexcept
             return mState->mOwners.IsOwnerLocked(aName, lSender);
     }
 
-    return mState->mOwners.IsOwnerNow(aName, lSender);
+    return mState->IsOwnerNow(aName, lSender);
 }
 
 zqError zqDBus::RegisterInterface(const char *aPath, const zqDBusMethodDispatch *aTable, void *aContext) noexcept
