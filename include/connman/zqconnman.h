@@ -19,7 +19,6 @@
  *    - -5      An argument is null or cannot be sent, a value is of a type that
  *              is not supported, or a reply cannot be decoded.
  *    - -2, -7  Memory is exhausted.
- *    - -12     The reply came from somebody else than the daemon.
  *    - -7001   The daemon did not answer a blocking request in time, or went
  *              away before it answered. (An asynchronous request that is not
  *              answered in time is reported as -16.)
@@ -416,9 +415,9 @@ public:
     // The answer to an input request (Delegate::Base::ServiceRequestInput)
 
     /**
-     *  Answer the held request; the connection is flushed, which can block as
-     *  long as the bus process stalls. When the values cannot be sent the
-     *  request stays held.
+     *  Answer the held request. When the values cannot be sent the request
+     *  stays held. It waits until the answer has left, for 1 second at most:
+     *  with a bus that has stalled it leaves later.
      *
      *  @param[in]  aPath    The service that the request is for.
      *  @param[in]  aValues  Name of a field to its value.
@@ -433,8 +432,8 @@ public:
     zqError ServiceCompleteInput(const char *aPath, CFDictionaryRef aValues);
 
     /**
-     *  Refuse the held request ("net.connman.Agent.Error.Canceled"); flushes
-     *  as ServiceCompleteInput does.
+     *  Refuse the held request ("net.connman.Agent.Error.Canceled"); waits as
+     *  ServiceCompleteInput does.
      *
      *  @retval   0  Refused; or no request for this service is held: nothing was done.
      *  @retval  -2  The refusal could not be queued; the request is no longer held.
@@ -503,9 +502,7 @@ public:
      *  Call and wait for the reply.
      *
      *  The further arguments are type and address pairs as for
-     *  dbus_message_append_args, ended by DBUS_TYPE_INVALID. Waiting first
-     *  flushes the connection: when the bus process itself stalls, that is not
-     *  bounded by the time-out.
+     *  dbus_message_append_args, ended by DBUS_TYPE_INVALID.
      *
      *  @param[out]  aReply   With a reference for the caller; null after a failure.
      *  @param[out]  anError  Filled in when the daemon or the bus answered with an error; may be null.

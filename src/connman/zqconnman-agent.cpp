@@ -19,15 +19,16 @@ namespace
 constexpr const char *kErrorCanceled = "net.connman.Agent.Error.Canceled";
 constexpr const char *kTextCanceled  = "Operation canceled";
 
-/** Send now: the daemon waits, and the caller may not come back to the loop for long. */
-zqError SendReply(DBusConnection *aConnection, DBusMessage *aReply)
+/** How long whoever answers waits until his answer has left, in milliseconds: a bus that has stalled must not hold him.
+ */
+constexpr int kFlushTimeout = 1000;
+
+DBusHandlerResult ReplyEmpty(DBusConnection *aConnection, DBusMessage *aMessage)
 {
-    const bool status = dbus_connection_send(aConnection, aReply, nullptr) != FALSE;
+    if (!dbus_message_get_no_reply(aMessage))
+        (void)zqDBus::ReplyWithParams(aConnection, aMessage, DBUS_TYPE_INVALID);
 
-    ZQ_REQUIRE(status, zqError_OutOfMemory);
-    dbus_connection_flush(aConnection);
-
-    return zqError_None;
+    return DBUS_HANDLER_RESULT_HANDLED;
 }
 
 zqError SendError(DBusConnection *aConnection, DBusMessage *aMessage, const char *aName, const char *aText)
@@ -40,15 +41,11 @@ zqError SendError(DBusConnection *aConnection, DBusMessage *aMessage, const char
 
     ZQ_REQUIRE(reply != NULL, zqError_NoResources);
 
-    return SendReply(aConnection, reply);
-}
+    const bool status = dbus_connection_send(aConnection, reply, nullptr) != FALSE;
 
-DBusHandlerResult ReplyEmpty(DBusConnection *aConnection, DBusMessage *aMessage)
-{
-    if (!dbus_message_get_no_reply(aMessage))
-        (void)zqDBus::ReplyWithParams(aConnection, aMessage, DBUS_TYPE_INVALID);
+    ZQ_REQUIRE(status, zqError_OutOfMemory);
 
-    return DBUS_HANDLER_RESULT_HANDLED;
+    return zqError_None;
 }
 
 } // namespace
@@ -122,7 +119,15 @@ bool zqConnMan::ReleaseHeldInput(DBusMessage *aMessage)
 
 zqError zqConnMan::CancelInput(DBusConnection *aConnection, DBusMessage *aMessage)
 {
-    return ReleaseHeldInput(aMessage) ? SendError(aConnection, aMessage, kErrorCanceled, kTextCanceled) : zqError_None;
+    if (!ReleaseHeldInput(aMessage))
+        return zqError_None;
+
+    const zqError lReturn = SendError(aConnection, aMessage, kErrorCanceled, kTextCanceled);
+
+    if (lReturn == zqError_None)
+        (void)mDBus->Flush(kFlushTimeout);
+
+    return lReturn;
 }
 
 void zqConnMan::CancelHeldInput()
@@ -167,7 +172,13 @@ zqError zqConnMan::ServiceCompleteInput(const char *aPath, CFDictionaryRef aValu
     if (!ZQ_CHECK_TEXT(ReleaseHeldInput(lMessage.Get()), "mInput.IsPending()"))
         return zqError_WrongState;
 
-    return SendReply(lConnection, reply);
+    // Now: the daemon waits, and the caller may not come back to the loop for long.
+    const bool status = dbus_connection_send(lConnection, reply, nullptr) != FALSE;
+
+    ZQ_REQUIRE(status, zqError_OutOfMemory);
+    (void)mDBus->Flush(kFlushTimeout);
+
+    return zqError_None;
 }
 
 zqError zqConnMan::ServiceCancelInput(const char *aPath)
