@@ -21,6 +21,9 @@ std::mutex                        sLock;
 std::map<std::size_t, FakePeer *> sPeers;
 std::size_t                       sNextIdentifier;
 
+// Who appears takes the name from who has it, in one step, and nobody waits for it.
+constexpr guint32 kNameFlags = 1 | 2 | 4;
+
 std::string Text(const char *aText)
 {
     return (aText != nullptr) ? aText : "";
@@ -84,6 +87,11 @@ void Close(GDBusConnection *aConnection)
 
     g_dbus_connection_close_sync(aConnection, nullptr, nullptr);
     g_object_unref(aConnection);
+
+    // What tells of the end waits in the main context, and keeps the connection.
+    while (g_main_context_iteration(nullptr, FALSE))
+    {
+    }
 }
 
 FakePeer::Call ReadCall(GDBusMessage *aMessage)
@@ -196,7 +204,7 @@ bool FakePeer::Appear()
         mConnection = lConnection;
     }
 
-    return CallBus(lConnection, "RequestName", g_variant_new("(su)", mBusName.c_str(), 4u)) == 1;
+    return CallBus(lConnection, "RequestName", g_variant_new("(su)", mBusName.c_str(), kNameFlags)) == 1;
 }
 
 void FakePeer::Crash()

@@ -100,7 +100,8 @@ public:
     FakePeer(const FakePeer &)            = delete;
     FakePeer &operator=(const FakePeer &) = delete;
 
-    /** Connect to the system bus of this process and own the name; false when that fails. */
+    /** Connect to the system bus of this process and own the name, also when another peer has it; false when that
+     * fails. */
     bool Appear();
 
     /** Drop the connection without a word. */
