@@ -1,19 +1,17 @@
 /**
  *  @file
- *    A D-Bus message of a fuzzer's bytes.
+ *    D-Bus messages of a fuzzer's bytes.
  */
 
 #ifndef ZQ_FUZZ_MESSAGE_H
 #define ZQ_FUZZ_MESSAGE_H
 
-#include <zqlog.h>
-
 #include <dbus/dbus.h>
 
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 struct MessageDeleter
 {
@@ -23,14 +21,20 @@ struct MessageDeleter
 using Message = std::unique_ptr<DBusMessage, MessageDeleter>;
 
 /** Null when the bus would not have delivered such bytes. */
-inline Message ParseMessage(const std::uint8_t *aData, std::size_t aSize)
-{
-    // What is refused is told in the log, at every round.
-    zqLogSetHandler([](void *, const char *, int, const char *) {}, nullptr, zqLogLevel_Error);
+Message ParseMessage(const std::uint8_t *aData, std::size_t aSize);
 
-    return Message(aSize > 0 && aSize <= INT_MAX
-                       ? dbus_message_demarshal(reinterpret_cast<const char *>(aData), static_cast<int>(aSize), nullptr)
-                       : nullptr);
-}
+/**
+ *  A well-formed message, marshalled, for any bytes; none left are as good as zeros.
+ *
+ *  The first byte says the byte order and which of the arguments that ConnMan
+ *  sends there are, or that there are any; the others say, in the order of the
+ *  arguments, where an array goes on, what a variant holds, and what the values
+ *  are. Names are mostly those of the vocabulary, and paths few, so that they
+ *  come twice.
+ */
+std::vector<std::uint8_t> BuildMessage(const std::uint8_t *aData, std::size_t aSize);
+
+/** The message that the bytes are when they begin as one does, otherwise the one that they describe. */
+Message MakeMessage(const std::uint8_t *aData, std::size_t aSize);
 
 #endif // ZQ_FUZZ_MESSAGE_H

@@ -1,7 +1,9 @@
 /**
  *  @file
  *    zq-fuzz-seeds CORPUS DIRECTORY: writes each text of the corpus, the
- *    arguments of a message in GVariant's notation, as that message's bytes.
+ *    arguments of a message in GVariant's notation, as that message's bytes, and
+ *    besides bytes that describe messages of each form: always the same, and
+ *    chosen by lot.
  */
 
 #include <gio/gio.h>
@@ -11,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <random>
 #include <string>
 
 namespace
@@ -45,6 +48,28 @@ bool WriteSeed(const std::filesystem::path &aText, const std::filesystem::path &
     return lOutput.good();
 }
 
+bool WriteDescriptions(const std::filesystem::path &aDirectory)
+{
+    constexpr int kForms = 7, kSeeds = 8, kSize = 64;
+
+    std::mt19937 lLot;
+    bool         lIsWritten = true;
+
+    for (int lSeed = 0; lSeed < kForms * kSeeds; ++lSeed)
+    {
+        std::string lBytes(1, static_cast<char>(lSeed % kForms + lSeed / kForms % 2 * 0x80));
+
+        while (lBytes.size() < kSize)
+            lBytes += static_cast<char>(lLot() >> 24);
+
+        std::ofstream lOutput(aDirectory / ("described-" + std::to_string(lSeed)), std::ios::binary);
+
+        lOutput << lBytes;
+        lIsWritten = lOutput.good() && lIsWritten;
+    }
+    return lIsWritten;
+}
+
 } // namespace
 
 int main(int aCount, char **aWords)
@@ -56,9 +81,11 @@ int main(int aCount, char **aWords)
     }
 
     const std::filesystem::path lDirectory = aWords[2];
-    bool                        lIsWritten = true;
 
     std::filesystem::create_directories(lDirectory);
+
+    bool lIsWritten = WriteDescriptions(lDirectory);
+
     for (const auto &lEntry : std::filesystem::directory_iterator(aWords[1]))
         lIsWritten = WriteSeed(lEntry.path(), lDirectory / lEntry.path().stem()) && lIsWritten;
     return lIsWritten ? 0 : 1;
