@@ -32,7 +32,9 @@ if(ZQ_SANITIZE)
   target_link_options(zq-options INTERFACE -fsanitize=${ZQ_SANITIZE})
 endif()
 if(ZQ_FUZZ)
-  target_compile_options(zq-options INTERFACE -fsanitize=fuzzer-no-link)
+  # Coverage goes where LLVM_PROFILE_FILE says, and nowhere without.
+  target_compile_options(zq-options INTERFACE -fsanitize=fuzzer-no-link -fprofile-instr-generate=/dev/null -fcoverage-mapping)
+  target_link_options(zq-options INTERFACE -fprofile-instr-generate=/dev/null)
 endif()
 
 # zq_room(NAME SOURCES file... LINKS target... [INCLUDE dir...])
