@@ -124,21 +124,24 @@ public:
     /**
      *  See to it that the daemon's signals are received.
      *
-     *  The first controller of the process installs the message filter and its
-     *  match rule on the connection of the process-wide D-Bus instance, for all
-     *  controllers, those included whose Init was not called. There is nothing
-     *  to do while they are in place, and nothing can be done while there is no
-     *  such instance: both are a success.
+     *  One message filter and its match rule serve all controllers of the
+     *  process, those included whose Init was not called. They are put on the
+     *  connection of the process-wide D-Bus instance; when that has become
+     *  another one since the last Init, they move there. The instance that has
+     *  them is held with a reference. There is nothing to do while they are in
+     *  place, and nothing can be done while there is no such instance: both are
+     *  a success. A signal that comes while they move may be raised twice, and
+     *  one that waits on the connection that they leave is not raised.
      *
      *  Installing asks the bus and blocks until it has answered: one round trip;
      *  with a bus process that has stalled, up to the bus library's own time-out
-     *  of 25 seconds. Call it before the run loop runs, or on its thread.
+     *  of 25 seconds. May be called from any thread.
      *
      *  @param[in]  aTimeout  Not used.
      *
      *  @retval  0  Installed, or nothing to do.
-     *  @retval -1  The filter or the match rule could not be installed; a later
-     *              Init tries again.
+     *  @retval -1  The filter or the match rule could not be installed: they are
+     *              where they were, and a later Init tries again.
      */
     zqError Init(const int &aTimeout) noexcept;
 

@@ -8,13 +8,16 @@
 
 #include <zqwpanctl.h>
 
+#include <zqrefcount.h>
+
 #include <dbus/dbus.h>
 
-#include <atomic>
 #include <list>
 #include <map>
 #include <memory>
 #include <mutex>
+
+class zqDBus;
 
 namespace zq
 {
@@ -56,7 +59,8 @@ struct Registry
     std::mutex mDispatchLock;
     int        mDispatching = 0; // a slot that runs the bus dispatches inside a dispatch
 
-    std::atomic<bool> mFilterInstalled{ false };
+    std::mutex          mFilterLock;
+    zqRefCountSharedPtr mFilterBus; // whose connection has the message filter
 
     /** Made at the first call and never freed: slots of any age may still ask for it. */
     static Registry &Get();
@@ -68,6 +72,11 @@ struct Registry
 
     /** Null when nobody has asked for the interface. */
     zqWPANCtl::Interface *FindInterface(const zqString &aName);
+
+    bool HasFilter(const zqDBus &aDBus);
+
+    /** Put the filter on this bus, and take it off the one that has it. @retval 0, or -1 with nothing changed. */
+    zqError MoveFilter(zqDBus &aDBus);
 };
 
 /** Marks a dispatch for as long as it lives. */

@@ -24,39 +24,32 @@ namespace
 const char kMatchRule[]        = "type=signal,interface=com.corvanix.MeshLink";
 const char kDefaultInterface[] = "wpan0";
 
-// The filter goes with its connection. A controller that is initialised on the
-// next one has to install it anew.
-void FilterIsGone(void *) noexcept
-{
-    Registry::Get().mFilterInstalled = false;
-}
+// All that is asked of a bus.
 
-/** Ask the bus for the daemon's signals, and wait until it has agreed. */
 zqError AddMatch(zqDBus &aDBus) noexcept
 {
     const Message lMessage(zqDBus::NewMethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "AddMatch"));
     const char *const lRule = kMatchRule;
 
     if (lMessage == nullptr || !dbus_message_append_args(lMessage.get(), DBUS_TYPE_STRING, &lRule, DBUS_TYPE_INVALID))
-        return zqError_NoResources;
+        return zqError_Failed;
 
     return aDBus.PerformMethodCallWithMessage(lMessage.get(), nullptr, nullptr, DBUS_TIMEOUT_USE_DEFAULT, nullptr);
 }
 
-zqError InstallFilter(zqDBus &aDBus) noexcept
+void RemoveMatch(const zqDBus &aDBus) noexcept
 {
-    if (aDBus.AddConnectionFilter(HandleMessage, nullptr, FilterIsGone) != zqError_None)
-        return zqError_Failed;
+    dbus_bus_remove_match(aDBus.GetConnection(), kMatchRule, nullptr); // without waiting
+}
 
-    if (AddMatch(aDBus) != zqError_None)
-    {
-        // A filter left behind would be a second one after the next attempt.
-        (void)aDBus.RemoveConnectionFilter(HandleMessage, nullptr);
-        return zqError_Failed;
-    }
+zqError AddFilter(zqDBus &aDBus) noexcept
+{
+    return aDBus.AddConnectionFilter(HandleMessage, nullptr, nullptr);
+}
 
-    Registry::Get().mFilterInstalled = true;
-    return zqError_None;
+void RemoveFilter(zqDBus &aDBus) noexcept
+{
+    (void)aDBus.RemoveConnectionFilter(HandleMessage, nullptr);
 }
 
 } // namespace
@@ -94,6 +87,34 @@ zqWPANCtl::Interface *Registry::FindInterface(const zqString &aName)
     const auto                        lEntry = mInterfaces.find(aName);
 
     return lEntry != mInterfaces.end() ? lEntry->second.get() : nullptr;
+}
+
+bool Registry::HasFilter(const zqDBus &aDBus)
+{
+    const std::lock_guard<std::mutex> lLock(mFilterLock);
+
+    return mFilterBus == &aDBus;
+}
+
+zqError Registry::MoveFilter(zqDBus &aDBus)
+{
+    zqRefCountSharedPtr lOld; // released without the lock: its calls may end, and their receivers come here
+    {
+        const std::lock_guard<std::mutex> lLock(mFilterLock);
+
+        if (mFilterBus == &aDBus)
+            return zqError_None; // another thread was faster
+        if (AddFilter(aDBus) != zqError_None)
+            return zqError_Failed;
+
+        lOld = mFilterBus;
+        mFilterBus.Set(&aDBus);
+        if (lOld != nullptr)
+            RemoveFilter(static_cast<zqDBus &>(*lOld.Get()));
+    }
+    if (lOld != nullptr)
+        RemoveMatch(static_cast<const zqDBus &>(*lOld.Get()));
+    return zqError_None;
 }
 
 Dispatching::Dispatching()
@@ -140,12 +161,21 @@ zqError zqWPANCtl::Init() noexcept
 
 zqError zqWPANCtl::Init(const int & /* aTimeout */) noexcept
 {
-    zqDBus *const lDBus = zqDBus::GetGlobalDefaultInstance();
+    Registry &lRegistry = Registry::Get();
 
-    if (Registry::Get().mFilterInstalled || lDBus == nullptr)
-        return zqError_None;
+    // Once more when another bus has become the process's meanwhile.
+    for (;;)
+    {
+        const zqRefCountSharedPtr lHolder(zqDBus::GetGlobalDefaultInstance());
+        zqDBus *const             lDBus = static_cast<zqDBus *>(lHolder.Get());
 
-    return InstallFilter(*lDBus);
+        if (lDBus == nullptr || lRegistry.HasFilter(*lDBus))
+            return zqError_None;
+
+        // Before the filter moves, so that no signal is lost between the two.
+        if (AddMatch(*lDBus) != zqError_None || lRegistry.MoveFilter(*lDBus) != zqError_None)
+            return zqError_Failed;
+    }
 }
 
 zqWPANCtl::Interface *zqWPANCtl::GetInterface(const zqString &aName) noexcept

@@ -75,16 +75,6 @@ TEST(WPANCtlWithoutBus, InitHasNothingToDoThenFailsThenFollowsItsConnection)
     SystemBus().Kill();
     ASSERT_TRUE(SystemBus().Start());
     EXPECT_EQ(lController.GetInterface()->Ping(5000), -1); // not -3: only the daemon is missing
-
-    // A filter goes with its connection: that the suite below hears anything is the rest of this test.
-    std::thread(
-        [&]
-        {
-            zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance());
-            EXPECT_EQ(lController.Init(), 0);
-            zqDBus::SetGlobalDefaultInstance(nullptr);
-        })
-        .join();
 }
 
 TEST_F(WPANCtl, EverySignalReachesEveryControllerAndTheInterface)
@@ -220,6 +210,32 @@ TEST_F(WPANCtl, ASlotThatThrowsCostsOnlyItself)
     EXPECT_TRUE(mLog.Contains(4, "wpanctl: a slot threw an exception"));
 
     // The dispatch has ended all the same: the list is pruned and walked again.
+    mMeshd.Signal(FakeMeshd::Path(), "PreventSleep");
+    Settle();
+    EXPECT_EQ(lLines, (Lines{ "AllowSleep wpan0", "PreventSleep wpan0" }));
+}
+
+TEST_F(WPANCtl, SignalsFollowTheProcessWideBusAndComeOnce)
+{
+    zqDBus *const lFirst = zqDBus::GetThreadDefaultInstance();
+    Lines         lLines;
+    const auto    lConnections = Record(*sInitialised, lLines);
+
+    std::thread(
+        [&]
+        {
+            zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance());
+            std::thread lSecond([] { EXPECT_EQ(zqWPANCtl().Init(), 0); });
+            EXPECT_EQ(zqWPANCtl().Init(), 0);
+            lSecond.join();
+            mMeshd.Signal(FakeMeshd::Path(), "AllowSleep");
+            Settle();
+            EXPECT_EQ(lLines, Lines{ "AllowSleep wpan0" });
+        })
+        .join();
+
+    zqDBus::SetGlobalDefaultInstance(lFirst);
+    EXPECT_EQ(sInitialised->Init(), 0);
     mMeshd.Signal(FakeMeshd::Path(), "PreventSleep");
     Settle();
     EXPECT_EQ(lLines, (Lines{ "AllowSleep wpan0", "PreventSleep wpan0" }));
