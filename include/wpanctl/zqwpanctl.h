@@ -234,7 +234,8 @@ public:
      *  @retval  0  Done; the settings are empty.
      *  @retval -7  The lock or the dictionary of the settings could not be had.
      *              The interface raises its signals and carries commands, but can
-     *              save no settings.
+     *              save no settings. Without the lock it cannot set the supported
+     *              channels either.
      */
     zqError Init(const zqString &aPath, zqWPANCtl *aController) noexcept;
 
@@ -350,7 +351,8 @@ public:
      *  Write a property. The daemon has 8 seconds.
      *
      *  Of the properties that are saved and restored (see RestoreSettings), a
-     *  value that the daemon has accepted is saved.
+     *  value that the daemon has accepted is saved: of several, the one that was
+     *  sent last, whichever answer is handled first.
      *
      *  @param[in]  aKey    One of the zqWPANCtl::kPropertyKey constants, or
      *                      whatever else the daemon has.
@@ -376,8 +378,9 @@ public:
     // Saved settings
 
     /**
-     *  Save a value of a setting without writing it to the daemon. The string
-     *  "Empty" marks a setting that is not to be restored.
+     *  Save a value of a setting without writing it to the daemon; it counts as
+     *  the one that was sent last. The string "Empty" marks a setting that is not
+     *  to be restored.
      *
      *  @retval  0
      *  @retval -3  The interface can save no settings.
@@ -395,6 +398,13 @@ public:
      *  Runs on the dispatching thread, when the daemon has announced the
      *  interface and every slot has returned. It waits for the daemon, as the
      *  synchronous SetProperty does, once for each saved setting.
+     *
+     *  A setting that is set meanwhile is not undone. The set and the restoration
+     *  may reach the daemon in either order, so whichever of them ends last writes
+     *  the saved value once more: a set does that before it returns, or before
+     *  its completion is called. Of sets that overlap one another, on several
+     *  threads, the one that was sent last is saved, but the daemon may have taken
+     *  another one last.
      */
     void RestoreSettings() noexcept;
 
@@ -413,10 +423,12 @@ public:
      *  GetSupportedChannelsMask returns and Form respects follows when the daemon
      *  has accepted it.
      *
-     *  @retval   0  Sent; or it is the mask already, and nothing was sent.
+     *  @retval   0  Sent; or it is the mask already, and nothing was sent: the one
+     *               that was asked for last, unless that has failed, and then the
+     *               one that GetSupportedChannelsMask returns.
      *  @retval  -1  There is no process-wide connection.
-     *  @retval  -2  The value could not be made.
-     *  @retval  -3  The bus has gone.
+     *  @retval  -2  Memory is exhausted.
+     *  @retval  -3  The bus has gone; or the interface has no lock, as told at Init.
      *  @retval  -7  Memory is exhausted, or too much waits to be sent.
      */
     zqError SetSupportedChannelsMask(unsigned int aMask) noexcept;
@@ -478,16 +490,47 @@ private:
     zqError SimpleCommand(const char *aMethod, int aTimeout) noexcept;
     zqError SimpleCommand_Async(const char *aMethod, int aTimeout, const Completion &aCompletion) noexcept;
 
-    CFUSharedRef<const void *> GetSetting(const zqString &aKey) const noexcept;
+    // Every set and every restoration takes a turn when it begins.
+
+    std::uint64_t TakeTurn() noexcept;
+    zqError       StoreLocked(const zqString &aKey, CFTypeRef aValue, std::uint64_t aTurn) noexcept;
+    void          Accept(const zqString &aKey, CFTypeRef aValue, std::uint64_t aTurn) noexcept;
+    void          Restore(std::size_t aSetting) noexcept;
+
+    bool AskForMask(std::uint32_t aMask, std::uint64_t aTurn) noexcept;
+    void AnswerMask(std::uint32_t aMask, std::uint64_t aTurn, zqError anError) noexcept;
 
     zqError SetNumber(const zqString &aKey, std::int16_t aNumber) noexcept;
     zqError SetBoolean(const zqString &aKey, bool aFlag) noexcept;
 
-    zqString                             mPath;
-    [[maybe_unused]] zqWPANCtl          *mController = nullptr;
-    CFUSharedRef<CFMutableDictionaryRef> mSettings; // guarded by mSettingsLock
-    PRLock                              *mSettingsLock = nullptr;
-    std::atomic<std::uint32_t>           mSupportedChannelsMask{ 0x07FFF800 };
+    static constexpr std::size_t kNumSavedSettings = 13;
+
+    /** Of one saved setting; 0: never. */
+    struct Turns
+    {
+        std::uint64_t mSet      = 0; ///< of the value that is saved
+        std::uint64_t mRestored = 0; ///< when it was written back, or was found to have no value
+    };
+
+    /** The sets of the supported channels. */
+    struct Asked
+    {
+        std::uint32_t mMask        = 0;
+        std::uint64_t mTurn        = 0; ///< of the last one; 0: it failed, or there was none
+        std::uint64_t mAccepted    = 0; ///< of the one whose mask is the supported one
+        int           mOutstanding = 0;
+    };
+
+    zqString                    mPath;
+    [[maybe_unused]] zqWPANCtl *mController   = nullptr;
+    PRLock                     *mSettingsLock = nullptr;
+    std::atomic<std::uint32_t>  mSupportedChannelsMask{ 0x07FFF800 }; // changed under mSettingsLock
+
+    // Guarded by mSettingsLock
+    CFUSharedRef<CFMutableDictionaryRef> mSettings;
+    Turns                                mTurns[kNumSavedSettings];
+    std::uint64_t                        mLastTurn = 0;
+    Asked                                mAsked;
 };
 
 #endif // ZQWPANCTL_H

@@ -17,6 +17,8 @@
 #include <memory>
 #include <mutex>
 
+#include <prlock.h>
+
 class zqDBus;
 
 namespace zq
@@ -79,6 +81,19 @@ struct Registry
     zqError MoveFilter(zqDBus &aDBus);
 };
 
+/** Holds an interface's settings lock. */
+class ScopedLock
+{
+public:
+    explicit ScopedLock(PRLock *aLock) noexcept : mLock(aLock) { PR_Lock(mLock); }
+    ~ScopedLock() { (void)PR_Unlock(mLock); }
+    ScopedLock(const ScopedLock &)            = delete;
+    ScopedLock &operator=(const ScopedLock &) = delete;
+
+private:
+    PRLock *const mLock;
+};
+
 /** Marks a dispatch for as long as it lives. */
 class Dispatching
 {
@@ -88,9 +103,6 @@ public:
     Dispatching(const Dispatching &)            = delete;
     Dispatching &operator=(const Dispatching &) = delete;
 };
-
-/** True for a property whose value is saved, and written back to a daemon that has restarted. */
-bool IsSavedSetting(const zqString &aKey) noexcept;
 
 /** The message filter. */
 DBusHandlerResult HandleMessage(DBusConnection *aConnection, DBusMessage *aMessage, void *aContext) noexcept;

@@ -31,10 +31,11 @@ zqError zqWPANCtl::Interface::GetProperty_Private(AsyncCommandResponseHelper *aH
 
 zqError zqWPANCtl::Interface::SetProperty(const zqString &aKey, CFUSharedRef<const void *> aValue) noexcept
 {
-    const zqError lReturn = SetProperty_Private(nullptr, aKey, aValue.Get());
+    const std::uint64_t lTurn   = TakeTurn();
+    const zqError       lReturn = SetProperty_Private(nullptr, aKey, aValue.Get());
 
-    if (lReturn == zqError_None && IsSavedSetting(aKey))
-        (void)UpdateSettings(aKey, aValue);
+    if (lReturn == zqError_None)
+        Accept(aKey, aValue.Get(), lTurn);
     return lReturn;
 }
 
@@ -42,10 +43,11 @@ zqError zqWPANCtl::Interface::SetProperty_Async(const Completion &aCompletion, c
                                                 CFUSharedRef<const void *> aValue) noexcept
 try
 {
-    const Completion lCompletion = [this, aCompletion, aKey, aValue](zqError anError)
+    const std::uint64_t lTurn       = TakeTurn();
+    const Completion    lCompletion = [this, aCompletion, aKey, aValue, lTurn](zqError anError)
     {
-        if (anError == zqError_None && IsSavedSetting(aKey))
-            (void)UpdateSettings(aKey, aValue);
+        if (anError == zqError_None)
+            Accept(aKey, aValue.Get(), lTurn);
         if (aCompletion)
             aCompletion(anError);
     };
@@ -139,25 +141,62 @@ std::uint32_t zqWPANCtl::Interface::GetSupportedChannelsMask() const noexcept
     return mSupportedChannelsMask;
 }
 
+/** False when this is the mask already: the one that was asked for last, or when that failed, the supported one. */
+bool zqWPANCtl::Interface::AskForMask(std::uint32_t aMask, std::uint64_t aTurn) noexcept
+{
+    const ScopedLock lLock(mSettingsLock);
+
+    // While an earlier one is under way after the last has failed, nobody knows which mask it will be.
+    const bool          lIsKnown = mAsked.mTurn != 0 || mAsked.mOutstanding == 0;
+    const std::uint32_t lLast    = mAsked.mTurn != 0 ? mAsked.mMask : mSupportedChannelsMask.load();
+
+    if (lIsKnown && aMask == lLast)
+        return false;
+
+    if (aTurn > mAsked.mTurn)
+    {
+        mAsked.mMask = aMask;
+        mAsked.mTurn = aTurn;
+    }
+    ++mAsked.mOutstanding;
+    return true;
+}
+
+void zqWPANCtl::Interface::AnswerMask(std::uint32_t aMask, std::uint64_t aTurn, zqError anError) noexcept
+{
+    const ScopedLock lLock(mSettingsLock);
+
+    --mAsked.mOutstanding;
+    if (anError != zqError_None && mAsked.mTurn == aTurn)
+        mAsked.mTurn = 0;
+    if (anError == zqError_None && aTurn > mAsked.mAccepted)
+    {
+        mAsked.mAccepted       = aTurn;
+        mSupportedChannelsMask = aMask;
+    }
+}
+
 zqError zqWPANCtl::Interface::SetSupportedChannelsMask(unsigned int aMask) noexcept
 try
 {
-    if (aMask == mSupportedChannelsMask)
-        return zqError_None;
+    if (mSettingsLock == nullptr)
+        return zqError_WrongState;
 
     const auto lValue = CFUAdopt(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &aMask));
     if (!lValue)
         return zqError_OutOfMemory;
 
-    const auto lAccept = [this, aMask](zqError anError)
-    {
-        if (anError == zqError_None)
-            mSupportedChannelsMask = aMask;
-    };
+    const std::uint64_t lTurn   = TakeTurn();
+    const Completion    lAnswer = [this, aMask, lTurn](zqError anError) { AnswerMask(aMask, lTurn, anError); };
 
-    const zqError lReturn = SetProperty_Async(lAccept, kPropertyKeyChannelManagerSupportedChannelMask, lValue);
+    if (!AskForMask(aMask, lTurn))
+        return zqError_None;
+
+    const zqError lReturn = SetProperty_Async(lAnswer, kPropertyKeyChannelManagerSupportedChannelMask, lValue);
     if (lReturn == zqError_None)
         ZQ_LOG(zqLogLevel_Information, "wpanctl: Supported channel mask is set to 0x%08x", aMask);
+    else
+        AnswerMask(aMask, lTurn, lReturn);
     return lReturn;
 }
 catch (const std::bad_alloc &)
@@ -225,7 +264,7 @@ zqError zqWPANCtl::Interface::SetOpenThreadLogLevel(OpenThreadLogLevel aLevel) n
 zqError zqWPANCtl::Interface::GetOpenThreadLogLevel(OpenThreadLogLevel &aLevel) noexcept
 {
     CFUSharedRef<CFTypeRef> lValue;
-    std::int16_t            lLevel  = 0;
+    long long               lLevel  = 0;
     const zqError           lReturn = GetProperty(kPropertyKeyOpenThreadLogLevel, lValue);
 
     if (lReturn != zqError_None)
@@ -233,10 +272,10 @@ zqError zqWPANCtl::Interface::GetOpenThreadLogLevel(OpenThreadLogLevel &aLevel) 
     if (!CFUIsTypeID(lValue.Get(), CFNumberGetTypeID()))
         return zqError_Failed;
 
-    const bool lFits = CFNumberGetValue(static_cast<CFNumberRef>(lValue.Get()), kCFNumberSInt16Type, &lLevel);
+    const bool lFits = CFNumberGetValue(static_cast<CFNumberRef>(lValue.Get()), kCFNumberLongLongType, &lLevel);
     if (!lFits || lLevel < 0 || lLevel >= kLevelCount)
     {
-        ZQ_LOG(zqLogLevel_Notice, "wpanctl: OpenThread:LogLevel returned invalid value %d", lLevel);
+        ZQ_LOG(zqLogLevel_Notice, "wpanctl: OpenThread:LogLevel returned invalid value %lld", lLevel);
         return zqError_Failed;
     }
 

@@ -8,25 +8,19 @@
 #include <zqlog.h>
 
 #include <algorithm>
-#include <array>
-
-#include <prlock.h>
 
 #define ZQ_LOG_COMPONENT "wpanctl"
 #define ZQ_LOG_FILE "zqwpanctl"
 
-namespace zq
-{
-namespace WPAN
-{
+using namespace zq::WPAN;
 
 namespace
 {
 
-/** In the order in which they are written back. */
-const std::array<CFStringRef, 13> &SavedSettings() noexcept
+/** Those that are written back to a daemon that has restarted, in the order in which they are. */
+const auto &SavedSettings() noexcept
 {
-    static const std::array<CFStringRef, 13> sKeys = {
+    static const CFStringRef sKeys[] = {
         __CFStringMakeConstantString(kPropertyJamEnable),
         __CFStringMakeConstantString(kPropertyJamRssiThreshold),
         __CFStringMakeConstantString(kPropertyJamWindow),
@@ -51,32 +45,43 @@ CFStringRef Empty() noexcept
     return sEmpty;
 }
 
-class ScopedLock
-{
-public:
-    explicit ScopedLock(PRLock *aLock) noexcept : mLock(aLock) { PR_Lock(mLock); }
-    ~ScopedLock() { (void)PR_Unlock(mLock); }
-    ScopedLock(const ScopedLock &)            = delete;
-    ScopedLock &operator=(const ScopedLock &) = delete;
-
-private:
-    PRLock *const mLock;
-};
-
-} // namespace
-
-bool IsSavedSetting(const zqString &aKey) noexcept
+/** The index among them; their number for a property that is none of them. */
+std::size_t FindSavedSetting(const zqString &aKey) noexcept
 {
     const auto &lKeys = SavedSettings();
 
-    return std::any_of(lKeys.begin(), lKeys.end(),
-                       [&](CFStringRef aSaved) { return CFEqual(aSaved, aKey.GetAsCFString()) != 0; });
+    return static_cast<std::size_t>(std::find_if(std::begin(lKeys), std::end(lKeys),
+                                                 [&](CFStringRef aSaved)
+                                                 { return CFEqual(aSaved, aKey.GetAsCFString()) != 0; }) -
+                                    std::begin(lKeys));
 }
 
-} // namespace WPAN
-} // namespace zq
+} // namespace
 
-using namespace zq::WPAN;
+std::uint64_t zqWPANCtl::Interface::TakeTurn() noexcept
+{
+    if (mSettingsLock == nullptr)
+        return 0;
+
+    const ScopedLock lLock(mSettingsLock);
+    return ++mLastTurn;
+}
+
+zqError zqWPANCtl::Interface::StoreLocked(const zqString &aKey, CFTypeRef aValue, std::uint64_t aTurn) noexcept
+{
+    const std::size_t lSetting = FindSavedSetting(aKey);
+
+    if (!mSettings)
+        return zqError_WrongState;
+
+    CFDictionarySetValue(mSettings.Get(), aKey.GetAsCFString(), aValue);
+    if (CFDictionaryGetValue(mSettings.Get(), aKey.GetAsCFString()) != aValue)
+        return zqError_NoResources;
+
+    if (lSetting < kNumSavedSettings)
+        mTurns[lSetting].mSet = aTurn;
+    return zqError_None;
+}
 
 zqError zqWPANCtl::Interface::UpdateSettings(const zqString &aKey, CFUSharedRef<const void *> aValue) noexcept
 {
@@ -86,36 +91,66 @@ zqError zqWPANCtl::Interface::UpdateSettings(const zqString &aKey, CFUSharedRef<
         return zqError_WrongState;
 
     const ScopedLock lLock(mSettingsLock);
-    if (!mSettings)
-        return zqError_WrongState;
-
-    CFDictionarySetValue(mSettings.Get(), aKey.GetAsCFString(), aValue.Get());
-    return CFDictionaryGetValue(mSettings.Get(), aKey.GetAsCFString()) == aValue.Get() ? zqError_None
-                                                                                       : zqError_NoResources;
+    return StoreLocked(aKey, aValue.Get(), ++mLastTurn);
 }
 
-CFUSharedRef<const void *> zqWPANCtl::Interface::GetSetting(const zqString &aKey) const noexcept
+// A set that the daemon has accepted, and the restoration of the same setting,
+// come by different connections: when they were under way at once, nobody knows
+// which of them the daemon has taken last. The one that ends last writes the
+// saved value again.
+
+void zqWPANCtl::Interface::Accept(const zqString &aKey, CFTypeRef aValue, std::uint64_t aTurn) noexcept
 {
-    if (mSettingsLock == nullptr)
-        return nullptr;
+    const std::size_t lSetting       = FindSavedSetting(aKey);
+    bool              lIsOverwritten = false;
 
-    const ScopedLock lLock(mSettingsLock);
+    if (lSetting == kNumSavedSettings || mSettingsLock == nullptr)
+        return;
 
-    return CFURetain(CFDictionaryGetValue(mSettings.Get(), aKey.GetAsCFString()));
+    {
+        const ScopedLock lLock(mSettingsLock);
+
+        if (aTurn > mTurns[lSetting].mSet)
+            (void)StoreLocked(aKey, aValue, aTurn);
+        lIsOverwritten = aTurn < mTurns[lSetting].mRestored;
+    }
+    if (lIsOverwritten)
+        Restore(lSetting);
+}
+
+void zqWPANCtl::Interface::Restore(std::size_t aSetting) noexcept
+{
+    const zqString lKey(SavedSettings()[aSetting]);
+
+    for (bool lIsNewest = false; !lIsNewest;)
+    {
+        CFUSharedRef<CFTypeRef> lValue;
+        std::uint64_t           lTurn = 0;
+        {
+            const ScopedLock lLock(mSettingsLock);
+
+            lValue = CFURetain(mSettings ? CFDictionaryGetValue(mSettings.Get(), lKey.GetAsCFString()) : nullptr);
+            lTurn  = mTurns[aSetting].mSet;
+        }
+        if (lValue && !CFEqual(lValue.Get(), Empty()))
+        {
+            ZQ_LOG(zqLogLevel_Information, "wpanctl: Restoring wpan property \"%s\"", lKey.GetAsUTFArray());
+            (void)SetProperty_Private(nullptr, lKey, lValue.Get());
+        }
+
+        const ScopedLock lLock(mSettingsLock);
+
+        lIsNewest = mTurns[aSetting].mSet == lTurn;
+        if (lIsNewest)
+            mTurns[aSetting].mRestored = ++mLastTurn;
+    }
 }
 
 void zqWPANCtl::Interface::RestoreSettings() noexcept
 {
-    for (const CFStringRef lSaved : SavedSettings())
-    {
-        const zqString                lKey(lSaved);
-        const CFUSharedRef<CFTypeRef> lValue = GetSetting(lKey);
+    static_assert(sizeof SavedSettings() / sizeof SavedSettings()[0] == kNumSavedSettings, "a turn for each");
 
-        if (!lValue || CFEqual(lValue.Get(), Empty()))
-            continue;
-
-        ZQ_LOG(zqLogLevel_Information, "wpanctl: Restoring wpan property \"%s\"", lKey.GetAsUTFArray());
-        (void)SetProperty(lKey, lValue);
-    }
+    for (std::size_t lSetting = 0; mSettingsLock != nullptr && lSetting < kNumSavedSettings; ++lSetting)
+        Restore(lSetting);
     ZQ_LOG(zqLogLevel_Information, "wpanctl: Restored all saved settings on meshd");
 }

@@ -5,6 +5,8 @@
 
 #include "wpanctlfixture.h"
 
+#include <thread>
+
 namespace
 {
 
@@ -113,7 +115,8 @@ TEST_F(WPANCtl, TypedOperationsWriteAndReadTheirProperties)
     }
     EXPECT_EQ(lLevel, Level::Informational);
     EXPECT_EQ(mLog.Count("wpanctl: OpenThread:LogLevel returned invalid value ", 3), 3U);
-    EXPECT_TRUE(mLog.Contains(3, "wpanctl: OpenThread:LogLevel returned invalid value 8"));
+    for (const char *lNumber : { "8", "-1", "65536" })
+        EXPECT_TRUE(mLog.Contains(3, std::string("wpanctl: OpenThread:LogLevel returned invalid value ") + lNumber));
 
     mMeshd.ClearScripts();
     for (const auto &lRow : { std::pair("spinel", Type::Spinel), std::pair("silabs_tmsp", Type::SilabsTMSP),
@@ -129,6 +132,13 @@ TEST_F(WPANCtl, TheChannelMaskFollowsTheDaemon)
     const auto kAll  = mInterface->GetSupportedChannelsMask();
     const auto kLine = "wpanctl: Supported channel mask is set to 0x";
 
+    const auto lSettle = [&]
+    {
+        zqError lDone = -999; // replies come in order
+        ASSERT_EQ(mInterface->Leave_Async([&](zqError anError) { lDone = anError; }), 0);
+        ASSERT_TRUE(PumpUntil([&] { return lDone == 0; }));
+    };
+
     EXPECT_EQ(mInterface->SetSupportedChannelsMask(kAll), 0);
     EXPECT_EQ(mMeshd.GetCalls().size() + mLog.Count(kLine, 2), 0U);
     for (const std::uint32_t lMask : { 0x1800U, kAll })
@@ -137,14 +147,20 @@ TEST_F(WPANCtl, TheChannelMaskFollowsTheDaemon)
         for (const int lCalls : { 1, 2 })
         {
             EXPECT_EQ(mInterface->SetSupportedChannelsMask(lMask), 0);
-            zqError lDone = -999; // replies come in order
-            ASSERT_EQ(mInterface->Leave_Async([&](zqError anError) { lDone = anError; }), 0);
-            ASSERT_TRUE(PumpUntil([&] { return lDone == 0; }));
+            lSettle();
             EXPECT_EQ(mInterface->GetSupportedChannelsMask() == lMask, lCalls == 2); // the daemon refused it first
         }
     }
     EXPECT_EQ(mLog.Count(std::string(kLine) + "00001800", 2), 2U);
     EXPECT_EQ(Writes(mMeshd).front(), "('ChannelManager:SupportedChannelMask', <6144>)");
+
+    // What counts before an answer is the mask that was asked for last.
+    for (const std::uint32_t lMask : { 0x1800U, 0x1800U, kAll, kAll, 0x1800U, kAll })
+        EXPECT_EQ(mInterface->SetSupportedChannelsMask(lMask), 0);
+    lSettle();
+    EXPECT_EQ(Writes(mMeshd).size(), 4U);
+    EXPECT_EQ(mInterface->GetSupportedChannelsMask(), kAll);
+    EXPECT_EQ(mMeshd.GetProperty("ChannelManager:SupportedChannelMask"), "uint32 134215680");
 }
 
 TEST_F(WPANCtl, ADaemonThatHasRestartedGetsItsSettingsBack)
@@ -166,11 +182,13 @@ TEST_F(WPANCtl, ADaemonThatHasRestartedGetsItsSettingsBack)
     };
     zqWPANCtl::Interface &lInterface = *sInitialised->GetInterface("wpan4"); // no other test has set anything on it
     Lines                 lExpected;
+    const auto            lEarlier     = Str("earlier");
     int                   lOutstanding = 0;
 
     mMeshd.AddInterface("wpan4");
     mMeshd.AddInterface("nobody-asked");
     // In another order than they are restored in, through both forms.
+    mMeshd.Script("SetProp", Answer::Value("(0,)"));
     for (auto lSetting = kSettings.rbegin(); lSetting != kSettings.rend(); ++lSetting)
     {
         mMeshd.Script("GetProp", Answer::Value(std::string("(0, <") + lSetting->second + ">)"));
@@ -178,13 +196,14 @@ TEST_F(WPANCtl, ADaemonThatHasRestartedGetsItsSettingsBack)
         ASSERT_EQ(lInterface.GetProperty("any", lValue), 0); // the value's text as a value
         const auto lComplete = [&](zqError anError) { lOutstanding -= anError == 0 ? 1 : 1000; };
         const bool lIsSync   = lExpected.size() % 2 != 0;
-        lOutstanding += lIsSync ? 0 : 1;
-        EXPECT_EQ(lIsSync ? lInterface.SetProperty(lSetting->first, lValue)
-                          : lInterface.SetProperty_Async(lComplete, lSetting->first, lValue),
-                  0);
+        ++lOutstanding;
+        EXPECT_EQ(lInterface.SetProperty_Async(lComplete, lSetting->first, lIsSync ? lEarlier : lValue), 0);
+        EXPECT_TRUE(!lIsSync || lInterface.SetProperty(lSetting->first, lValue) == 0); // its answer is handled first
         lExpected.insert(lExpected.begin(), std::string("('") + lSetting->first + "', <" + lSetting->second + ">)");
     }
     ASSERT_TRUE(PumpUntil([&] { return lOutstanding == 0; }));
+
+    mMeshd.ClearScripts();
 
     // What the daemon refuses, and what is none of the settings, is not saved.
     EXPECT_EQ(lInterface.SetProperty("Thread:DeviceMode", Str("x")), -1);
@@ -210,6 +229,45 @@ TEST_F(WPANCtl, ADaemonThatHasRestartedGetsItsSettingsBack)
         EXPECT_EQ(mLog.Count("wpanctl: meshd signaling interface nobody-asked added, restoring saved settings", 2), 1U);
         EXPECT_GE(mLog.Count("wpanctl: Restored all saved settings on meshd", 2), 1U);
         EXPECT_EQ(mMeshd.GetProperty("quil:PAW:DestAddress", "wpan4"), "'fd00::1'");
+    }
+}
+
+// The loop's thread writes the saved value back while the application sets another one.
+TEST_F(WPANCtl, ASetThatMeetsARestorationIsNotUndone)
+{
+    const char *const     kKey       = "ChannelManager:Delay";
+    zqWPANCtl::Interface &lInterface = *sInitialised->GetInterface("wpan5");
+    const std::string     lPath      = FakeMeshd::Path("wpan5");
+
+    mMeshd.AddInterface("wpan5");
+    Settle();
+    ASSERT_EQ(lInterface.SetProperty(kKey, Number(1)), 0);
+    for (const bool lIsSentFirst : { true, false })
+    {
+        const std::string lExpected = lIsSentFirst ? "uint16 2" : "uint16 3";
+        int               lAnswered = 0;
+
+        SCOPED_TRACE(lExpected);
+        mMeshd.ClearCalls();
+        mMeshd.Script("SetProp", Answer::Held(), lPath, lIsSentFirst ? 2 : 1); // the restoration's comes last
+        EXPECT_TRUE(!lIsSentFirst || lInterface.SetProperty_Async([&](zqError) { ++lAnswered; }, kKey, Number(2)) == 0);
+
+        std::thread lApplication(
+            [&]
+            {
+                EXPECT_TRUE(WaitUntil([&] { return mMeshd.CountCalls("SetProp") == (lIsSentFirst ? 2U : 1U); }));
+                EXPECT_TRUE(lIsSentFirst || lInterface.SetProperty(kKey, Number(3)) == 0);
+                mMeshd.ReleaseHeld();
+            });
+        mMeshd.AddInterface("wpan5");
+        Settle();
+        lApplication.join();
+        EXPECT_TRUE(PumpUntil([&] { return !lIsSentFirst || lAnswered == 1; }));
+        EXPECT_EQ(mMeshd.GetProperty(kKey, "wpan5"), lExpected);
+
+        mMeshd.AddInterface("wpan5"); // as it says itself after a restart
+        Settle();
+        EXPECT_EQ(mMeshd.GetProperty(kKey, "wpan5"), lExpected);
     }
 }
 
