@@ -189,8 +189,9 @@ public:
  *               with an error or with a status other than 0, or its reply cannot
  *               be read.
  *  @retval  -3  The bus has gone.
- *  @retval  -5  An argument is not valid, as told with each of them; or the
- *               interface's name cannot be part of an object path.
+ *  @retval  -5  An argument is not valid, as told with each of them; a text is
+ *               empty, as a zqString is that was made of a string with a NUL
+ *               inside; or the interface's name cannot be part of an object path.
  *  @retval  -7  Memory is exhausted, or too much waits to be sent.
  *  @retval -16  No answer within the time-out, or the daemon left before it answered.
  *

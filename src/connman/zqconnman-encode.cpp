@@ -5,13 +5,15 @@
 
 #include "zqconnman-private.h"
 
+#include <zqstring.h>
+
 namespace
 {
 
 // libdbus refuses deeper messages; a dictionary that holds itself must end somewhere.
 constexpr int kMaximumDepth = 16;
 
-zqError AppendEntry(DBusMessageIter *anIterator, const char *aName, CFTypeRef aValue, int aDepth);
+zqError AppendValue(DBusMessageIter *anIterator, CFTypeRef aValue, int aDepth);
 
 /** Open a container, let @a anAppend fill it, and close it; nothing of it stays when that fails. */
 template <typename F>
@@ -48,7 +50,13 @@ zqError AppendText(DBusMessageIter *anIterator, const char *aText)
 
 zqError AppendString(DBusMessageIter *anIterator, CFStringRef aString)
 {
-    return AppendText(anIterator, zq::ConnMan::UTF8Text(aString).Get());
+    const zqString lText(aString);
+    const bool     isWhole = !lText.IsEmpty() || CFStringGetLength(aString) == 0;
+
+    // A zqString does without a text that C would end early, at a NUL inside.
+    ZQ_REQUIRE(isWhole, zqError_InvalidArgument);
+
+    return AppendText(anIterator, lText.GetAsUTFArray());
 }
 
 zqError AppendBasicVariant(DBusMessageIter *anIterator, int aType, const void *aValue)
@@ -103,12 +111,15 @@ zqError AppendDictionary(DBusMessageIter *anIterator, CFDictionaryRef aDictionar
     const auto lAppendEntry = [&](DBusMessageIter *anArray, const void *aKey, const void *aValue) -> zqError
     {
         ZQ_REQUIRE(CFUIsTypeID(aKey, CFStringGetTypeID()), zqError_InvalidArgument);
-
-        const zq::ConnMan::UTF8Text lKey(static_cast<CFStringRef>(aKey));
+        ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
 
         return AppendContainer(anArray, DBUS_TYPE_DICT_ENTRY, nullptr,
                                [&](DBusMessageIter *anEntry)
-                               { return AppendEntry(anEntry, lKey.Get(), aValue, aDepth + 1); });
+                               {
+                                   const zqError lReturn = AppendString(anEntry, static_cast<CFStringRef>(aKey));
+
+                                   return lReturn == zqError_None ? AppendValue(anEntry, aValue, aDepth + 1) : lReturn;
+                               });
     };
 
     const auto lAppendEntries = [&](DBusMessageIter *anArray)
@@ -188,20 +199,15 @@ zqError AppendValue(DBusMessageIter *anIterator, CFTypeRef aValue, int aDepth)
     return zqError_InvalidArgument;
 }
 
-zqError AppendEntry(DBusMessageIter *anIterator, const char *aName, CFTypeRef aValue, int aDepth)
+} // namespace
+
+zqError zqDBusCFAppendPropertyEntry(DBusMessageIter *anIterator, const char *aName, CFTypeRef aValue)
 {
     ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
 
     const zqError lReturn = AppendText(anIterator, aName);
 
-    return lReturn == zqError_None ? AppendValue(anIterator, aValue, aDepth) : lReturn;
-}
-
-} // namespace
-
-zqError zqDBusCFAppendPropertyEntry(DBusMessageIter *anIterator, const char *aName, CFTypeRef aValue)
-{
-    return AppendEntry(anIterator, aName, aValue, 0);
+    return lReturn == zqError_None ? AppendValue(anIterator, aValue, 0) : lReturn;
 }
 
 zqError zqDBusCFAppendPropertyDictionary(DBusMessageIter *anIterator, CFDictionaryRef aDictionary)

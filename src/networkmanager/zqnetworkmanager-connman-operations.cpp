@@ -22,6 +22,18 @@ namespace ConnMan
 namespace
 {
 
+/** False, with an assertion, for what is no property's name. A zqString is empty for a string that C would end early.
+ */
+bool IsName(const CFUSharedRef<CFStringRef> &aKey)
+{
+    ZQ_REQUIRE(aKey != NULL, false);
+
+    const zqString lKey(aKey);
+
+    ZQ_REQUIRE(!lKey.IsEmpty(), false);
+    return true;
+}
+
 // The one technology that takes so long to power up that nobody can wait for it.
 const char kAsynchronousTechnology[] = "Cellular";
 
@@ -94,7 +106,8 @@ zqError Manager::ServiceRemove(const Service &aService)
 zqError Manager::ServiceSetProperty(const Service &aService, const CFUSharedRef<CFStringRef> &aKey,
                                     const CFUSharedRef<const void *> &aValue)
 {
-    ZQ_REQUIRE(aKey != NULL, zqError_InvalidArgument);
+    if (!IsName(aKey))
+        return zqError_InvalidArgument;
     ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
 
     if (aService.IsType(CFURetain(kServiceTypeLoWPAN)).Get() == kCFBooleanTrue &&
@@ -127,7 +140,8 @@ zqError Manager::ServicePermitJoin(const CFUSharedRef<const void *> &aValue)
 
 zqError Manager::ServiceClearProperty(const Service &aService, const CFUSharedRef<CFStringRef> &aKey)
 {
-    ZQ_REQUIRE(aKey != NULL, zqError_InvalidArgument);
+    if (!IsName(aKey))
+        return zqError_InvalidArgument;
 
     const zqString lKey(aKey);
     const zqString lPath(aService.GetPath());
@@ -163,7 +177,8 @@ zqError Manager::IsTechnologyProvisioned(const CFUSharedRef<CFStringRef> &aTechn
 zqError Manager::TechnologySetProperty(const Technology &aTechnology, const CFUSharedRef<CFStringRef> &aKey,
                                        const CFUSharedRef<const void *> &aValue)
 {
-    ZQ_REQUIRE(aKey != NULL, zqError_InvalidArgument);
+    if (!IsName(aKey))
+        return zqError_InvalidArgument;
     ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
 
     const zqString lName(aTechnology.GetName());
@@ -189,7 +204,8 @@ zqError Manager::CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aP
 
 zqError Manager::ManagerSetProperty(const CFUSharedRef<CFStringRef> &aKey, const CFUSharedRef<const void *> &aValue)
 {
-    ZQ_REQUIRE(aKey != NULL, zqError_InvalidArgument);
+    if (!IsName(aKey))
+        return zqError_InvalidArgument;
     ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
 
     // The copy held here must not run ahead of the daemon.

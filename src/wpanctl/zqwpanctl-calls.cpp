@@ -28,9 +28,10 @@ bool IsNoReply(const char *anErrorName) noexcept
 
 zqError AppendText(DBusMessageIter *anIterator, const char *aText) noexcept
 {
-    // libdbus ends the process for anything else.
-    if (!dbus_validate_utf8(aText, nullptr))
-        return zqError_InvalidArgument;
+    // Empty is what a zqString keeps of a string that C would end early; libdbus ends the process for no UTF-8.
+    ZQ_REQUIRE(aText[0] != 0, zqError_InvalidArgument);
+    ZQ_REQUIRE(dbus_validate_utf8(aText, NULL), zqError_InvalidArgument);
+
     return dbus_message_iter_append_basic(anIterator, DBUS_TYPE_STRING, &aText) ? zqError_None : zqError_NoResources;
 }
 

@@ -69,14 +69,13 @@ protected:
 TEST_F(AgentTest, ARequestIsHeldUntilItIsAnswered)
 {
     const auto          lValues      = MakeDictionary({ { "Passphrase", "topsecret" } });
-    const auto          lUnsupported = MakeDictionary({});
+    const auto          lUnsupported = MakeDictionary({ { "Passphrase", { "topsecret\0", 10 } } });
     const std::uint32_t lTicket      = Ask();
 
     EXPECT_EQ(mDelegate.mEvents, Events{ "ServiceRequestInput " + kA +
                                          " {Passphrase: {Type: psk, Requirement: mandatory, Alternates: [WPS]}}" });
 
     // None of these answers it.
-    CFDictionarySetValue(lUnsupported.Get(), CFSTR("SSID"), CFUAdopt(CFDataCreate(nullptr, nullptr, 0)).Get());
     EXPECT_EQ(Complete(kB), zqError_NotFound);
     EXPECT_TRUE(mLog.Contains("ASSERT: connman: mInput.Matches(aPath)", 4));
     EXPECT_EQ(mConnMan.ServiceCancelInput(kB.c_str()), 0);

@@ -131,6 +131,8 @@ TEST_F(CallsTest, ValuesArriveWithTheTypesOfTheTable)
         { Number<SInt64>(kCFNumberCFIndexType, 1), nullptr },
         { lOuter, "{'In': <{'Method': <'manual'>}>, 'PrefixLength': <byte 0x18>}" },
         { MakeDictionary({}), "@a{sv} {}" },
+        { MakeDictionary({ { { "a\0b", 3 }, "value" } }), nullptr },
+        { MakeString({ "a\0b", 3 }), nullptr },
         { StringArray({ "192.0.2.1", "192.0.2.2" }), "['192.0.2.1', '192.0.2.2']", true },
         { StringArray({}), "@as []", true },
         { lLists, "{'Servers': <['a', 'b']>}", true },

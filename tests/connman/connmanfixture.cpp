@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "cfvalues.h"
+
 namespace zq::Test
 {
 
@@ -14,7 +16,7 @@ std::string DescribeAndRelease(CFDictionaryRef aDictionary)
 
 CFUSharedRef<CFStringRef> MakeString(const std::string &aText)
 {
-    return CFUAdopt(CFStringCreateWithCString(nullptr, aText.c_str(), kCFStringEncodingUTF8));
+    return Str(aText);
 }
 
 CFUSharedRef<CFMutableDictionaryRef> MakeDictionary(const std::vector<std::pair<std::string, std::string>> &anEntries)

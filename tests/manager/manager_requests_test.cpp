@@ -270,7 +270,14 @@ TEST_F(Requests, EachIsRefusedAtOnceWithoutItsArgumentsAndWithoutTheDaemon)
     EXPECT_EQ(GetManager().TechnologySetProperty(*mWiFi, kKey, nullptr), -5);
     EXPECT_EQ(GetManager().ManagerSetProperty(nullptr, kTrue), -5);
     EXPECT_EQ(GetManager().ManagerSetProperty(kKey, nullptr), -5);
+    for (const String &lEmptied : { Str({ "a\0b", 3 }), Str("") })
+        EXPECT_EQ(GetManager().ServiceSetProperty(*mHome, lEmptied, kTrue) +
+                      GetManager().ServiceClearProperty(*mHome, lEmptied) +
+                      GetManager().TechnologySetProperty(*mWiFi, lEmptied, kTrue) +
+                      GetManager().ManagerSetProperty(lEmptied, kTrue),
+                  4 * -5);
     EXPECT_EQ(mLog.Count("aKey != __null", 4), 4U);
+    EXPECT_EQ(mLog.Count("!lKey.IsEmpty()", 4), 8U);
     EXPECT_EQ(mLog.Count("aValue != __null", 4), 3U);
     EXPECT_EQ(mConnMan.GetCalls().size(), 0U);
 

@@ -5,7 +5,8 @@ namespace zq::Test
 
 String Str(const std::string &aText)
 {
-    return CFUAdopt(CFStringCreateWithCString(nullptr, aText.c_str(), kCFStringEncodingUTF8));
+    return CFUAdopt(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8 *>(aText.data()),
+                                            static_cast<CFIndex>(aText.size()), kCFStringEncodingUTF8, false));
 }
 
 Value Number(std::int64_t aValue)

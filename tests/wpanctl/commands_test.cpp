@@ -52,16 +52,15 @@ zqError Outcome(const Forms &aForms, Interface &anInterface, zqError &aSent)
 
 TEST_F(WPANCtl, EveryCommandReachesTheDaemonWithItsArguments)
 {
-    const double kHalf   = 0.5;
-    const auto   kDouble = CFUAdopt(CFNumberCreate(nullptr, kCFNumberDoubleType, &kHalf));
-    const auto   kData   = CFUAdopt(CFDataCreate(nullptr, kBytes, 3));
-    const auto   kNoData = CFUAdopt(CFDataCreate(nullptr, nullptr, 0));
-    const auto   kNull   = CFUAdopt(
-            CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8 *>("a\0b"), 3, kCFStringEncodingUTF8, false));
-    const auto kArray   = Strings({ "x" });
-    const auto kMixed   = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    const auto kMap     = Dict({ { CFSTR("k"), kMixed } });
-    const auto kEndless = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    const double kHalf    = 0.5;
+    const auto   kDouble  = CFUAdopt(CFNumberCreate(nullptr, kCFNumberDoubleType, &kHalf));
+    const auto   kData    = CFUAdopt(CFDataCreate(nullptr, kBytes, 3));
+    const auto   kNoData  = CFUAdopt(CFDataCreate(nullptr, nullptr, 0));
+    const auto   kNull    = Str({ "a\0b", 3 });
+    const auto   kArray   = Strings({ "x" });
+    const auto   kMixed   = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    const auto   kMap     = Dict({ { CFSTR("k"), kMixed } });
+    const auto   kEndless = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
 
     CFArrayAppendValue(kMixed.Get(), kArray.Get());
     CFArrayAppendValue(kMixed.Get(), kCFBooleanTrue);
@@ -84,6 +83,7 @@ TEST_F(WPANCtl, EveryCommandReachesTheDaemonWithItsArguments)
           "[byte 0xfd, 0x00, 0xff, 0xff, 0x05, 0x06, 0x07, 0x08])" },
         { Both(FORMS(Form), zqString("net"), short(11), 0x7FFU, kBytes), nullptr, "" },
         { Both(FORMS(Form), zqString("net"), short(11), 0x800U, nullptr), nullptr, "" },
+        { Both(FORMS(Form), zqString(kNull), short(11), 0x800U, kBytes), nullptr, "" },
         { Both(FORMS(BeginNetWake), 255), "BeginNetWake", "(byte 0xff, uint32 0)" },
         { Both(FORMS(BeginNetWake), 256), nullptr, "" },
         { Both(FORMS(BeginNetWake), -1), nullptr, "" },
@@ -119,6 +119,7 @@ TEST_F(WPANCtl, EveryCommandReachesTheDaemonWithItsArguments)
         { Set(kEndless), nullptr, "" },
         { Set(kNull), nullptr, "" },
         { Set(nullptr), nullptr, "" },
+        { Both(FORMS(SetProperty), zqString(kNull), Value(kArray)), nullptr, "" },
     };
 
     mMeshd.Script("SetProp", Answer::Value("(0,)"));
