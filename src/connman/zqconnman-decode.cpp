@@ -110,8 +110,8 @@ zqError zqDBusCFDecode(DBusMessage *aMessage, const zqDBusCFForm &aForm, CFUShar
 {
     DBusMessageIter lIterator;
 
-    if (!ZQ_CHECK_MESSAGE(dbus_message_has_signature(aMessage, aForm.mSignature), aForm.mWhat))
-        return zqError_InvalidArgument;
+    if (!ZQ_CHECK(dbus_message_has_signature(aMessage, aForm.mSignature)))
+        return Report(aForm.mWhat, zqError_InvalidArgument);
 
     (void)dbus_message_iter_init(aMessage, &lIterator);
 
@@ -122,8 +122,8 @@ zqError zqDBusCFDecode(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, C
 {
     ZQ_REQUIRE(anIterator != NULL, zqError_InvalidArgument);
 
-    if (!ZQ_CHECK_MESSAGE(HasNameAndValue(anIterator), aForm.mWhat))
-        return zqError_InvalidArgument;
+    if (!ZQ_CHECK(HasNameAndValue(anIterator)))
+        return Report(aForm.mWhat, zqError_InvalidArgument);
 
     return DecodeDictionary(anIterator, aForm, aResult);
 }
