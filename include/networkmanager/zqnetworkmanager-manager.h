@@ -205,22 +205,26 @@ public:
      *  Ask each of those interfaces whether it is ready for the host's sleep,
      *  without waiting for the answers, each of which comes within 5 seconds on
      *  the loop's thread. One that says that it is leaves the names; so does
-     *  one whose failure to answer is the fifth in a row, counted over all
-     *  interfaces. There is no event: look at the names again.
+     *  one whose failure is the fifth in a row, counted over all interfaces:
+     *  that it did not answer, or that it could not even be asked, which counts
+     *  at once. There is no event: look at the names again.
      *
      *  @code
+     *  // Every few seconds while the host would like to sleep
      *  zqStringArray lNames;
-     *  (void)lManager->QuerySleepPreventers();
-     *  // ... some seconds later
-     *  if (lManager->GetSleepPreventers(lNames) == 0 && lNames.IsEmpty())
+     *  zqError       lError = lManager->GetSleepPreventers(lNames);
+     *
+     *  if (lError == zqError_None && lNames.IsEmpty())
      *      Suspend();
+     *  else if ((lError = lManager->QuerySleepPreventers()) != zqError_None)
+     *      Report(lError); // and go on: it counts as a failure, of which the fifth lets the host sleep
      *  @endcode
      *
      *  @retval   0  Each was asked; or there is none.
-     *  @retval  -3  The manager is not initialised.
+     *  @retval  -3  The manager is not initialised, and nobody was asked.
      *  @retval -27  The manager has no such interfaces.
-     *  @returns why the first one could not be asked otherwise: -1, -2, -3 or -7.
-     *           The others were asked all the same.
+     *  @returns why the first one could not be asked otherwise: -1, -2, -3 (the
+     *           bus has gone) or -7. The others were asked all the same.
      */
     virtual zqError QuerySleepPreventers();
 

@@ -74,17 +74,37 @@ zqError Manager::GetSleepPreventers(zqStringArray &aNames)
 
 zqError Manager::QuerySleepPreventers()
 {
-    zqStringArray lNames;
-    zqError       lReturn = mWPANCtl != nullptr ? GetSleepPreventers(lNames) : zqError_WrongState;
+    zqError  lReturn = zqError_None;
+    zqString lName;
 
-    for (int lIndex = 0; lIndex < lNames.GetNumElements(); ++lIndex)
+    if (mWPANCtl == nullptr)
+        return zqError_WrongState;
+
+    // One name after the other needs no memory, without which nobody would be asked.
+    while (NextSleepPreventer(lName))
     {
-        const zqError lError = QueryOkToSleep(lNames.GetElement(lIndex));
+        const zqError lError = QueryOkToSleep(lName);
 
+        // One that cannot be asked has not answered, or it would keep the host awake for ever.
+        if (lError != zqError_None)
+            HandleWPANDidGetOkToSleepProperty(lName, lError, zqWPANCtl::kPropertyKeyIsOKToSleep, nullptr);
         if (lReturn == zqError_None)
             lReturn = lError;
     }
     return lReturn;
+}
+
+/** Put the next name of the order in the place of this one; false after the last. */
+bool Manager::NextSleepPreventer(zqString &aName)
+{
+    const std::lock_guard<std::mutex> lLock(mSleepLock);
+    const auto                        lNext = mSleepPreventers.upper_bound(aName);
+
+    if (lNext == mSleepPreventers.end())
+        return false;
+
+    aName = *lNext;
+    return true;
 }
 
 zqError Manager::QueryOkToSleep(const zqString &anInterface) noexcept
@@ -115,11 +135,15 @@ void Manager::HandleWPANDidGetOkToSleepProperty(const zqString &anInterface, zqE
 {
     if (anError != zqError_None)
     {
-        ++mOkToSleepFailures;
+        std::int32_t lFailures = 0;
+        {
+            const std::lock_guard<std::mutex> lLock(mSleepLock);
+            lFailures = ++mOkToSleepFailures;
+        }
         ZQ_LOG(zqLogLevel_Information,
                "network manager: wpan interface \"%s\" failed to reply to GetProperty(\"IsOkToSleep\") in %d attempts",
-               anInterface.GetAsUTFArray(), mOkToSleepFailures);
-        if (mOkToSleepFailures < kMaximumOkToSleepFailures)
+               anInterface.GetAsUTFArray(), lFailures);
+        if (lFailures < kMaximumOkToSleepFailures)
             return;
 
         HandleWPANCtlAllowSleep(anInterface);
@@ -133,8 +157,11 @@ void Manager::HandleWPANDidGetOkToSleepProperty(const zqString &anInterface, zqE
     const bool lIsOk = IsTrue(aValue);
     if (lIsOk)
         HandleWPANCtlAllowSleep(anInterface);
-    mOkToSleepFailures = 0;
-    mOkToSleepRetries  = 0;
+    {
+        const std::lock_guard<std::mutex> lLock(mSleepLock);
+        mOkToSleepFailures = 0;
+        mOkToSleepRetries  = 0;
+    }
     ZQ_LOG(zqLogLevel_Information, "network manager: wpan interface \"%s\" is %sok to sleep",
            anInterface.GetAsUTFArray(), lIsOk ? "" : "not ");
 }

@@ -178,16 +178,17 @@ private:
 
     zqError ServicePermitJoin(const CFUSharedRef<const void *> &aValue);
 
+    bool    NextSleepPreventer(zqString &aName);
     zqError QueryOkToSleep(const zqString &anInterface) noexcept;
     void    ForgetSleep();
 
     zqConnMan                  mConnMan;
     std::unique_ptr<zqWPANCtl> mWPANCtl;
-    std::mutex                 mSleepLock; // of the names alone; nothing is called with it held
+    std::mutex                 mSleepLock; // of the names and the counts; nothing is called with it held
     std::set<zqString>         mSleepPreventers;
-    std::shared_ptr<void>      mAnswers; // while an answer to a query may touch this manager
     std::int32_t               mOkToSleepRetries  = 0;
     std::int32_t               mOkToSleepFailures = 0;
+    std::shared_ptr<void>      mAnswers;              // while an answer to a query may touch this manager
     std::atomic<bool>          mInitialized{ false }; // cleared under the properties lock
 
     /** How far the client's load of the daemon that is there has got, as its reports tell. */

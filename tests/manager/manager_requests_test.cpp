@@ -449,6 +449,22 @@ TEST_F(Sleep, TheFifthFailureAndEveryLaterOneAllowsIt)
     ASSERT_TRUE(WaitForPreventers({ "wpan0", "wpan1" }));
     EXPECT_TRUE(Ask(Failure(8)));
     EXPECT_TRUE(WaitForPreventers({ "wpan1" }));
+
+    // Who cannot even be asked has failed, too: without a bus the host would never sleep.
+    mLog.Clear();
+    EXPECT_TRUE(Ask("is not ok to sleep", "wpan1"));
+    SystemBus().Kill();
+    ASSERT_TRUE(mLog.WaitFor("dbus: the bus is gone", 3));
+    for (int lAttempt = 1; lAttempt <= 5; ++lAttempt)
+    {
+        EXPECT_TRUE(WaitForPreventers({ "wpan1" }));
+        EXPECT_EQ(GetManager().QuerySleepPreventers(), -3);
+        EXPECT_EQ(mLog.Count("wpan interface \"wpan1\" " + Failure(lAttempt), 2), 1U);
+    }
+    EXPECT_TRUE(WaitForPreventers({}));
+    EXPECT_EQ(GetManager().QuerySleepPreventers(), 0);
+    mManager.reset();
+    ASSERT_TRUE(SystemBus().Start());
 }
 
 TEST_F(Sleep, AnyAnswerStartsTheCountAgainAndOnlyTrueAllowsIt)
