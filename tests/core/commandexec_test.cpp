@@ -109,19 +109,23 @@ TEST_F(CommandExec, TheArgumentsArriveUnchanged)
               0);
 }
 
-TEST_F(CommandExec, OnlyTheFirstThreeDescriptorsAreInherited)
+TEST_F(CommandExec, OnlyTheOutputsAreInherited)
 {
-    const int lLow  = open("/dev/null", O_RDONLY); // not close-on-exec
+    const int lLow  = open("/dev/zero", O_RDONLY); // not close-on-exec
     const int lHigh = fcntl(lLow, F_DUPFD, 200);
+    const int lIn   = dup(0);
 
     ASSERT_GT(lLow, 2);
     ASSERT_GE(lHigh, 200);
-    EXPECT_EQ(RunShell("for d in 0 1 2; do test -e /proc/$$/fd/$d || exit 1; done;"
+    ASSERT_EQ(dup2(lLow, 0), 0);
+    EXPECT_EQ(RunShell("test $(readlink /proc/$$/fd/0) = /dev/null || exit 3;"
+                       "for d in 1 2; do test -e /proc/$$/fd/$d || exit 1; done;"
                        "for d; do test ! -e /proc/$$/fd/$d || exit 2; done",
                        { std::to_string(lLow).c_str(), std::to_string(lHigh).c_str() }),
               0);
-    (void)close(lLow);
-    (void)close(lHigh);
+    ASSERT_EQ(dup2(lIn, 0), 0);
+    for (const int lDescriptor : { lIn, lLow, lHigh })
+        (void)close(lDescriptor);
 }
 
 TEST_F(CommandExec, SignalsAndEnvironmentAreAsTheProgramExpects)

@@ -14,8 +14,8 @@
  *  Run a program with an argument vector (never through a shell) and yield its
  *  exit status. The calling thread blocks until the program has ended.
  *
- *  The program inherits the descriptors 0, 1 and 2 and no others, and the
- *  environment. No signal is blocked or ignored in it.
+ *  The program reads from /dev/null. It inherits the descriptors 1 and 2 and no
+ *  others, and the environment. No signal is blocked or ignored in it.
  *
  *  May be called from any thread. The application must not ignore SIGCHLD, nor
  *  wait for children that are not its own: the exit status is lost then.

@@ -5,6 +5,7 @@
 #include <memory>
 #include <new>
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,7 +41,7 @@ private:
     std::unique_ptr<char *[]>   mPointers;
 };
 
-/** What the program is started with: a clean set of signals and no descriptor but the first three. */
+/** What the program is started with: a clean set of signals, nothing to read, and no descriptor but the outputs. */
 class SpawnSettings
 {
 public:
@@ -59,6 +60,7 @@ public:
     SpawnSettings(const SpawnSettings &)            = delete;
     SpawnSettings &operator=(const SpawnSettings &) = delete;
 
+    /** Fails for want of memory alone. */
     bool Init() noexcept
     {
         sigset_t lNone;
@@ -67,6 +69,7 @@ public:
         (void)sigemptyset(&lNone);
         (void)sigfillset(&lAll);
         return mHasActions && mHasAttributes &&
+               posix_spawn_file_actions_addopen(&mActions, STDIN_FILENO, "/dev/null", O_RDONLY, 0) == 0 &&
                posix_spawn_file_actions_addclosefrom_np(&mActions, STDERR_FILENO + 1) == 0 &&
                posix_spawnattr_setsigmask(&mAttributes, &lNone) == 0 &&
                posix_spawnattr_setsigdefault(&mAttributes, &lAll) == 0 &&
@@ -135,7 +138,7 @@ zqError zqCommandExec(const zqString &aPath, const zqStringArray &aArguments, in
     zqError        lReturn = lArguments.Init(aPath, aArguments);
 
     if (lReturn == zqError_None)
-        lReturn = lSettings.Init() ? ErrorOfSpawn(lSettings.Spawn(lChild, lArguments.Get())) : zqError_Failed;
+        lReturn = lSettings.Init() ? ErrorOfSpawn(lSettings.Spawn(lChild, lArguments.Get())) : zqError_OutOfMemory;
     if (lReturn == zqError_None)
         lReturn = WaitFor(lChild, aStatus);
     return lReturn;
