@@ -133,13 +133,16 @@ public:
      *  For an application to call when the service has connected; nothing calls
      *  it by itself. The device's script does the work
      *  (Utilities::IPRulesAndRoutes), and the calling thread blocks until it has
-     *  ended. A step that fails ends the operation; those before it stay.
+     *  ended. A step that fails ends the operation; those before it stay. While
+     *  the application ignores SIGCHLD the first step seems to fail, though it is
+     *  done: how the script ended is lost.
      *
      *  @retval   0
      *  @retval  -1  The service has no IPv4 address, or Wi-Fi no gateway
-     *               (nothing was run); or the script failed.
+     *               (nothing was run); or the script failed, or seems to.
      *  @retval  -2  Memory is exhausted.
-     *  @retval  -5  It is neither a Wi-Fi nor a cellular service; nothing was run.
+     *  @retval  -5  It is neither a Wi-Fi nor a cellular service, or an address
+     *               holds a NUL; nothing was run.
      */
     zqError CreatePolicyRouteTable() const;
 
@@ -148,7 +151,7 @@ public:
      *  still has the address. Blocks as CreatePolicyRouteTable.
      *
      *  @retval   0
-     *  @retval  -1  The script failed.
+     *  @retval  -1  The script failed, or seems to.
      *  @retval  -2  Memory is exhausted.
      *  @retval  -5  It is neither a Wi-Fi nor a cellular service; nothing was run.
      */

@@ -14,7 +14,8 @@
 #include <zqexport.h>
 #include <zqstring.h>
 
-/** What is known of an interface. A function fills in what it learns and leaves the rest as it is. */
+/** What is known of an interface. A function fills in what it learns and leaves the rest as it is; all of it when it
+ * fails. */
 struct zqNetworkInterface
 {
     zqString mInterfaceName; ///< the kernel's name, such as "wlan0"
@@ -44,7 +45,8 @@ ZQ_EXPORT int zqGetHostName(char *aName, int aLength);
  *  @param[in]  aHostName  A name to resolve, or a dotted quad.
  *
  *  @retval   0
- *  @retval  -4  The name cannot be resolved, or the kernel knows no such neighbour.
+ *  @retval  -2  Memory is exhausted.
+ *  @retval  -4  The name is null or cannot be resolved, or the kernel knows no such neighbour.
  *  @retval  -7  There is no socket.
  */
 ZQ_EXPORT int mac_address_from_hostname(char *aHostName, zqNetworkInterface &anInterface);
@@ -56,6 +58,8 @@ ZQ_EXPORT int mac_address_from_hostname(char *aHostName, zqNetworkInterface &anI
  *
  *  @retval   0
  *  @retval  -1  There is no such interface, or the name is null.
+ *  @retval  -2  Memory is exhausted.
+ *  @retval  -5  The name is not UTF-8.
  *  @retval  -7  There is no socket.
  */
 ZQ_EXPORT int zqGetInterfaceInfoFromName(zqNetworkInterface &anInterface, const char *aName);
@@ -63,16 +67,20 @@ ZQ_EXPORT int zqGetInterfaceInfoFromName(zqNetworkInterface &anInterface, const 
 /**
  *  As zqGetInterfaceInfoFromName; without a name, what identifies the device.
  *
- *  That is what mac_address_from_hostname yields for its host name, otherwise
- *  for its host name with ".local" appended; otherwise the name, the MAC and the
- *  IP address of the first interface that is up, can broadcast and has an IPv4
- *  address.
+ *  That is what mac_address_from_hostname yields for its host name; when that is
+ *  -4, for its host name with ".local" appended; when that is -4 too, the name,
+ *  the MAC and the IP address of the first interface that is up, can broadcast,
+ *  has an IPv4 address and can be asked.
  *
  *  @param[in]  aName  May be null.
  *
  *  @retval   0
- *  @retval  -1  The host name cannot be had, or an interface cannot be asked.
- *  @retval  -4  There is no such interface, or the list of them cannot be had.
+ *  @retval  -1  There is no interface of the name; or without one: the host name
+ *               cannot be had, or the interface that was asked last has gone.
+ *  @retval  -2  Memory is exhausted.
+ *  @retval  -4  Without a name: there is no such interface, or the list of them
+ *               cannot be had.
+ *  @retval  -5  The name is not UTF-8.
  *  @retval  -6  The host name cannot be had.
  *  @retval  -7  There is no socket.
  */

@@ -4,8 +4,9 @@
  *    one call each; and a routing table of its own for a service.
  *
  *  These functions have no state, run on the caller's thread, and may be called
- *  from any thread and from inside an observer callback. A null reference is
- *  allowed wherever one is taken: it is logged, and the answer is false or -5.
+ *  from any thread and from inside an observer callback. A null manager or text
+ *  is allowed wherever one is taken: it is logged, and the answer is false, -5
+ *  for the manager, and -17 for the type of a technology.
  */
 
 #ifndef ZQNETWORKMANAGER_UTILITIES_H
@@ -31,11 +32,11 @@ ZQ_EXPORT bool IsString(const CFUSharedRef<CFStringRef> &aFirst, const CFUShared
 // Technologies. A question about a type is about the first technology of that
 // type, such as kTechnologyTypeWiFi, and its answer is false when there is none.
 
-/** True when the technology is powered, as the connection manager reported last. */
+/** True when the technology is powered, as the connection manager reported last; that it never did is logged. */
 ZQ_EXPORT bool GetTechnologyEnabled(Manager *aManager, const Technology &aTechnology);
 ZQ_EXPORT bool GetTechnologyEnabled(Manager *aManager, const CFUSharedRef<CFStringRef> &aTechnology);
 
-/** True when one of the technology's services is connected, as the connection manager reported last. */
+/** The same for whether one of the technology's services is connected. */
 ZQ_EXPORT bool GetTechnologyConnected(Manager *aManager, const Technology &aTechnology);
 ZQ_EXPORT bool GetTechnologyConnected(Manager *aManager, const CFUSharedRef<CFStringRef> &aTechnology);
 
@@ -43,7 +44,7 @@ ZQ_EXPORT bool GetTechnologyConnected(Manager *aManager, const CFUSharedRef<CFSt
  *  Switch the first technology of a type on or off.
  *
  *  @retval   -5  The manager is null.
- *  @retval  -17  There is no technology of the type.
+ *  @retval  -17  There is no technology of the type, or the type is null.
  *  @returns what Manager::TechnologySetEnabled returns otherwise; -22 when it is in that state already.
  */
 ZQ_EXPORT zqError SetTechnologyEnabled(Manager *aManager, const CFUSharedRef<CFStringRef> &aTechnology, bool anEnabled);
@@ -52,7 +53,7 @@ ZQ_EXPORT zqError SetTechnologyEnabled(Manager *aManager, const CFUSharedRef<CFS
  *  Start a scan with the first technology of a type; its outcome is an event.
  *
  *  @retval   -5  The manager is null.
- *  @retval  -17  There is no technology of the type.
+ *  @retval  -17  There is no technology of the type, or the type is null.
  *  @returns what Manager::TechnologyScan returns otherwise.
  */
 ZQ_EXPORT zqError TechnologyScan(Manager *aManager, const CFUSharedRef<CFStringRef> &aTechnology);
@@ -61,7 +62,7 @@ ZQ_EXPORT zqError TechnologyScan(Manager *aManager, const CFUSharedRef<CFStringR
 // "service_" and the bytes of the service's name, each as two upper-case
 // hexadecimal digits: "service_486F6D65" for "Home".
 
-/** True for a Wi-Fi service with such a provision. */
+/** True for a Wi-Fi service with such a provision; false also for a null service, and when memory is exhausted. */
 ZQ_EXPORT bool IsServiceProvisionedWiFi(Manager *aManager, zqSharedPtr<Service> aService);
 
 /**
@@ -71,6 +72,7 @@ ZQ_EXPORT bool IsServiceProvisionedWiFi(Manager *aManager, zqSharedPtr<Service> 
  *  @param[out]  aService  Left alone unless the result is 0.
  *
  *  @retval    0
+ *  @retval   -2  Memory is exhausted.
  *  @retval   -5  The manager is null.
  *  @retval  -17  There is none.
  *  @returns what Manager::GetServices fails with otherwise.
@@ -82,15 +84,21 @@ ZQ_EXPORT zqError GetNonIdleServiceProvisionedWiFi(Manager *aManager, zqSharedPt
  *  /corvanix/sbin/networking-ip-rules.
  *
  *  Each operation is one run of the script with an action and options, without
- *  a shell between: values reach it as they are. The calling thread blocks
- *  until the script has ended. A null value is left out, but for the table,
- *  which is required. Source, destination and gateway are IPv4 addresses;
- *  a destination may also be a network ("10.0.0.0/24") or "default".
+ *  a shell between: values reach it as they are, unchecked. The script is given
+ *  nothing to read. The calling thread blocks until it has ended. A null value
+ *  is left out, but for the table, which is required. Source, destination and
+ *  gateway are meant to be IPv4 addresses; a destination may also be a network
+ *  ("10.0.0.0/24") or "default".
+ *
+ *  The application must not ignore SIGCHLD, nor wait for children that are not
+ *  its own: the script runs then, but how it ended is lost, and the result is -1.
  *
  *  @retval   0  The script ended with the status 0.
- *  @retval  -1  It ended with another one, by a signal, or could not be run.
+ *  @retval  -1  It ended with another one, by a signal, or could not be run; or
+ *               its status was lost. Logged.
  *  @retval  -2  Memory is exhausted; nothing was run.
- *  @retval  -5  The table is null, or a value is not UTF-8; nothing was run.
+ *  @retval  -5  The table is null, or a value is not UTF-8; logged, and nothing
+ *               was run.
  */
 class ZQ_EXPORT IPRulesAndRoutes
 {
@@ -112,7 +120,8 @@ public:
      */
     static int GetNetmaskPrefixLength(in_addr aNetmask);
 
-    /** The network of a host, such as "192.168.1.0/24"; empty when the address or the mask is none. */
+    /** The network of a host, such as "192.168.1.0/24"; empty when the address or the mask is none, or when memory is
+     * exhausted. */
     static zqString GetNetworkAddress(zqString aHostAddress, zqString aNetmask);
 };
 

@@ -1,5 +1,7 @@
 #include <zqhost.h>
 
+#include "zqnetworkmanager-utilities-text.h"
+
 #include <zqerror.h>
 #include <zqlog.h>
 
@@ -20,13 +22,14 @@
 
 #define ZQ_LOG_COMPONENT "zqHost"
 
+using zq::NetworkManager::Utilities::MakeText;
+
 namespace
 {
 
 const int kNameTooLong   = -6;
 const int kHostNameSize  = 1024;
 const int kFormatSize    = 512;
-const int kAddressSize   = 64;
 const int kResolveBuffer = 1024;
 
 const char kLocalDomain[] = ".local";
@@ -55,23 +58,33 @@ private:
     int mDescriptor;
 };
 
-zqString FormatMAC(const sockaddr &aHardware)
+/** A hardware address as it is told. @retval 0, or -2. */
+zqError FormatMAC(const sockaddr &aHardware, zqString &aMAC)
 {
     const auto *lBytes = reinterpret_cast<const unsigned char *>(aHardware.sa_data);
     char        lText[kFormatSize];
 
     (void)PR_snprintf(lText, sizeof lText, "%02x%02x%02x%02x%02x%02x", lBytes[0], lBytes[1], lBytes[2], lBytes[3],
                       lBytes[4], lBytes[5]);
-    return lText;
+    return MakeText(lText, aMAC);
 }
 
-zqString FormatIP(const sockaddr_in &aProtocol)
+/** The same of a protocol address. */
+zqError FormatIP(const sockaddr_in &aProtocol, zqString &anIP)
 {
     const auto *lBytes = reinterpret_cast<const unsigned char *>(&aProtocol.sin_addr);
     char        lText[kFormatSize];
 
     (void)PR_snprintf(lText, sizeof lText, "%d.%d.%d.%d", lBytes[0], lBytes[1], lBytes[2], lBytes[3]);
-    return lText;
+    return MakeText(lText, anIP);
+}
+
+/** What was found is told whole, or not at all. */
+int Yield(int aResult, const zqNetworkInterface &aFound, zqNetworkInterface &anInterface)
+{
+    if (aResult == 0)
+        anInterface = aFound;
+    return aResult;
 }
 
 /** @returns false when the name is neither a dotted quad nor resolved. */
@@ -152,15 +165,14 @@ int FindByList(zqNetworkInterface &anInterface)
         if (!IsCandidate(*lEntry))
             continue;
 
-        lReturn = zqGetInterfaceInfoFromName(anInterface, lEntry->ifa_name);
+        zqNetworkInterface lFound = anInterface;
+
+        lReturn = zqGetInterfaceInfoFromName(lFound, lEntry->ifa_name);
 
         if (lReturn == 0)
         {
-            char lText[kAddressSize];
-
-            anInterface.mIPAddress = inet_ntop(
-                AF_INET, &reinterpret_cast<const sockaddr_in *>(lEntry->ifa_addr)->sin_addr, lText, sizeof lText);
-            break;
+            lReturn = FormatIP(*reinterpret_cast<const sockaddr_in *>(lEntry->ifa_addr), lFound.mIPAddress);
+            return Yield(lReturn, lFound, anInterface);
         }
     }
     return lReturn;
@@ -203,9 +215,12 @@ int mac_address_from_hostname(char *aHostName, zqNetworkInterface &anInterface)
         return zqError_Missing;
     }
 
-    anInterface.mMACAddress = FormatMAC(lRequest.arp_ha);
-    anInterface.mIPAddress  = FormatIP(lProtocol);
-    return 0;
+    zqNetworkInterface lFound  = anInterface;
+    zqError            lReturn = FormatMAC(lRequest.arp_ha, lFound.mMACAddress);
+
+    if (lReturn == 0)
+        lReturn = FormatIP(lProtocol, lFound.mIPAddress);
+    return Yield(lReturn, lFound, anInterface);
 }
 
 int zqGetInterfaceInfoFromName(zqNetworkInterface &anInterface, const char *aName)
@@ -222,14 +237,15 @@ int zqGetInterfaceInfoFromName(zqNetworkInterface &anInterface, const char *aNam
     (void)strncpy(lRequest.ifr_name, aName, sizeof lRequest.ifr_name - 1);
     lRequest.ifr_addr.sa_family = AF_INET;
 
-    const int lReturn = lSocket.Ask(SIOCGIFHWADDR, &lRequest);
+    if (lSocket.Ask(SIOCGIFHWADDR, &lRequest) == -1)
+        return zqError_Failed;
 
-    if (lReturn == -1)
-        return lReturn;
+    zqNetworkInterface lFound  = anInterface;
+    zqError            lReturn = MakeText(aName, lFound.mInterfaceName);
 
-    anInterface.mInterfaceName = aName;
-    anInterface.mMACAddress    = FormatMAC(lRequest.ifr_hwaddr);
-    return 0;
+    if (lReturn == 0)
+        lReturn = FormatMAC(lRequest.ifr_hwaddr, lFound.mMACAddress);
+    return Yield(lReturn, lFound, anInterface);
 }
 
 int zqGetInterfaceInfo(zqNetworkInterface &anInterface, const char *aName)

@@ -1,9 +1,12 @@
 #include <zqnetworkmanager-utilities.h>
 
+#include "zqnetworkmanager-utilities-text.h"
+
 #include <zqcommandexec.h>
 #include <zqlog.h>
 
-#include <string>
+#include <cstdio>
+#include <cstring>
 
 #include <arpa/inet.h>
 
@@ -35,13 +38,10 @@ struct Run
 
 zqError AppendArgument(zqStringArray &aArguments, const char *aText)
 {
-    const zqString lText(aText);
+    zqString      lText;
+    const zqError lReturn = Utilities::MakeText(aText, lText);
 
-    // What cannot be passed on must not become an empty value.
-    if (lText.IsEmpty() && *aText != '\0')
-        return zqError_InvalidArgument;
-
-    return aArguments.Append(lText);
+    return lReturn == 0 ? aArguments.Append(lText) : lReturn;
 }
 
 zqError GetArguments(const Run &aRun, zqStringArray &aArguments)
@@ -70,22 +70,56 @@ zqError GetArguments(const Run &aRun, zqStringArray &aArguments)
 zqError RunScript(const Run &aRun)
 {
     zqStringArray lArguments;
+    zqString      lScript;
     int           aExitCode = -1;
 
     if (!ZQ_CHECK_TEXT(aRun.mAction != NULL, "aAction") || !ZQ_CHECK_TEXT(aRun.mTable != NULL, "aRoutingTable"))
         return zqError_InvalidArgument;
 
-    const zqError lReturn = GetArguments(aRun, lArguments);
+    zqError lReturn = Utilities::MakeText(kScript, lScript);
+
+    if (lReturn == 0)
+        lReturn = GetArguments(aRun, lArguments);
 
     if (lReturn != 0)
         return lReturn;
 
-    // Only the exit status counts, and it is none when the script did not run.
-    (void)zqCommandExec(kScript, lArguments, aExitCode);
+    // Otherwise only the exit status counts, and it is none when the script did not run.
+    if (zqCommandExec(lScript, lArguments, aExitCode) == zqError_OutOfMemory)
+        return zqError_OutOfMemory;
     ZQ_REQUIRE((aExitCode == 0), zqError_Failed);
 
     return zqError_None;
 }
+
+/** The network of a host, such as "10.0.0.0/24"; empty when the address or the mask is none. */
+class NetworkText
+{
+public:
+    NetworkText(const zqString &aHostAddress, const zqString &aNetmask)
+    {
+        in_addr lAddress;
+        in_addr lMask;
+
+        ZQ_LOG(zqLogLevel_Detail, "GetNetworkAddress aNetmask is %s", aNetmask.GetAsUTFArray());
+        ZQ_LOG(zqLogLevel_Detail, "GetNetworkAddress aHostAddress is %s", aHostAddress.GetAsUTFArray());
+
+        if (inet_aton(aHostAddress.GetAsUTFArray(), &lAddress) == 0 || inet_aton(aNetmask.GetAsUTFArray(), &lMask) == 0)
+            return;
+
+        lAddress.s_addr &= lMask.s_addr;
+        (void)inet_ntop(AF_INET, &lAddress, mText, sizeof mText);
+
+        const std::size_t lLength = strlen(mText);
+        (void)snprintf(mText + lLength, sizeof mText - lLength, "/%d",
+                       Utilities::IPRulesAndRoutes::GetNetmaskPrefixLength(lMask));
+    }
+
+    const char *Get() const { return mText; }
+
+private:
+    char mText[INET_ADDRSTRLEN + sizeof "/32"] = "";
+};
 
 } // namespace
 
@@ -130,20 +164,7 @@ int IPRulesAndRoutes::GetNetmaskPrefixLength(in_addr aNetmask)
 
 zqString IPRulesAndRoutes::GetNetworkAddress(zqString aHostAddress, zqString aNetmask)
 {
-    in_addr lAddress;
-    in_addr lMask;
-    char    lText[INET_ADDRSTRLEN];
-
-    ZQ_LOG(zqLogLevel_Detail, "GetNetworkAddress aNetmask is %s", aNetmask.GetAsUTFArray());
-    ZQ_LOG(zqLogLevel_Detail, "GetNetworkAddress aHostAddress is %s", aHostAddress.GetAsUTFArray());
-
-    if (inet_aton(aHostAddress.GetAsUTFArray(), &lAddress) == 0 || inet_aton(aNetmask.GetAsUTFArray(), &lMask) == 0)
-        return zqString();
-
-    lAddress.s_addr &= lMask.s_addr;
-
-    return zqString(inet_ntop(AF_INET, &lAddress, lText, sizeof lText)) + "/" +
-           std::to_string(GetNetmaskPrefixLength(lMask)).c_str();
+    return NetworkText(aHostAddress, aNetmask).Get();
 }
 
 } // namespace Utilities
@@ -178,12 +199,15 @@ const PolicyTable *FindPolicyTable(const Service &aService)
     return nullptr;
 }
 
-/** An entry that is a string; null when there is none. */
-CFStringRef GetEntry(CFDictionaryRef aDictionary, CFStringRef aKey)
+/** An entry that is a string. @retval 0, -1 when there is none, or -5 as MakeText. */
+zqError GetEntry(const CFUSharedRef<CFDictionaryRef> &aDictionary, CFStringRef aKey, zqString &aText)
 {
-    const void *const lValue = CFDictionaryGetValue(aDictionary, aKey);
+    const void *const lValue = aDictionary != nullptr ? CFDictionaryGetValue(aDictionary.Get(), aKey) : nullptr;
 
-    return CFUIsTypeID(lValue, CFStringGetTypeID()) ? static_cast<CFStringRef>(lValue) : nullptr;
+    if (!CFUIsTypeID(lValue, CFStringGetTypeID()))
+        return zqError_Failed;
+
+    return Utilities::MakeText(static_cast<CFStringRef>(lValue), aText);
 }
 
 } // namespace
@@ -195,33 +219,34 @@ zqError Service::CreatePolicyRouteTable() const
     if (lTable == nullptr)
         return zqError_InvalidArgument;
 
-    const auto        lIPv4          = GetAddresses(CFURetain(kServicePropertyIPv4));
-    const CFStringRef lAddressEntry  = lIPv4 != nullptr ? GetEntry(lIPv4.Get(), kIPPropertyAddress) : nullptr;
-    const CFStringRef lGatewayEntry  = lIPv4 != nullptr ? GetEntry(lIPv4.Get(), kIPPropertyGateway) : nullptr;
-    const bool        lLacksAGateway = lTable->mHasGateway && lGatewayEntry == nullptr;
+    const auto lIPv4 = GetAddresses(CFURetain(kServicePropertyIPv4));
+    zqString   lAddress;
+    zqString   lGateway;
+    zqString   lNetmask;
+    zqError    lReturn = GetEntry(lIPv4, kIPPropertyAddress, lAddress);
 
-    if (lAddressEntry == nullptr || lLacksAGateway)
-        return zqError_Failed;
+    if (lReturn == 0 && lTable->mHasGateway)
+        lReturn = GetEntry(lIPv4, kIPPropertyGateway, lGateway);
 
-    const zqString lAddress(lAddressEntry);
-    const zqString lGateway(lGatewayEntry);
-    zqError        lReturn = IPRulesAndRoutes::AddIPRule(lAddress.GetAsUTFArray(), nullptr, lTable->mTable);
+    if (lReturn == 0 && GetEntry(lIPv4, kIPPropertyNetmask, lNetmask) == zqError_InvalidArgument)
+        lReturn = zqError_InvalidArgument;
+
+    if (lReturn == 0)
+        lReturn = IPRulesAndRoutes::AddIPRule(lAddress.GetAsUTFArray(), nullptr, lTable->mTable);
 
     if (lReturn == 0)
         lReturn =
             IPRulesAndRoutes::AddIPRoute(nullptr, "default", lTable->mHasGateway ? lGateway.GetAsUTFArray() : nullptr,
                                          lTable->mInterface, lTable->mTable, true);
 
-    const zqString lNetmask(GetEntry(lIPv4.Get(), kIPPropertyNetmask));
-
     if (lReturn != 0 || !lTable->mHasGateway || lNetmask.IsEmpty())
         return lReturn;
 
-    const zqString lNetwork = IPRulesAndRoutes::GetNetworkAddress(lAddress, lNetmask);
+    const NetworkText lNetwork(lAddress, lNetmask);
 
-    ZQ_LOG(zqLogLevel_Detail, "networkAddress is %s", lNetwork.GetAsUTFArray());
+    ZQ_LOG(zqLogLevel_Detail, "networkAddress is %s", lNetwork.Get());
 
-    return IPRulesAndRoutes::AddIPRoute(lAddress.GetAsUTFArray(), lNetwork.GetAsUTFArray(), nullptr, lTable->mInterface,
+    return IPRulesAndRoutes::AddIPRoute(lAddress.GetAsUTFArray(), lNetwork.Get(), nullptr, lTable->mInterface,
                                         lTable->mTable, false);
 }
 

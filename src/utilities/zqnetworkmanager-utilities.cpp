@@ -3,6 +3,9 @@
 #include <zqlog.h>
 
 #include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
 
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-utilities"
@@ -43,28 +46,55 @@ bool GetFlag(Manager *aManager, const CFUSharedRef<CFStringRef> &aTechnology,
     return aManager->ManagerLookupTechnology(aTechnology, lTechnology) == 0 && GetFlag(aManager, *lTechnology, aGetter);
 }
 
-zqString GetProvisionIdentifier(const zqString &aName)
+bool IsWiFi(const zqSharedPtr<Service> &aService)
 {
-    zqString lIdentifier("service_");
-    char     lDigits[sizeof "FF"];
-
-    for (const char *lByte = aName.GetAsUTFArray(); *lByte != '\0'; ++lByte)
-    {
-        (void)snprintf(lDigits, sizeof lDigits, "%02X", static_cast<unsigned char>(*lByte));
-        lIdentifier += lDigits;
-    }
-    return lIdentifier;
+    return aService != nullptr && aService->IsType(CFURetain(kTechnologyTypeWiFi)).Get() == kCFBooleanTrue;
 }
 
-bool HasProvision(Manager &aManager, const zqString &anIdentifier)
+/** {"ProvisionIdentifier": "service_" and the name's bytes}; null when memory is exhausted. */
+CFUSharedRef<CFDictionaryRef> CreateMatching(const zqString &aName)
 {
-    zqSharedPtr<Provision> lProvision;
-    const void            *lKey      = kServicePropertyProvisionIdentifier;
-    const void            *lValue    = anIdentifier.GetAsCFString();
-    const auto             lMatching = CFUAdopt(CFDictionaryCreate(
-                    kCFAllocatorDefault, &lKey, &lValue, 1, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    static const char kPrefix[] = "service_";
 
-    return aManager.ManagerLookupProvision(lMatching, lProvision) == 0;
+    const char *const             lName   = aName.GetAsUTFArray();
+    const std::size_t             lLength = strlen(lName);
+    const std::unique_ptr<char[]> lText(new (std::nothrow) char[sizeof kPrefix + 2 * lLength]);
+
+    if (lText == nullptr)
+        return nullptr;
+
+    (void)memcpy(lText.get(), kPrefix, sizeof kPrefix);
+    for (std::size_t i = 0; i < lLength; i++)
+        (void)snprintf(&lText[sizeof kPrefix - 1 + 2 * i], sizeof "FF", "%02X", static_cast<unsigned char>(lName[i]));
+
+    const auto lIdentifier =
+        CFUAdopt(CFStringCreateWithCString(kCFAllocatorDefault, lText.get(), kCFStringEncodingUTF8));
+    const void *lKey   = kServicePropertyProvisionIdentifier;
+    const void *lValue = lIdentifier.Get();
+
+    ZQ_LOG(zqLogLevel_Detail, "Trying to find provision matching service %s (with identifier %s).", lName, lText.get());
+
+    return lIdentifier != nullptr
+               ? CFUAdopt(CFDictionaryCreate(kCFAllocatorDefault, &lKey, &lValue, 1, &kCFTypeDictionaryKeyCallBacks,
+                                             &kCFTypeDictionaryValueCallBacks))
+               : nullptr;
+}
+
+/** Find the provision of a Wi-Fi service. @retval 0, -2, or -17 when there is none. */
+zqError FindProvision(Manager &aManager, const Service &aService)
+{
+    const zqString         lName(aService.GetName());
+    const auto             lMatching = CreateMatching(lName);
+    zqSharedPtr<Provision> lProvision;
+
+    if (lMatching == nullptr)
+        return zqError_OutOfMemory;
+
+    const zqError lReturn = aManager.ManagerLookupProvision(lMatching, lProvision);
+
+    if (lReturn == 0)
+        ZQ_LOG(zqLogLevel_Detail, "Provision corresponding to service %s found.", lName.GetAsUTFArray());
+    return lReturn;
 }
 
 } // namespace
@@ -117,25 +147,9 @@ zqError TechnologyScan(Manager *aManager, const CFUSharedRef<CFStringRef> &aTech
 
 bool IsServiceProvisionedWiFi(Manager *aManager, zqSharedPtr<Service> aService)
 {
-    const bool lIsWiFi =
-        aService != nullptr && aService->IsType(CFURetain(kTechnologyTypeWiFi)).Get() == kCFBooleanTrue;
-
     ZQ_REQUIRE(aManager != NULL, false);
 
-    if (!lIsWiFi)
-        return false;
-
-    const zqString lName(aService->GetName());
-    const zqString lIdentifier = GetProvisionIdentifier(lName);
-
-    ZQ_LOG(zqLogLevel_Detail, "Trying to find provision matching service %s (with identifier %s).",
-           lName.GetAsUTFArray(), lIdentifier.GetAsUTFArray());
-
-    if (!HasProvision(*aManager, lIdentifier))
-        return false;
-
-    ZQ_LOG(zqLogLevel_Detail, "Provision corresponding to service %s found.", lName.GetAsUTFArray());
-    return true;
+    return IsWiFi(aService) && FindProvision(*aManager, *aService) == 0;
 }
 
 zqError GetNonIdleServiceProvisionedWiFi(Manager *aManager, zqSharedPtr<Service> &aService)
@@ -149,9 +163,12 @@ zqError GetNonIdleServiceProvisionedWiFi(Manager *aManager, zqSharedPtr<Service>
 
     for (int i = 0, lCount = lServices.GetNumElements(); i < lCount; i++)
     {
-        const auto lService = lServices.GetElement(i);
+        const auto    lService = lServices.GetElement(i);
+        const zqError lError   = IsWiFi(lService) ? FindProvision(*aManager, *lService) : zqError(zqError_NotFound);
 
-        if (!IsServiceProvisionedWiFi(aManager, lService))
+        if (lError == zqError_OutOfMemory)
+            return lError;
+        if (lError != 0)
             continue;
 
         const auto lState = lService->GetState();

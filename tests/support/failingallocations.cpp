@@ -6,13 +6,16 @@
 namespace
 {
 
-thread_local bool sFails      = false;
-thread_local int  sNumGranted = 0;
+thread_local int sNumGranted = 0;
+thread_local int sNumFailing = 0;
 
 void *Allocate(std::size_t aSize) noexcept
 {
-    if (sFails && sNumGranted-- <= 0)
+    if (sNumFailing > 0 && sNumGranted-- <= 0)
+    {
+        --sNumFailing;
         return nullptr;
+    }
     return std::malloc(aSize != 0 ? aSize : 1);
 }
 
@@ -27,15 +30,15 @@ void *AllocateOrThrow(std::size_t aSize)
 
 } // namespace
 
-zq::Test::FailingAllocations::FailingAllocations(int aNumGranted) noexcept
+zq::Test::FailingAllocations::FailingAllocations(int aNumGranted, int aNumFailing) noexcept
 {
     sNumGranted = aNumGranted;
-    sFails      = true;
+    sNumFailing = aNumFailing;
 }
 
 zq::Test::FailingAllocations::~FailingAllocations()
 {
-    sFails = false;
+    sNumFailing = 0;
 }
 
 // Each form by itself: the sanitizers' own forms do not call one another.

@@ -7,6 +7,7 @@
 #define ZQ_TEST_FAILINGALLOCATIONS_H
 
 #include <algorithm>
+#include <climits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -14,11 +15,11 @@
 namespace zq::Test
 {
 
-/** While it lives, every operator new of this thread fails, after the first few. */
+/** While it lives, every operator new of this thread fails, or the next few, after the first few. */
 class FailingAllocations
 {
 public:
-    explicit FailingAllocations(int aNumGranted = 0) noexcept;
+    explicit FailingAllocations(int aNumGranted = 0, int aNumFailing = INT_MAX) noexcept;
     ~FailingAllocations();
 
     FailingAllocations(const FailingAllocations &)            = delete;

@@ -1,6 +1,8 @@
+#include <failingallocations.h>
 #include <logcapture.h>
 #include <sandbox.h>
 #include <zqhost.h>
+#include <zqlog.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -177,6 +179,20 @@ TEST_F(Host, TheDeviceIsTheNeighbourOfItsNameOtherwiseItsFirstInterface)
     sAnswers = Answers();
     ASSERT_TRUE(IP("link set zq0 down"));
     EXPECT_EQ(AskFor(-4, ""), kNothing) << "loopback is none";
+
+    ASSERT_TRUE(IP("link set zq0 up"));
+    zqLogSetHandler([](void *, const char *, int, const char *) {}, nullptr, 1);
+    const zqNetworkInterface kNone = { "-", "-", "-" };
+    EXPECT_GT(Starve({ -2 },
+                     [&]
+                     {
+                         zqNetworkInterface lFound  = kNone;
+                         const int          lError  = zqGetInterfaceInfo(lFound, nullptr);
+                         const bool         isWhole = (*lFound.mMACAddress.GetAsUTFArray() == '-') ==
+                                              (*lFound.mIPAddress.GetAsUTFArray() == '-');
+                         return isWhole ? lError : -999;
+                     }),
+              2);
 }
 
 } // namespace

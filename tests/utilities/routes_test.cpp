@@ -1,7 +1,10 @@
 #include "model.h"
 
+#include <failingallocations.h>
 #include <sandbox.h>
 #include <zqnetworkmanager-utilities.h>
+
+#include <sstream>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -79,6 +82,7 @@ TEST_F(Routes, AnythingButAScriptThatEndsWithZeroIsAFailure)
     EXPECT_EQ(IPRulesAndRoutes::AddIPRule("10.0.0.5", nullptr, nullptr), -5);
     EXPECT_TRUE(Asserted(lLog, "aRoutingTable", "zqnetworkmanager-utilities"));
     EXPECT_EQ(IPRulesAndRoutes::AddIPRule("\xFF", nullptr, "101"), -5) << "an empty value would mean something else";
+    EXPECT_TRUE(Asserted(lLog, "IsUTF8(aText)", "zqnetworkmanager-utilities"));
     EXPECT_EQ(TakeCalls(), "") << "nothing was run";
 
     for (const char *lEnd : { "exit 1", "exit 255", "kill -KILL $$" })
@@ -111,7 +115,7 @@ TEST_F(Routes, ANetworkIsTheAddressUnderItsMask)
 
 TEST_F(Routes, AServiceGetsTheTableOfItsTypeOrNothingIsRun)
 {
-    const auto Entry = [](CFStringRef aKey, const char *aText) { return std::pair{ aKey, Value(Str(aText)) }; };
+    const auto Entry = [](CFStringRef aKey, const std::string &aText) { return std::pair{ aKey, Value(Str(aText)) }; };
 
     const auto lAddress = Entry(kIPPropertyAddress, "10.0.0.5");
     const auto lGateway = Entry(kIPPropertyGateway, "10.0.0.1");
@@ -137,6 +141,7 @@ TEST_F(Routes, AServiceGetsTheTableOfItsTypeOrNothingIsRun)
         { "cellular", Dict({ lAddress, lGateway, lNetmask }), 0,
           "[ip_rule_add][-r][102][-s][10.0.0.5][-u]\n[ip_route_add][-r][102][-d][default][-i][ppp0][-u]\n" },
         { "ethernet", Dict({ lAddress, lGateway, lNetmask }), -5, "" },
+        { "wifi", Dict({ Entry(kIPPropertyAddress, { "10.0.0.5\0", 9 }), lGateway }), -5, "" },
     };
 
     for (const auto &lCase : lCases)
@@ -153,6 +158,23 @@ TEST_F(Routes, AServiceGetsTheTableOfItsTypeOrNothingIsRun)
     EXPECT_EQ(MakeService("wifi", lCases[0].mIPv4)->CreatePolicyRouteTable(), -1);
     EXPECT_EQ(MakeService("wifi", lCases[0].mIPv4)->RemovePolicyRouteTable(), -1);
     EXPECT_EQ(TakeCalls(), lRule + "[ip_rule_delete][-r][101][-u]\n") << "the first failure ends it";
+    MakeScript("exit 0");
+
+    // With any allocation that fails, alone or with all that follow: what is run is one of the steps.
+    const auto lService = MakeService("wifi", lCases[0].mIPv4);
+    zqLogSetHandler([](void *, const char *, int, const char *) {}, nullptr, 1);
+    EXPECT_GT(Starve({ -2 }, [&] { return lService->RemovePolicyRouteTable(); }), 10);
+    for (int lLast = Starve({ -2 }, [&] { return lService->CreatePolicyRouteTable(); }); lLast > 0; lLast--)
+    {
+        const FailingAllocations lFailing(lLast - 1, 1);
+        EXPECT_EQ(lService->CreatePolicyRouteTable(), -2) << lLast;
+    }
+    zqLogSetHandler(nullptr, nullptr, 3);
+
+    std::istringstream lCalls(TakeCalls());
+    const std::string  lSteps = lCases[0].mCalls + "[ip_rule_delete][-r][101][-u]\n[ip_route_delete][-r][101]\n";
+    for (std::string lCall; std::getline(lCalls, lCall);)
+        EXPECT_NE(("\n" + lSteps).find("\n" + lCall + "\n"), std::string::npos) << lCall;
 }
 
 } // namespace
