@@ -19,7 +19,9 @@
  *  Keeps a set of technologies powered, or not, as the application desires, and
  *  tells whether any of them is connected.
  *
- *  The application subscribes it to the manager and drains the queue:
+ *  The application subscribes it to the manager, with the queue that Init was
+ *  given and no other (it is that subscription that Destroy ends), and drains the
+ *  queue:
  *
  *  @code
  *  lController.Init(lManager, &lQueue, lTypes);
@@ -32,10 +34,13 @@
  *  The set is powered, or connected, while any of its technologies is: one that
  *  is off while another is on stays off. A controller each guards each alone.
  *
- *  It follows the manager's events: whenever a technology appears or its
- *  power changes, the desired state is applied again; whenever one connects or
- *  disconnects, its connected services are given their IP configuration and a
- *  zqNetworkEvent::Connected is posted.
+ *  It follows the manager's events: whenever a technology appears or its power
+ *  changes, the power is found out anew and the desired state applied again;
+ *  whenever one connects or disconnects, its connected services are given their
+ *  IP configuration and a zqNetworkEvent::Connected is posted. Nothing else is
+ *  followed. When a technology of the set is removed, the controller stays as it
+ *  is until one of those happens, or Refresh is called; the same when one appears
+ *  that is connected already.
  *
  *  Threads. Between Init and Destroy every operation may be called from any
  *  thread, also from inside an observer callback of the manager. One lock guards
@@ -61,7 +66,7 @@ public:
      *
      *  @param[in]  aManager       Whom to drive.
      *  @param[in]  aQueue         Where events are enqueued, for no handler in
-     *                             particular.
+     *                             particular, and where the manager's come from.
      *  @param[in]  aTechnologies  Types, such as "wifi"; copied. An empty list is
      *                             logged as an assertion: such a controller is
      *                             never powered and never connected.
@@ -71,7 +76,9 @@ public:
      *  @retval  -3  A second Init; the controller is as it was.
      *  @retval  -5  The manager or the queue is null.
      *  @retval  -7  A lock cannot be created.
-     *  @returns what Refresh or Start fails with; it is not initialised then.
+     *  @returns what Refresh or Start fails with.
+     *           With any failure but -3 it is not initialised, though a Connected
+     *           may have been posted.
      */
     zqError Init(zq::NetworkManager::Manager *aManager, zqEventQueue *aQueue, const zqStringArray &aTechnologies);
 
@@ -93,10 +100,10 @@ public:
      */
     void Destroy();
 
-    /** Whether any technology was connected when that was found out last. */
+    /** Whether any technology was connected when that was found out last; false once power could not be applied. */
     bool IsConnected() const;
 
-    /** Whether any technology was powered when that was found out last. */
+    /** Whether any technology was powered when that was found out last; false once power could not be applied. */
     bool IsPowered() const;
 
     /**
@@ -108,7 +115,7 @@ public:
      *
      *  @retval    0  Also when each was in that state already.
      *  @retval   -3  Not initialised.
-     *  @retval  -15  There are no technologies in the list.
+     *  @retval  -15  It is to be powered, and there are no technologies in the list.
      *  @retval  -17  The connection manager has no technology of a type.
      *  @returns what Manager::TechnologySetEnabled fails with otherwise.
      */
@@ -131,7 +138,8 @@ public:
      *  case: to the queue, and to each subscriber.
      *
      *  @retval   0  Also when a queue did not take the event, which is logged.
-     *  @retval  -2  Memory is exhausted; nothing was posted.
+     *  @retval  -2  Memory is exhausted; nothing was posted, and the state is as
+     *               it was found out before.
      *  @retval  -3  Not initialised.
      */
     zqError RecalculateConnected();
@@ -172,7 +180,7 @@ private:
     void    SetCurrentConnectedState(bool aConnected);
     zqError CheckAndApplyPoweredLocked();
     zqError ApplyPoweredLocked(const zqString &aType, bool aPowered);
-    zqError Post(bool aConnected, bool aChange, zqStringArray &aTechnologies);
+    void    Post(zqEvent &anEvent);
 
     // The manager, the queue and the list stay the same from Init to Destroy.
     PRLock                      *mLock;

@@ -276,11 +276,11 @@ zqError zqNetworkConnectivity::RecalculatePowered(bool anApply)
 
 zqError zqNetworkConnectivity::RecalculateConnected()
 {
-    zqStringArray lTechnologies;
-    bool          lConnected = false;
-    bool          lChange    = false;
+    const zqSharedPtr<zqNetworkEvent::Connected> lEvent(new (std::nothrow) zqNetworkEvent::Connected);
+    zqStringArray                                lTechnologies;
 
     ZQ_REQUIRE(mLock != NULL, zqError_WrongState);
+    ZQ_REQUIRE(lEvent != NULL, zqError_OutOfMemory);
 
     {
         const auto lLock = Hold(mLock);
@@ -296,29 +296,24 @@ zqError zqNetworkConnectivity::RecalculateConnected()
             ZQ_REQUIRE(retval == 0, retval);
         }
 
-        lConnected = !lTechnologies.IsEmpty();
-        lChange    = mCurrentConnected != lConnected;
+        // First the event: a state that nobody could be told of is a change still, the next time.
+        const bool    lConnected = !lTechnologies.IsEmpty();
+        const zqError retval     = lEvent->Init(lConnected, mCurrentConnected != lConnected, lTechnologies);
+        ZQ_REQUIRE(retval == 0, retval);
+
         SetCurrentConnectedState(lConnected);
     }
 
-    return Post(lConnected, lChange, lTechnologies);
+    Post(*lEvent);
+    return zqError_None;
 }
 
-zqError zqNetworkConnectivity::Post(bool aConnected, bool aChange, zqStringArray &aTechnologies)
+/** A receiver that cannot be served does not undo what was found out. */
+void zqNetworkConnectivity::Post(zqEvent &anEvent)
 {
-    const zqSharedPtr<zqNetworkEvent::Connected> lEvent(new (std::nothrow) zqNetworkEvent::Connected);
-
-    ZQ_REQUIRE(lEvent != NULL, zqError_OutOfMemory);
-
-    zqError retval = lEvent->Init(aConnected, aChange, aTechnologies);
-    ZQ_REQUIRE(retval == 0, retval);
-
-    // A receiver that cannot be served does not undo what was found out.
-    retval = mEventQueue->Enqueue(lEvent.Get(), nullptr);
+    zqError retval = mEventQueue->Enqueue(&anEvent, nullptr);
     (void)ZQ_CHECK(retval == 0);
 
-    retval = Publish(Send, static_cast<zqEvent *>(lEvent.Get()));
+    retval = Publish(Send, &anEvent);
     (void)ZQ_CHECK(retval == 0);
-
-    return zqError_None;
 }

@@ -1,5 +1,6 @@
 #include <zqnetwork-connectivity.h>
 
+#include <failingallocations.h>
 #include <fakeconnman.h>
 #include <logcapture.h>
 #include <privatebus.h>
@@ -250,6 +251,37 @@ TEST_F(Controller, IgnoresWhatIsNotForItAndLogsWhatItDoesNotExpect)
     EXPECT_EQ(mLog.Count("network-connectivity: unexpected network manager event "), 5U) << mLog.GetText();
     for (const char *lCode : { "805371916", "805371918", "805371924", "805371925" })
         EXPECT_TRUE(mLog.Contains(std::string("unexpected network manager event ") + lCode)) << lCode;
+}
+
+// Nothing is lost: what could not be told is a change still, the next time.
+TEST_F(Controller, WithoutMemoryChangesNothing)
+{
+    const std::vector<int> kExhausted = { zqError_OutOfMemory, zqError_NoResources };
+    zqStringArray          lTypes;
+
+    ASSERT_EQ(lTypes.Append("wifi") + lTypes.Append("ethernet"), 0);
+    mConnMan.AddService(kHome, FakeConnMan::WiFiService("home", { { "State", "'online'" } }));
+    ASSERT_TRUE(DrainUntil([&] { return mManager->GetServices().size() == 1; }));
+    const auto lService    = mManager->FindService("home");
+    const auto lTechnology = mManager->FindTechnology("ethernet");
+
+    zqLogSetHandler([](void *, const char *, int, const char *) {}, nullptr, 1);
+    EXPECT_GT(Starve(kExhausted, [&] { return mController.Init(mManager->Get(), &mQueue, lTypes); }), 5);
+    Drain();
+    EXPECT_EQ(mLines.back(), "connected ethernet, a change");
+    EXPECT_GT(Starve(kExhausted, [&] { return mController.CheckTechnologyConnectedServices(*lTechnology); }), 0);
+    EXPECT_GT(Starve(kExhausted, [&] { return mController.SetIPConfiguration(*lService); }), 0);
+
+    mConnMan.SetTechnologyProperty(kWire, "Connected", "false");
+    ASSERT_TRUE(WaitUntil([&] { return lTechnology->IsConnected().Get() == kCFBooleanFalse; }));
+    Drain();
+    mLines.clear();
+    {
+        const FailingAllocations lFailing;
+        EXPECT_EQ(mController.RecalculateConnected(), -2);
+    }
+    EXPECT_EQ(mController.RecalculateConnected(), 0);
+    EXPECT_TRUE(TakeLines({ "disconnected, a change" }));
 }
 
 TEST_F(Controller, MayEndWhileEventsArrive)
