@@ -1,6 +1,9 @@
 /**
  *  @file
- *    The events of the connectivity controller.
+ *    The events of connectivity.
+ *
+ *  The controller posts Connected. The others are for the device's components
+ *  that know more of a technology: nothing in this library posts them.
  *
  *  A receiver tells them apart by zqEvent::GetType() and the classes' kType
  *  before it casts. An event is made, initialised and enqueued, and does not
