@@ -268,7 +268,7 @@ public:
     CFUSharedRef<const void *> ManagerGetProperty(CFStringRef aKey) const;
 
     /** The manager's own dictionary, with a reference; live: only for reading, on the loop's thread. */
-    CFUSharedRef<CFDictionaryRef> ManagerGetProperties() const;
+    ZQ_LIVE CFUSharedRef<CFDictionaryRef> ManagerGetProperties() const;
 
     /** The state, a kManagerState*, with a reference; null before any was reported. */
     CFUSharedRef<CFStringRef> ManagerGetState() const;

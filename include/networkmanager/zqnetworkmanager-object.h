@@ -17,6 +17,17 @@
 
 #include <type_traits>
 
+/*
+ * Marks what hands out a dictionary that may change under its reader. It is for
+ * applications: inside the library, which defines ZQ_LIBRARY, a use of it does
+ * not compile.
+ */
+#ifdef ZQ_LIBRARY
+#define ZQ_LIVE [[deprecated("changes under its reader: take a copy")]]
+#else
+#define ZQ_LIVE
+#endif
+
 /**
  *  Holds one reference to a Service, Technology, Provision or any Object, or
  *  to none: compare with nullptr.
@@ -116,7 +127,7 @@ public:
      *  another thread at any time, so walk it between Lock and Unlock, or take
      *  CopyProperties.
      */
-    virtual CFUSharedRef<CFDictionaryRef> GetProperties() const;
+    ZQ_LIVE virtual CFUSharedRef<CFDictionaryRef> GetProperties() const;
 
     /** One property's value, with a reference; null when the key is null (logged) or absent. */
     virtual CFUSharedRef<CFTypeRef> GetProperty(const CFUSharedRef<CFStringRef> &aKey) const;
@@ -131,7 +142,8 @@ public:
      */
     virtual zqError Init(const CFUSharedRef<CFStringRef> &aPath, const CFUSharedRef<CFDictionaryRef> &aProperties);
 
-    /** Init with the path and the properties of another object. @retval as Init. */
+    /** Init with the path and the properties that another object has now, which may be refreshed meanwhile. @retval as
+     * Init. */
     zqError Init(const Object &anObject);
 
     /** The properties as they are now, in a dictionary of their own; null before Init or when memory is exhausted. */

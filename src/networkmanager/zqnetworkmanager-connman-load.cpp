@@ -41,11 +41,7 @@ bool IsDaemonLost(zqError anError)
 /** A refresh merges: what the daemon no longer reports would stay. */
 void ClearUnreported(Object &anObject, CFDictionaryRef aProperties)
 {
-    const CFUSharedRef<CFDictionaryRef> lProperties = anObject.GetProperties();
-
-    anObject.Lock();
-    const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(lProperties.Get()));
-    anObject.Unlock();
+    const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(anObject.CopyProperties().Get()));
 
     for (CFIndex lIndex = 0; lKeys && lIndex < CFArrayGetCount(lKeys.Get()); ++lIndex)
     {
@@ -57,12 +53,7 @@ void ClearUnreported(Object &anObject, CFDictionaryRef aProperties)
 
 bool HasProperties(const Object &anObject, CFDictionaryRef aProperties)
 {
-    const CFUSharedRef<CFDictionaryRef> lProperties = anObject.GetProperties();
-
-    anObject.Lock();
-    const bool lEqual = CFEqual(lProperties.Get(), aProperties);
-    anObject.Unlock();
-    return lEqual;
+    return CFEqual(anObject.CopyProperties().Get(), aProperties);
 }
 
 } // namespace
@@ -266,10 +257,11 @@ void Manager::RefreshObject(const Kind<T> &aKind, T &anObject, CFDictionaryRef a
 {
     ClearUnreported(anObject, aProperties);
 
-    zqError lReturn = anObject.Refresh(CFURetain(aProperties));
-    if (ZQ_CHECK(lReturn == 0))
+    zqError    lReturn = anObject.Refresh(CFURetain(aProperties));
+    const auto lMerged = anObject.CopyProperties();
+    if (ZQ_CHECK(lReturn == 0) && ZQ_CHECK(lMerged != NULL))
     {
-        lReturn = (this->*aKind.mSignalChanged)(&anObject, anObject.GetProperties().Get());
+        lReturn = (this->*aKind.mSignalChanged)(&anObject, lMerged.Get());
         (void)ZQ_CHECK(lReturn == 0);
     }
 }

@@ -38,6 +38,22 @@ struct Kept
     }
 };
 
+// An event does not change after it was raised, whatever its raiser does with
+// his dictionary; one that cannot change is only held.
+template <>
+struct Kept<CFDictionaryRef>
+{
+    CFDictionaryRef               mValue = nullptr;
+    CFUSharedRef<CFDictionaryRef> mCopy;
+
+    zqError Keep(CFDictionaryRef aValue)
+    {
+        mCopy  = aValue != nullptr ? CFUAdopt(CFDictionaryCreateCopy(kCFAllocatorDefault, aValue)) : nullptr;
+        mValue = mCopy.Get();
+        return aValue == nullptr || mValue != nullptr ? zqError_None : zqError_NoResources;
+    }
+};
+
 template <typename T>
 struct Kept<const zqRefObjectArray<T> &>
 {

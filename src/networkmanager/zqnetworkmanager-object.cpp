@@ -61,7 +61,14 @@ zqError Object::Init(const CFUSharedRef<CFStringRef> &aPath, const CFUSharedRef<
 
 zqError Object::Init(const Object &anObject)
 {
-    return Init(anObject.GetPath(), anObject.GetProperties());
+    const auto path       = anObject.GetPath();
+    const auto properties = anObject.CopyProperties();
+
+    // One that has a path has properties: there was no memory for the copy.
+    if (path != nullptr)
+        ZQ_REQUIRE(properties != NULL, zqError_NoResources);
+
+    return Init(path, properties);
 }
 
 CFUSharedRef<CFStringRef> Object::GetPath() const

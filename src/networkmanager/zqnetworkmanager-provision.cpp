@@ -175,12 +175,10 @@ CFUSharedRef<CFStringRef> Provision::GetExtendedPANID() const
 
 void Provision::GetPropertyNames(CFUSharedRef<CFArrayRef> &aNames) const
 {
-    const auto theProperties = GetProperties();
+    const auto theProperties = CopyProperties();
 
     aNames.Reset();
     ZQ_REQUIRE(theProperties != NULL, );
-
-    LockOf<Object> lLock(*this);
 
     const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(theProperties.Get()));
     auto lNames = CFUAdopt(lKeys != nullptr ? CFArrayCreateMutableCopy(kCFAllocatorDefault, 0, lKeys.Get()) : nullptr);

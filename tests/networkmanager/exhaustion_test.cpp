@@ -199,12 +199,16 @@ TEST_F(WithoutMemory, AnEventIsNotMadeAndTheObserversHaveBeenTold)
     Subscriber                lSubscriber;
     Observer::Default         lObserver;
     zqRefObjectArray<Service> lServices;
+    const auto                lProperties = Dict();
 
     ASSERT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), 0);
     ASSERT_EQ(lServices.Append(Make<Service>("/a", ServiceProperties())), 0);
     (void)lSubscriber.Take();
 
     EXPECT_EQ(FailEach([] {}, [&] { return lManager.SignalDidPrepareForSleep(); }), (Results{ -7, -2 }));
+    EXPECT_EQ(lSubscriber.Take().size(), 1u);
+    EXPECT_EQ(FailEach([] {}, [&] { return lManager.SignalPropertiesChanged(lProperties.Get()); }),
+              (Results{ -7, -2 }));
     EXPECT_EQ(lSubscriber.Take().size(), 1u);
     EXPECT_EQ(FailEach([] {}, [&] { return lManager.SignalServicesAdded(lServices); }), (Results{ -7, -2 }));
     EXPECT_EQ(lSubscriber.Take().size(), 1u);
@@ -215,4 +219,5 @@ TEST_F(WithoutMemory, AnEventIsNotMadeAndTheObserversHaveBeenTold)
         FailEach([&] { (void)lManager.RemoveObserver(&lObserver); }, [&] { return lManager.AddObserver(&lObserver); }),
         (Results{ -7, -2 }));
     ExpectAsserted("private", { "theEvent != 0" });
+    ExpectAsserted("manager", { "err == 0" });
 }

@@ -58,9 +58,4 @@ TEST(AnObject, EqualsAnotherOneOfItsPath)
     EXPECT_TRUE(*lNone == *zqSharedPtr<Object>(new Object));
     EXPECT_FALSE(*lNone == *lA);
     EXPECT_FALSE(*lA == *lNone);
-
-    // A copy runs its own class's Init.
-    zqSharedPtr<Service> lCopy(new Service);
-    ASSERT_EQ(lCopy->Init(*Make<Service>("/a", ServiceProperties("home", "online"))), 0);
-    EXPECT_TRUE(lCopy->IsOnline());
 }

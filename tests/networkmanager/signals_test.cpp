@@ -116,7 +116,7 @@ TEST_F(ASignal, IsLoggedToldToObserversAndPublished)
     }
 }
 
-TEST_F(ASignal, CarriesItsPayloadAfterEverybodyElseHasLetGo)
+TEST_F(ASignal, CarriesItsPayloadAsItWasAfterEverybodyElseHasLetGo)
 {
     EXPECT_EQ(mManager.SignalServicesRemoved(mServices), 0);
     EXPECT_EQ(mManager.SignalServiceChanged(mService.Get(), mFields.Get()), 0);
@@ -127,7 +127,8 @@ TEST_F(ASignal, CarriesItsPayloadAfterEverybodyElseHasLetGo)
     EXPECT_EQ(mManager.SignalServiceDidWake(mService.Get(), 0x105), 0);
     mServices.Clear();
     mService = nullptr;
-    mFields  = nullptr;
+    CFDictionarySetValue(mFields.Get(), kServicePropertyPassphrase, Str("changed").Get());
+    CFDictionarySetValue(mFields.Get(), kServicePropertyName, Str("added").Get());
 
     const auto lEvents = mSubscriber.Take();
     ASSERT_EQ(lEvents.size(), 6u);
