@@ -66,6 +66,10 @@ public:
      *  queue holds the present state: all properties, the state when it is
      *  known, then the services and the technologies when there are any.
      *
+     *  Applied in their order, the events give the true model, from whichever
+     *  thread the queue is subscribed. What changes just then may be told twice:
+     *  an object may be added that is known already, or removed that is not.
+     *
      *  @param[in]  aQueue    Where events are enqueued; the caller's, and must
      *                        outlive the subscription.
      *  @param[in]  aHandler  Whom they are for; the same.
@@ -489,8 +493,12 @@ protected:
     // The observer lock is held for all of it, so they are not for use inside a
     // callback. A null object is allowed: it has the empty name in the log line.
     //
-    // Results: 0, -2 or -7 when an event or its array could not be made, or
-    // what a subscriber's queue refused with.
+    // An event keeps what its dictionary holds now. The model changes before it is
+    // told of (the state by UpdateProperties), all on one thread: Subscribe relies
+    // on it.
+    //
+    // Results: 0, -2 or -7 when an event, its array or its dictionary could not be
+    // made, or what a subscriber's queue refused with.
 
     zqError SignalStateChanged(CFStringRef aState);
     zqError SignalPropertiesChanged(CFDictionaryRef aProperties);
@@ -520,6 +528,8 @@ private:
 
     zqError InitResources(Resources &aResources, zqEventQueue *aQueue, CFMutableDictionaryRef aProperties);
     zqError InitLists();
+
+    zqError ReplayProperties(zqIEventHandler *aHandler, zqEventQueue &aQueue);
 
     void RefreshPollList(PollList &aList, bool &aIsStale);
     bool HandleReady(PollList &aList, int anActive);

@@ -61,6 +61,9 @@ public:
      */
     zqError CreateCopyAsArray(zqRefCountArray &anArray) const;
 
+    /** As CreateCopyAsArray, for a caller that holds the lock. */
+    zqError CreateCopyAsArrayLocked(zqRefCountArray &anArray) const;
+
     /** The index of the first element that is @a anObject or has its path, or -1; the caller holds the lock. */
     int FindLocked(const zqSharedPtr<Object> &anObject) const;
 

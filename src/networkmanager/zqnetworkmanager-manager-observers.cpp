@@ -17,6 +17,7 @@ namespace zq
 namespace NetworkManager
 {
 
+using Private::LockOf;
 using Private::ScopedLock;
 
 namespace
@@ -31,59 +32,66 @@ CFUSharedRef<CFDictionaryRef> CopySnapshotLocked(CFDictionaryRef aProperties, CF
     return CFUAdopt(CFDictionaryCreateCopy(kCFAllocatorDefault, aProperties));
 }
 
+/** Tell one subscriber every object of a list, if there are any. */
+template <typename T, typename Event>
+zqError Replay(const ObjectList &aList, zqIEventHandler *aHandler, zqEventQueue &aQueue, Manager *aManager)
+{
+    const LockOf<ObjectList> lLock(aList);
+    zqRefObjectArray<T>      lObjects;
+    zqError                  lReturn = aList.CreateCopyAsArrayLocked(lObjects);
+
+    if (lReturn == 0 && !lObjects.IsEmpty())
+        lReturn = Private::BroadcastObjectsChanged<T, Event>(aHandler, aQueue, aManager, lObjects);
+
+    (void)ZQ_CHECK(lReturn == 0);
+
+    return lReturn;
+}
+
 } // namespace
+
+// Why a subscriber ends with the true model: that changes under the lock of what
+// changes, and is told of afterwards, all by one thread; so it has all that was
+// told. Each snapshot is enqueued in the hold of that lock in which it is taken,
+// on a queue that is subscribed already. What stands before it in the queue is
+// therefore in it, and what it lacks follows it. At most one change is in it and
+// follows it, too: the one that was about to be told, which then changes nothing.
+// The observer lock would do without this, but a callback that subscribes holds
+// it.
 
 zqError Manager::Subscribe(zqEventQueue *aQueue, zqIEventHandler *aHandler, const char *aName)
 {
-    CFUSharedRef<CFStringRef> lState;
-
     ZQ_REQUIRE(aQueue != NULL, zqError_NotFound);
     ZQ_REQUIRE(IsAvailable(), zqError_WrongState);
 
     zqError lReturn = zqEventPublisher::Subscribe(aQueue, aHandler, aName);
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    {
-        // Enqueued under the lock: an update that comes later is enqueued behind it.
-        ScopedLock lLock(lOpaquePropertyLock.uOpaque);
-        ZQ_REQUIRE(mProperties != NULL, zqError_WrongState);
+    lReturn = ReplayProperties(aHandler, *aQueue);
 
-        const auto lProperties = CopySnapshotLocked(mProperties, lState);
-        ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
+    if (lReturn == 0)
+        lReturn = Replay<Service, Event::ServicesAdded>(mServices, aHandler, *aQueue, this);
+    if (lReturn == 0)
+        lReturn = Replay<Technology, Event::TechnologiesAdded>(mTechnologies, aHandler, *aQueue, this);
 
-        lReturn = Private::BroadcastPropertiesChanged(aHandler, *aQueue, this, lProperties.Get());
-    }
+    return lReturn;
+}
 
-    ZQ_REQUIRE(lReturn == 0, lReturn);
+zqError Manager::ReplayProperties(zqIEventHandler *aHandler, zqEventQueue &aQueue)
+{
+    CFUSharedRef<CFStringRef> lState;
+    ScopedLock                lLock(lOpaquePropertyLock.uOpaque);
+    ZQ_REQUIRE(mProperties != NULL, zqError_WrongState);
 
-    if (lState != nullptr)
-    {
-        lReturn = Private::BroadcastStateChanged(aHandler, *aQueue, this, lState.Get());
-        ZQ_REQUIRE(lReturn == 0, lReturn);
-    }
+    const auto lProperties = CopySnapshotLocked(mProperties, lState);
+    ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
 
-    if (!mServices.IsEmpty())
-    {
-        zqRefObjectArray<Service> lServices;
+    zqError lReturn = Private::BroadcastPropertiesChanged(aHandler, aQueue, this, lProperties.Get());
 
-        lReturn = GetServices(lServices);
-        ZQ_REQUIRE(lReturn == 0, lReturn);
+    if (lReturn == 0 && lState != nullptr)
+        lReturn = Private::BroadcastStateChanged(aHandler, aQueue, this, lState.Get());
 
-        lReturn = Private::BroadcastObjectsChanged<Service, Event::ServicesAdded>(aHandler, *aQueue, this, lServices);
-        ZQ_REQUIRE(lReturn == 0, lReturn);
-    }
-
-    if (!mTechnologies.IsEmpty())
-    {
-        zqRefObjectArray<Technology> lTechnologies;
-
-        lReturn = GetTechnologies(lTechnologies);
-        ZQ_REQUIRE(lReturn == 0, lReturn);
-
-        lReturn = Private::BroadcastObjectsChanged<Technology, Event::TechnologiesAdded>(aHandler, *aQueue, this,
-                                                                                         lTechnologies);
-        ZQ_REQUIRE(lReturn == 0, lReturn);
-    }
+    (void)ZQ_CHECK(lReturn == 0);
 
     return lReturn;
 }

@@ -198,9 +198,14 @@ bool ObjectList::IsEmpty() const
 
 zqError ObjectList::CreateCopyAsArray(zqRefCountArray &anArray) const
 {
-    ZQ_REQUIRE(mInitialized, zqError_WrongState);
-
     ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    return CreateCopyAsArrayLocked(anArray);
+}
+
+zqError ObjectList::CreateCopyAsArrayLocked(zqRefCountArray &anArray) const
+{
+    ZQ_REQUIRE(mInitialized, zqError_WrongState);
 
     anArray.Clear();
 

@@ -171,6 +171,26 @@ TEST(AnObject, IsCopiedWholeWhileAnotherThreadRefreshesIt)
     ExpectCopiedWhole<Provision>(ProvisionProperties(nullptr));
 }
 
+TEST(ASubscriber, ThatJoinsWhileTheModelChangesEndsWithTheTrueOne)
+{
+    SharedManager lManager(3000);
+
+    for (int lJoin = 0; lJoin < 300; lJoin++)
+    {
+        Subscriber lSubscriber;
+        {
+            const Meanwhile lLoop([&] { lManager.Follow(); });
+            EXPECT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "joins"), 0);
+        }
+        EXPECT_EQ(lManager.Unsubscribe(&lSubscriber.mQueue, &lSubscriber), 0);
+
+        const Model lModel(lSubscriber);
+        EXPECT_EQ(lModel.mServices.size(), lManager.mPaths.size()) << lJoin;
+        EXPECT_EQ(lModel.mState, Text(lManager.ManagerGetState().Get())) << lJoin;
+        EXPECT_EQ(lModel.mStateProperty, lModel.mState) << lJoin;
+    }
+}
+
 TEST(AManager, IsUsedByManyThreadsAndCallbacksWhileItsModelChanges)
 {
     SharedManager lManager(1);
