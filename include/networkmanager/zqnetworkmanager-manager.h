@@ -16,6 +16,7 @@
 #include <prio.h>
 #include <prlock.h>
 
+#include <mutex>
 #include <set>
 
 namespace zq
@@ -402,13 +403,13 @@ public:
      */
     zqError TechnologyOnlineCheck(const CFUSharedRef<CFStringRef> &aType);
 
-    // Network reset. No lock guards these names: one thread at a time.
+    // Network reset: names that have a lock of their own.
 
     /** True when a network reset will remove the technology with this name. */
     bool WillNetworkResetRemoveTechnology(const zqString &aTechnology);
 
-    /** Mark a technology, or take its mark away. @retval 0, -1 when it is marked already or was not marked, -2 when
-     * memory is exhausted. */
+    /** Mark a technology, or take its mark away, in one step with the look at it. @retval 0, -1 when it is marked
+     * already or was not marked, -2 when memory is exhausted. */
     zqError SetNetworkResetWillRemoveTechnology(const zqString &aTechnology, bool aWillRemove);
 
 protected:
@@ -565,6 +566,7 @@ private:
     ObjectList             mServices;
     ObjectList             mTechnologies;
     zqStringArray          mTechnologiesNetworkResetWillRemove;
+    std::mutex             mNetworkResetLock; // of those names; nothing is called with it held
 };
 
 } // namespace NetworkManager

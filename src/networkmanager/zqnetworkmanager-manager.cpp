@@ -135,6 +135,8 @@ zqError Manager::InitLists()
 
     if (lReturn == 0)
     {
+        const std::lock_guard<std::mutex> lGuard(mNetworkResetLock);
+
         mTechnologiesNetworkResetWillRemove.Clear();
         if (!ZQ_CHECK(mTechnologiesNetworkResetWillRemove.IsEmpty()))
             lReturn = zqError_Failed;
@@ -156,7 +158,11 @@ void Manager::Destroy()
         {
             ScopedLock lLock(lOpaqueLock.uOpaque);
 
-            mTechnologiesNetworkResetWillRemove.Clear();
+            {
+                const std::lock_guard<std::mutex> lGuard(mNetworkResetLock);
+                mTechnologiesNetworkResetWillRemove.Clear();
+            }
+
             (void)mTechnologies.Clear();
             (void)mServices.Clear();
             (void)mProvisions.Clear();
@@ -205,12 +211,15 @@ void Manager::UnlockProperties() const
 
 bool Manager::WillNetworkResetRemoveTechnology(const zqString &aTechnology)
 {
+    const std::lock_guard<std::mutex> lGuard(mNetworkResetLock);
+
     return mTechnologiesNetworkResetWillRemove.Find(aTechnology) >= 0;
 }
 
 zqError Manager::SetNetworkResetWillRemoveTechnology(const zqString &aTechnology, bool aWillRemove)
 {
-    const int lIndex = mTechnologiesNetworkResetWillRemove.Find(aTechnology);
+    const std::lock_guard<std::mutex> lGuard(mNetworkResetLock);
+    const int                         lIndex = mTechnologiesNetworkResetWillRemove.Find(aTechnology);
 
     if (aWillRemove)
     {

@@ -191,6 +191,28 @@ TEST(ASubscriber, ThatJoinsWhileTheModelChangesEndsWithTheTrueOne)
     }
 }
 
+TEST(AManager, KeepsANameThatTwoThreadsMarkOnce)
+{
+    LogCapture       lLog; // of the refusals
+    TestManager      lManager;
+    std::atomic<int> lMarks{ 0 };
+    const auto       lMark = [&]
+    {
+        const char *const lName = "a technology's name that does not fit into the string itself";
+
+        lMarks += lManager.SetNetworkResetWillRemoveTechnology(lName, true) == 0 ? 1 : 0;
+        (void)lManager.WillNetworkResetRemoveTechnology(lName);
+        lMarks -= lManager.SetNetworkResetWillRemoveTechnology(lName, false) == 0 ? 1 : 0;
+    };
+    {
+        const Meanwhile lOther(lMark);
+
+        for (int i = 0; i < 50000; i++)
+            lMark();
+    }
+    EXPECT_EQ(lMarks, 0);
+}
+
 TEST(AManager, IsUsedByManyThreadsAndCallbacksWhileItsModelChanges)
 {
     SharedManager lManager(1);
