@@ -462,8 +462,9 @@ protected:
      *  ServicesRemoved or, for each, ServiceChanged.
      *
      *  Adding skips the paths that are listed and is all or nothing; removing
-     *  and refreshing skip the paths that are not. A failed refresh ends the
-     *  report; the refreshes before it stay, with their events.
+     *  and refreshing skip the paths that are not. A path that a report names
+     *  twice counts once. A failed refresh ends the report; the refreshes before
+     *  it stay, with their events.
      *
      *  @param[in]  aServices  Object paths.
      *

@@ -105,6 +105,10 @@ public:
      * @retval as Add. */
     zqError Append(const zqRefCountArray &anArray);
 
+    /** As Append, but in one step for whoever looks at the list, and all or nothing: after a failure the list is as it
+     * was. @retval as Add. */
+    zqError AppendAll(const zqRefCountArray &anArray);
+
     /** Remove each element of an array; the first failure ends it, and what was removed before it stays removed.
      * @retval as Remove. */
     zqError Erase(const zqRefCountArray &anArray);
@@ -115,6 +119,10 @@ public:
 
 private:
     class Index;
+
+    zqError AddLocked(const zqSharedPtr<Object> &anObject);
+    void    ForgetLocked(int anIndex);
+    void    CompactLocked();
 
     static bool CheckFind(bool aCondition, const char *aText, int aLine);
 

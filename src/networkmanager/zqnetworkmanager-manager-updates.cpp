@@ -22,18 +22,23 @@ using Private::ScopedLock;
 namespace
 {
 
+// The objects of a report are collected in a list of their own, which takes one
+// that the report names twice once.
+
 /** Make the objects of a report that a list does not hold yet; aCopy fetches the properties of one. */
 template <typename T, typename Copy>
 zqError CreateObjects(const ObjectList &aList, CFArrayRef aPaths, Copy aCopy, zqRefObjectArray<T> &aCreated)
 {
-    zqError lReturn = zqError_None;
+    ObjectList lCreated;
+    zqError    lReturn = lCreated.Init();
+    ZQ_REQUIRE(lReturn == 0, lReturn);
 
     for (CFIndex i = 0, lCount = CFArrayGetCount(aPaths); i < lCount; i++)
     {
         const auto lAddedPath = CFURetain(AsString(CFArrayGetValueAtIndex(aPaths, i)));
         ZQ_REQUIRE(lAddedPath != NULL, zqError_NotFound);
 
-        if (aList.Find(lAddedPath) != nullptr)
+        if (aList.Find(lAddedPath) != nullptr || lCreated.Find(lAddedPath) != nullptr)
             continue;
 
         CFDictionaryRef lCopied = nullptr;
@@ -48,11 +53,33 @@ zqError CreateObjects(const ObjectList &aList, CFArrayRef aPaths, Copy aCopy, zq
         lReturn = aPointer->Init(lAddedPath, lProperties);
         ZQ_REQUIRE(lReturn == 0, lReturn);
 
-        lReturn = aCreated.Append(aPointer);
+        lReturn = lCreated.Add(aPointer);
         ZQ_REQUIRE(lReturn == 0, lReturn);
     }
 
-    return lReturn;
+    return lCreated.CreateCopyAsArray(aCreated);
+}
+
+/** The objects of a report that a list holds, in the report's order. */
+template <typename T>
+zqError FindObjects(const ObjectList &aList, CFArrayRef aPaths, zqRefObjectArray<T> &aFound)
+{
+    ObjectList lFound;
+    zqError    lReturn = lFound.Init();
+    ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    for (CFIndex i = 0, lCount = CFArrayGetCount(aPaths); i < lCount; i++)
+    {
+        const auto lPath   = CFURetain(AsString(CFArrayGetValueAtIndex(aPaths, i)));
+        const auto lObject = lPath != nullptr ? aList.Find(lPath) : nullptr;
+
+        if (lObject != nullptr)
+            lReturn = lFound.Add(lObject);
+
+        ZQ_REQUIRE(lReturn == 0, lReturn);
+    }
+
+    return lFound.CreateCopyAsArray(aFound);
 }
 
 /** Add the new objects of a report to a list, all or none, and tell of them with aSignal. */
@@ -65,7 +92,7 @@ zqError AddObjects(ObjectList &aList, CFArrayRef aPaths, Copy aCopy, Signal aSig
     if (lReturn != 0 || lAdded.IsEmpty())
         return lReturn;
 
-    lReturn = aList.Append(lAdded);
+    lReturn = aList.AppendAll(lAdded);
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
     lReturn = aSignal(lAdded);
@@ -79,22 +106,8 @@ template <typename T, typename Signal>
 zqError RemoveObjects(ObjectList &aList, CFArrayRef aPaths, Signal aSignal)
 {
     zqRefObjectArray<T> lRemoved;
-    zqError             lReturn = zqError_None;
-
-    for (CFIndex i = 0, lCount = CFArrayGetCount(aPaths); i < lCount; i++)
-    {
-        const auto lRemovedPath = CFURetain(AsString(CFArrayGetValueAtIndex(aPaths, i)));
-
-        if (lRemovedPath == nullptr)
-            continue;
-
-        const auto lObject = aList.Find(lRemovedPath);
-
-        if (lObject != nullptr)
-            lReturn = lRemoved.Append(lObject);
-
-        ZQ_REQUIRE(lReturn == 0, lReturn);
-    }
+    zqError             lReturn = FindObjects(aList, aPaths, lRemoved);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
 
     if (lRemoved.IsEmpty())
         return lReturn;
@@ -213,22 +226,17 @@ zqError Manager::RemoveTechnologies(CFArrayRef aTechnologies)
 zqError Manager::ChangeServices(CFArrayRef aServices)
 {
     zqRefObjectArray<Service> lUpdated;
-    zqError                   lReturn = zqError_None;
 
     ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);
 
     for (CFIndex i = 0, lCount = CFArrayGetCount(aServices); i < lCount; i++)
     {
-        const auto lUpdatedPath = CFURetain(AsString(CFArrayGetValueAtIndex(aServices, i)));
+        const CFStringRef lUpdatedPath = AsString(CFArrayGetValueAtIndex(aServices, i));
         ZQ_REQUIRE(lUpdatedPath != NULL, zqError_NotFound);
-
-        const auto lService = mServices.Find(lUpdatedPath);
-
-        if (lService != nullptr)
-            lReturn = lUpdated.Append(lService);
-
-        ZQ_REQUIRE(lReturn == 0, lReturn);
     }
+
+    zqError lReturn = FindObjects(mServices, aServices, lUpdated);
+    ZQ_REQUIRE(lReturn == 0, lReturn);
 
     for (int i = 0, lCount = lUpdated.GetNumElements(); i < lCount; i++)
     {

@@ -272,9 +272,15 @@ zqSharedPtr<Object> ObjectList::Find(const CFUSharedRef<CFStringRef> &aPath) con
 zqError ObjectList::Add(const zqSharedPtr<Object> &anObject)
 {
     ZQ_REQUIRE(mInitialized, zqError_WrongState);
-    ZQ_REQUIRE(anObject != NULL, zqError_InvalidArgument);
 
     ScopedLock lLock(lOpaqueLock.uNetscape);
+
+    return AddLocked(anObject);
+}
+
+zqError ObjectList::AddLocked(const zqSharedPtr<Object> &anObject)
+{
+    ZQ_REQUIRE(anObject != NULL, zqError_InvalidArgument);
 
     if (FindLocked(anObject) >= 0)
         return zqError_None;
@@ -308,7 +314,7 @@ zqError ObjectList::Remove(const zqSharedPtr<Object> &anObject)
 
     if (lIndex >= 0)
     {
-        mIndex->Forget(lIndex, mElements.GetElementPtr(lIndex)->GetPath().Get());
+        ForgetLocked(lIndex);
         mIndex->Compact();
         (void)mElements.RemoveAt(lIndex);
     }
@@ -325,6 +331,26 @@ zqError ObjectList::Append(const zqRefCountArray &anArray)
     }
 
     return zqError_None;
+}
+
+zqError ObjectList::AppendAll(const zqRefCountArray &anArray)
+{
+    zqError    retval = ZQ_CHECK(mInitialized) ? zqError_None : zqError_WrongState;
+    ScopedLock lLock(lOpaqueLock.uNetscape);
+    const int  lBefore = mElements.GetNumElements();
+
+    for (int i = 0, lCount = anArray.GetNumElements(); i < lCount && retval == 0; i++)
+        retval = AddLocked(zqSharedPtr<Object>(static_cast<Object *>(anArray.GetElementPtr(i))));
+
+    if (!ZQ_CHECK(retval == 0))
+    {
+        for (int i = lBefore; i < mElements.GetNumElements(); i++)
+            ForgetLocked(i);
+
+        CompactLocked();
+    }
+
+    return retval;
 }
 
 // As Remove for each element, but the ones that stay are moved together once.
@@ -347,15 +373,30 @@ zqError ObjectList::Erase(const zqRefCountArray &anArray)
         if (!ZQ_CHECK(anObject != NULL))
             retval = zqError_InvalidArgument;
         else if (lIndex >= 0)
-            mIndex->Forget(lIndex, mElements.GetElementPtr(lIndex)->GetPath().Get());
+            ForgetLocked(lIndex);
     }
 
-    mElements.Compact(mIndex->GetKeep());
-    mIndex->Compact();
+    CompactLocked();
 
     (void)ZQ_CHECK(retval == 0);
 
     return retval;
+}
+
+/** An element is not to be found any more; it keeps its position until the list is compacted. */
+void ObjectList::ForgetLocked(int anIndex)
+{
+    mIndex->Forget(anIndex, mElements.GetElementPtr(anIndex)->GetPath().Get());
+}
+
+/** Let the forgotten elements go. */
+void ObjectList::CompactLocked()
+{
+    if (mIndex == nullptr)
+        return;
+
+    mElements.Compact(mIndex->GetKeep());
+    mIndex->Compact();
 }
 
 void ObjectList::Lock() const

@@ -133,6 +133,20 @@ TEST_F(WithoutMemory, AListIsAsItWas)
     EXPECT_EQ(FailEach(lPrepare, [&] { return lNew->Add(lObject); }), Results{ -2 });
     lNew = nullptr;
     EXPECT_EQ(lObject->GetRefCount(), 1);
+
+    // Several are added together, behind what is there, or none of them is.
+    const auto lFirst = Make<Object>("/first", Dict()), lOther = Make<Object>("/b", Dict());
+    for (const auto &lEach : { lObject, lFirst, lOther, lObject })
+        ASSERT_EQ(lArray.Append(lEach), 0);
+    const auto lPrepareAll = [&]
+    {
+        EXPECT_TRUE(lNew == nullptr || (lNew->GetNumElements() == 1 && lNew->Find(lPath) == nullptr));
+        lNew = std::make_unique<ObjectList>();
+        EXPECT_TRUE(lNew->Init() == 0 && lNew->Add(lFirst) == 0);
+    };
+    EXPECT_EQ(FailEach(lPrepareAll, [&] { return lNew->AppendAll(lArray); }), Results{ -2 });
+    EXPECT_EQ(lNew->GetNumElements(), 3);
+    lNew = nullptr;
     EXPECT_EQ(lList.Add(lObject), 0);
     EXPECT_EQ(FailEach([&] { lArray = {}; }, [&] { return lList.CreateCopyAsArray(lArray); }), Results{ -2 });
 
@@ -175,22 +189,26 @@ TEST_F(WithoutMemory, AReportIsNotTakenAndCanBeRepeated)
     };
 
     Lending                lManager;
-    zqError                lResult = -7;
     zqSharedPtr<Provision> lProvision;
-    const auto             lPath       = Str("/a");
-    const auto             lPaths      = Strings({ "/a" });
+    const auto             lPaths      = Strings({ "/a", "/b", "/c", "/b" });
     const Dictionary       lProperties = ProvisionProperties("id", "secret");
 
-    // It is listed once there was memory for it and none for telling of it.
-    EXPECT_EQ(FailEach([&] { EXPECT_TRUE(lResult == -2 || lManager.FindService(lPath.Get()) == nullptr); },
-                       [&] { return lResult = lManager.UpdateServices(lPaths.Get(), Manager::UpdateOperationAdd); }),
+    const auto lPrepare = [&]
+    {
+        const std::string lListed = lManager.GetServicePaths();
+        EXPECT_TRUE(lListed.empty() || lListed == "a b c") << lListed;
+    };
+    EXPECT_EQ(FailEach(lPrepare, [&] { return lManager.UpdateServices(lPaths.Get(), Manager::UpdateOperationAdd); }),
               (Results{ -7, -2 }));
-    EXPECT_TRUE(lManager.FindService(lPath.Get()) != nullptr);
+    EXPECT_EQ(lManager.GetServicePaths(), "a b c");
+    EXPECT_EQ(FailEach(lPrepare, [&] { return lManager.UpdateServices(lPaths.Get(), Manager::UpdateOperationRemove); }),
+              (Results{ -7, -2 }));
+    EXPECT_EQ(lManager.GetServicePaths(), "");
 
     EXPECT_EQ(FailEach([&] { EXPECT_EQ(lManager.GetProvisionPaths(), ""); },
                        [&] { return lManager.ProvisionCreate(lProperties, lProvision); }),
               (Results{ -7, -1, -2 }));
-    ExpectAsserted("manager", { "aPointer != __null", "err == 0", "lProperties != __null", "lProvision != __null" });
+    ExpectAsserted("manager", { "aPointer != __null", "lProperties != __null", "lProvision != __null" });
 }
 
 TEST_F(WithoutMemory, AnEventIsNotMadeAndTheObserversHaveBeenTold)

@@ -49,12 +49,12 @@ protected:
 
 } // namespace
 
-TEST_F(AReport, AddsOnlyWhatIsNewInItsOrderAndAllOfItOrNothing)
+TEST_F(AReport, AddsOnlyWhatIsNewInItsOrderAndOnceAndAllOfItOrNothing)
 {
     const auto lKnown = Find(mB);
 
     mManager.mReported["/b"] = ServiceProperties("changed");
-    EXPECT_EQ(mManager.AddServices({ "/e", "/b", "/d" }), 0);
+    EXPECT_EQ(mManager.AddServices({ "/e", "/b", "/d", "/e" }), 0);
     EXPECT_EQ(Update({ mA, mC }, kAdd), 0);
     EXPECT_EQ(TakeCalls(), Lines{ "ServicesAdded e d" });
     EXPECT_EQ(mManager.GetServicePaths(), "a b c e d");
@@ -73,13 +73,13 @@ TEST_F(AReport, AddsOnlyWhatIsNewInItsOrderAndAllOfItOrNothing)
     EXPECT_EQ(TakeCalls(), Lines{});
 }
 
-TEST_F(AReport, RemovesWhatIsListedAndAddsItAgainAsAnotherObject)
+TEST_F(AReport, RemovesWhatIsListedOnceAndAddsItAgainAsAnotherObject)
 {
     const auto lOld = Find(mC);
 
     EXPECT_EQ(Update({ mX, mD }, kRemove), 0);
     EXPECT_FALSE(mLog.Contains("lRemoved"));
-    EXPECT_EQ(Update({ mC, mX, mA }, kRemove), 0);
+    EXPECT_EQ(Update({ mC, mX, mA, mC }, kRemove), 0);
     EXPECT_TRUE(mLog.Contains(": Service will be lRemoved", 4));
     EXPECT_EQ(mManager.GetServicePaths(), "b");
     EXPECT_EQ(TakeCalls(), Lines{ "ServicesRemoved c a" });
@@ -92,7 +92,7 @@ TEST_F(AReport, OfChangesTellsOfEachServiceWithAllItsPropertiesUntilOneFails)
 {
     mManager.mReported["/a"] = Dict({ { kServicePropertyState, Str("ready") } });
     mManager.mReported["/c"] = Dict({ { kServicePropertyName, Str("work") } });
-    EXPECT_EQ(Update({ mC, mX, mA }, kChange), 0);
+    EXPECT_EQ(Update({ mC, mX, mA, mC }, kChange), 0);
     EXPECT_EQ(TakeCalls(), (Lines{ "ServiceChanged c" + kAllKeys, "ServiceChanged a" + kAllKeys }));
     EXPECT_TRUE(Find(mA)->IsConnected());
     EXPECT_EQ(Text(Find(mC)->GetName().Get()), "work");
