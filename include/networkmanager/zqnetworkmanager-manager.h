@@ -427,6 +427,8 @@ protected:
      *  @retval  -3  A second Init; the manager is as it was.
      *  @retval  -7  Something could not be made; nothing is left behind.
      *  @returns what the publisher or the queue fails with otherwise.
+     *
+     *  After a failure but -3, and after Destroy, it may be called again.
      */
     zqError Init(zqEventQueue *aQueue, CFMutableDictionaryRef aProperties);
 
@@ -528,6 +530,7 @@ private:
     struct Resources;
     class PollList;
 
+    zqError InitModel(zqEventQueue *aQueue, CFMutableDictionaryRef aProperties);
     zqError InitResources(Resources &aResources, zqEventQueue *aQueue, CFMutableDictionaryRef aProperties);
     zqError InitLists();
 

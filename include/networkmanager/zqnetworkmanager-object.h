@@ -139,6 +139,9 @@ public:
      *  @retval  -3  It is initialised already; it keeps what it has.
      *  @retval  -5  The path or the dictionary is null.
      *  @retval  -7  The lock or one of the copies could not be made.
+     *
+     *  After a failure but -3 the object is as before, and Init may be called
+     *  again; so it is with every kind of object.
      */
     virtual zqError Init(const CFUSharedRef<CFStringRef> &aPath, const CFUSharedRef<CFDictionaryRef> &aProperties);
 
@@ -175,6 +178,11 @@ public:
     /** Take and release the object's lock; nothing happens before Init. */
     void Lock() const;
     void Unlock() const;
+
+protected:
+    /** For a kind whose own part of Init has failed: the object is as before Init, but for its lock, which the caller
+     * holds. */
+    void UndoInitLocked();
 
 private:
     union

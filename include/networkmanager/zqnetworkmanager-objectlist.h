@@ -118,7 +118,11 @@ public:
     void Unlock() const;
 
 private:
+    friend class Manager;
     class Index;
+
+    /** Back to before Init; nobody else may use the list. Safe to call twice. */
+    void Destroy();
 
     zqError AddLocked(const zqSharedPtr<Object> &anObject);
     void    ForgetLocked(int anIndex);

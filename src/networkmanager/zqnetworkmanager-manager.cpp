@@ -36,7 +36,7 @@ using UniqueLock = std::unique_ptr<PRLock, LockDestroyer>;
 } // namespace
 
 // What Init makes. Until it is handed over to the manager it goes in the
-// reverse order of its making.
+// reverse order of its making, as fields do.
 struct Manager::Resources
 {
     UniqueLock                           mLock;
@@ -62,19 +62,24 @@ zqError Manager::Init(zqEventQueue *aQueue, CFMutableDictionaryRef aProperties)
     zqError lReturn = zqEventPublisher::Init("");
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    Resources lResources;
+    lReturn = InitModel(aQueue, aProperties);
 
-    lReturn = InitResources(lResources, aQueue, aProperties);
+    if (lReturn != 0)
+        zqEventPublisher::Destroy();
+
+    return lReturn;
+}
+
+zqError Manager::InitModel(zqEventQueue *aQueue, CFMutableDictionaryRef aProperties)
+{
+    Resources lResources;
+    zqError   lReturn = InitResources(lResources, aQueue, aProperties);
 
     if (lReturn == 0)
         lReturn = InitLists();
 
     if (lReturn != 0)
-    {
-        lResources = Resources();
-        zqEventPublisher::Destroy();
         return lReturn;
-    }
 
     lOpaqueLock.uOpaque         = lResources.mLock.release();
     mEventQueue                 = lResources.mEventQueue.release();
@@ -127,6 +132,7 @@ zqError Manager::InitLists()
 
     for (ObjectList *lList : lLists)
     {
+        lList->Destroy(); // the manager's own leaves it, empty
         lReturn = lList->Init();
         if (!ZQ_CHECK(lReturn == 0))
             break;
@@ -143,7 +149,7 @@ zqError Manager::InitLists()
     }
 
     while (lReturn != 0 && lDone > 0)
-        (void)lLists[--lDone]->Clear();
+        lLists[--lDone]->Destroy();
 
     return lReturn;
 }

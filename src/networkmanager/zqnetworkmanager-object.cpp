@@ -5,6 +5,8 @@
 
 #include <zqlog.h>
 
+#include <utility>
+
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-object"
 
@@ -69,6 +71,13 @@ zqError Object::Init(const Object &anObject)
         ZQ_REQUIRE(properties != NULL, zqError_NoResources);
 
     return Init(path, properties);
+}
+
+void Object::UndoInitLocked()
+{
+    mInitialized = false;
+    CFURelease(std::exchange(mProperties, nullptr));
+    CFURelease(std::exchange(mPath, nullptr));
 }
 
 CFUSharedRef<CFStringRef> Object::GetPath() const

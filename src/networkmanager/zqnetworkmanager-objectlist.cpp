@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <new>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #define ZQ_LOG_COMPONENT "network manager"
@@ -146,28 +147,35 @@ ObjectList::ObjectList(const ObjectList &) noexcept : ObjectList() {}
 
 ObjectList::~ObjectList()
 {
-    if (mInitialized)
-        (void)Clear();
-
-    mInitialized = false;
-
-    if (lOpaqueLock.uNetscape != nullptr)
-        PR_DestroyLock(lOpaqueLock.uNetscape);
+    Destroy();
 }
 
 zqError ObjectList::Init()
 {
     ZQ_REQUIRE(!mInitialized, zqError_WrongState);
 
-    mIndex.reset(new (std::nothrow) Index);
-    ZQ_REQUIRE(mIndex != NULL, zqError_NoResources);
+    std::unique_ptr<Index> lIndex(new (std::nothrow) Index);
+    ZQ_REQUIRE(lIndex != NULL, zqError_NoResources);
 
     lOpaqueLock.uNetscape = PR_NewLock();
     ZQ_REQUIRE(lOpaqueLock.uNetscape != NULL, zqError_NoResources);
 
+    mIndex       = std::move(lIndex);
     mInitialized = true;
 
     return zqError_None;
+}
+
+void ObjectList::Destroy()
+{
+    if (!mInitialized)
+        return;
+
+    (void)Clear();
+
+    mInitialized = false;
+    PR_DestroyLock(std::exchange(lOpaqueLock.uNetscape, nullptr));
+    mIndex.reset();
 }
 
 zqError ObjectList::Clear()
@@ -356,13 +364,10 @@ zqError ObjectList::AppendAll(const zqRefCountArray &anArray)
 // As Remove for each element, but the ones that stay are moved together once.
 zqError ObjectList::Erase(const zqRefCountArray &anArray)
 {
-    zqError retval = zqError_None;
-
     if (anArray.IsEmpty())
-        return retval;
+        return zqError_None;
 
-    ZQ_REQUIRE(mInitialized, zqError_WrongState);
-
+    zqError    retval = ZQ_CHECK(mInitialized) ? zqError_None : zqError_WrongState;
     ScopedLock lLock(lOpaqueLock.uNetscape);
 
     for (int i = 0, lCount = anArray.GetNumElements(); i < lCount && retval == 0; i++)

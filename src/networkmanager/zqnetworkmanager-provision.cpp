@@ -67,6 +67,9 @@ zqError Provision::Init(const CFUSharedRef<CFStringRef> &aPath, const CFUSharedR
     retval       = InitLocked();
     mInitialized = ZQ_CHECK(retval == 0);
 
+    if (!mInitialized)
+        UndoInitLocked();
+
     return retval;
 }
 

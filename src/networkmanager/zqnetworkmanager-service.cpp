@@ -67,6 +67,13 @@ zqError Service::Init(const CFUSharedRef<CFStringRef> &aPath, const CFUSharedRef
 
         retval       = InitLocked();
         mInitialized = (retval == 0);
+
+        if (!mInitialized)
+        {
+            mConfigurations.Reset();
+            mAddresses.Reset();
+            UndoInitLocked();
+        }
     }
 
     return retval;

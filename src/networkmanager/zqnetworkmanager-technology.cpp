@@ -57,6 +57,9 @@ zqError Technology::Init(const CFUSharedRef<CFStringRef> &aPath, const CFUShared
     retval       = InitLocked();
     mInitialized = ZQ_CHECK(retval == 0);
 
+    if (!mInitialized)
+        UndoInitLocked();
+
     return retval;
 }
 

@@ -94,7 +94,7 @@ extern "C" PRLock *PR_NewLock(void)
 TEST_F(WithoutMemory, AnObjectStaysUninitialisedAndCanBeInitialisedLater)
 {
     zqSharedPtr<Object>                 lObject(new Object);
-    zqSharedPtr<Service>                lService;
+    zqSharedPtr<Service>                lService(new Service), lCopy(new Service);
     const String                        lPath       = Str("/a");
     const auto                          lFull       = ServiceProperties();
     const CFUSharedRef<CFDictionaryRef> lProperties = lFull;
@@ -105,8 +105,8 @@ TEST_F(WithoutMemory, AnObjectStaysUninitialisedAndCanBeInitialisedLater)
 
     // A strength whose raw form is no number that is shared.
     CFDictionarySetValue(lFull.Get(), kServicePropertyStrength, Number(30000).Get());
-    EXPECT_EQ(FailEach([&] { lService = new Service; }, [&] { return lService->Init(lPath, lProperties); }),
-              (Results{ -7, -2 }));
+    EXPECT_EQ(FailEach([] {}, [&] { return lService->Init(lPath, lProperties); }), (Results{ -7, -2 }));
+    EXPECT_EQ(FailEach([] {}, [&] { return lCopy->Init(*lService); }), (Results{ -7, -2 }));
     ExpectAsserted("object", { "properties != __null", "lOpaqueLock.uNetscape != __null" });
     ExpectAsserted("service", { "theRawStrength != __null", "aFamilies != __null" });
 }
@@ -158,17 +158,23 @@ TEST_F(WithoutMemory, AListIsAsItWas)
     EXPECT_EQ(lList.GetNumElements(), 0);
 }
 
-TEST_F(WithoutMemory, AManagerIsNotInitialisedAndLeavesNothingBehind)
+TEST_F(WithoutMemory, AManagerStaysUninitialisedAndCanBeInitialisedLater)
 {
-    zqEventQueue                 lApplication;
-    std::unique_ptr<TestManager> lManager;
-    const auto                   lPrepare = [&] { lManager = std::make_unique<TestManager>(nullptr, nullptr, false); };
-    const auto                   lInit    = [&] { return lManager->Init(&lApplication, nullptr); };
+    zqEventQueue              lApplication;
+    TestManager               lManager(nullptr, nullptr, false);
+    zqRefObjectArray<Service> lServices;
+    const auto                lInit    = [&] { return lManager.Init(&lApplication, nullptr); };
+    const auto                lPrepare = [&]
+    {
+        EXPECT_EQ(lManager.GetServices(lServices), -3);
+        EXPECT_EQ(lManager.Stop(), -3);
+    };
 
     ASSERT_EQ(lApplication.Init(), 0);
     EXPECT_EQ(FailEach(lPrepare, lInit), Results{ -7 });
-    EXPECT_GE(FailEachLock(lPrepare, lInit), 6); // its own two and one for each list
-    EXPECT_EQ(lManager->Stop(), 0);
+    lManager.Destroy();
+    EXPECT_GE(FailEachLock([] {}, lInit), 6); // its own two and one for each list
+    EXPECT_EQ(lManager.Stop(), 0);
     ExpectAsserted("manager", { "lEventQueue != __null", "lHBClient != __null", "lProperties != __null",
                                 "lOpaqueLock.uOpaque != __null", "lOpaquePropertyLock.uOpaque != __null" });
 }

@@ -40,7 +40,10 @@ void ExpectRequired(const std::function<Dictionary()> &aMake, const std::string 
 
         EXPECT_EQ(lObject->Init(Str("/a"), lProperties), -4);
         EXPECT_EQ(lObject->Refresh(aMake()), -3);
-        EXPECT_TRUE(lObject->GetType() == nullptr);
+        EXPECT_TRUE(lObject->GetType() == nullptr && lObject->GetPath() == nullptr);
+        EXPECT_TRUE(lObject->CopyProperties() == nullptr);
+        EXPECT_EQ(lObject->Init(Str("/b"), aMake()), 0);
+        EXPECT_EQ(Text(lObject->GetPath().Get()), "/b");
     }
     EXPECT_EQ(lLog.Count("ASSERT: : " + anAssertion + ", file: " + aFile, 4), 2u) << lLog.GetText();
     EXPECT_EQ(Make<T>("/a", aMake())->Refresh(lWrong), -4);

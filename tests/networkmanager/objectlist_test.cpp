@@ -54,11 +54,12 @@ TEST_F(AnObjectList, IsInitialisedOnceAndRefusesEverythingBefore)
     EXPECT_EQ(lList.GetNumElements(), -1);
     EXPECT_FALSE(lList.IsEmpty());
     for (const zqError lResult : { lList.Clear(), lList.CreateCopyAsArray(lArray), lList.Add(lA), lList.Remove(lA),
-                                   lList.Append(lArray), lList.Erase(lArray) })
+                                   lList.Append(lArray), lList.Erase(lArray), lList.AppendAll(lArray) })
         EXPECT_EQ(lResult, -3);
     EXPECT_TRUE(lList.Find(lA) == nullptr && lList.Find(Str("/a")) == nullptr);
     for (const char *lFile : { kFile, kHeader })
         EXPECT_TRUE(Asserted(mLog, "mInitialized", lFile, kAsserter));
+    EXPECT_EQ(mLog.Count("retval == 0"), 3u); // of the last three
 }
 
 TEST_F(AnObjectList, KeepsTheObjectThatWasThereFirstAndFindsItLetterCaseIncluded)
