@@ -540,8 +540,6 @@ private:
     bool HandleReady(PollList &aList, int anActive);
     int  HandleEvent();
 
-    zqError CopyPropertiesAndState(CFUSharedRef<CFDictionaryRef> &aProperties, CFUSharedRef<CFStringRef> &aState) const;
-
     zqError AddServices(CFArrayRef aServices);
     zqError RemoveServices(CFArrayRef aServices);
     zqError ChangeServices(CFArrayRef aServices);

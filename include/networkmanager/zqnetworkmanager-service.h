@@ -195,7 +195,6 @@ private:
 
     template <typename T>
     CFUSharedRef<T> GetCached(Cached aCached) const;
-    bool            IsCached(Cached aCached, CFStringRef aText) const;
     zqError         InitFamiliesLocked();
     zqError StoreFamily(CFUSharedRef<CFMutableDictionaryRef> &aFamilies, const CFUSharedRef<CFStringRef> &aFamily,
                         const CFUSharedRef<CFDictionaryRef> &aConfiguration);

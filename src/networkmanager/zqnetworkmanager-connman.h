@@ -113,7 +113,6 @@ private:
     // Lifecycle
 
     zqError InitClients();
-    zqError InitWPANCtl();
     zqError ConnectWPANCtl();
 
     // What is loaded whenever the daemon becomes available
