@@ -18,6 +18,9 @@ namespace zq
 namespace ConnMan
 {
 
+constexpr const char *kBusDaemonName       = "org.freedesktop.DBus";
+constexpr const char *kBusDaemonPath       = "/org/freedesktop/DBus";
+constexpr const char *kBusDaemonInterface  = "org.freedesktop.DBus";
 constexpr const char *kBusName             = "net.connman";
 constexpr const char *kManagerPath         = "/";
 constexpr const char *kManagerInterface    = "net.connman.Manager";
