@@ -65,10 +65,16 @@ class ZQ_EXPORT Base
 public:
     virtual ~Base();
 
-    /** The daemon is on the bus and what it has is loaded. */
+    /**
+     *  The daemon is on the bus, and what it has is loaded, or was asked for in
+     *  vain. Told once more when it has come to answer what it did not then.
+     */
     virtual void Available(zqConnMan *aConnMan) = 0;
 
-    /** The daemon, or the bus, is gone. */
+    /**
+     *  The daemon, or the bus, is gone; or the load failed that had begun. What
+     *  was told of it counts no more.
+     */
     virtual void Unavailable(zqConnMan *aConnMan) = 0;
 
     virtual void StateChanged(zqConnMan *aConnMan, CFStringRef aState) = 0;
@@ -293,8 +299,13 @@ public:
      *
      *  It succeeds when the daemon is absent, and when it is there but what it
      *  answers cannot be decoded or does not come: that is logged. When the bus
-     *  does not tell within 100 ms whether the daemon is there, its answer is
-     *  awaited in the background.
+     *  does not tell within 100 ms whether the daemon is there, that is found
+     *  out in the background.
+     *
+     *  A daemon that leaves a call of the load unanswered is asked again in the
+     *  background, after 1 s and then ever later up to 60 s, and at once when it
+     *  sends a signal, until all of it is loaded. So is one that could not be
+     *  loaded for want of memory, or that refused the agent.
      *
      *  @param[in]  aTimeout  For every call to the daemon, in milliseconds; -1: the bus library's own.
      *
@@ -332,7 +343,7 @@ public:
     int  GetTimeout() const noexcept;
     void SetTimeout(int aTimeout) noexcept;
 
-    /** True while the daemon is on the bus. From any thread. */
+    /** True while the daemon is on the bus and takes requests. From any thread. */
     bool IsAvailable() const noexcept;
 
     /**
@@ -351,7 +362,10 @@ public:
     zqError ManagerGetServices(CFDictionaryRef &aServices);
     zqError ManagerGetTechnologies(CFDictionaryRef &aTechnologies);
 
-    /** Append the object paths, in the daemon's order: of what is loaded, or asked from the daemon when nothing is. */
+    /**
+     *  Append the object paths, in the daemon's order: of what is loaded. When
+     *  nothing is, that is asked from the daemon and counts as loaded from then on.
+     */
     zqError ManagerGetServices(CFMutableArrayRef aPaths);
     zqError ManagerGetTechnologies(CFMutableArrayRef aPaths);
 
@@ -561,7 +575,7 @@ private:
         CFStringRef     mPath       = nullptr;
     };
 
-    class PresencePendingCall;
+    class AskPendingCall;
     struct Handlers;
     friend class zq::ConnMan::PendingCall;
     friend struct zqConnManBench;
@@ -571,13 +585,28 @@ private:
     void    DetachFromBus();
     zqError ChangeFilters(bool anAdd);
     zqError FindConnMan();
-    zqError AwaitConnMan();
     bool    NameOwnerChanged(DBusMessage *aMessage);
     void    BusLost();
+    zqError ConnManArrived();
+    zqError ConnManLeft();
     zqError ConnManAvailable();
     zqError ConnManUnavailable();
+    zqError Load();
     zqError UpdateDelegateAvailability();
     void    ReplayToDelegate();
+
+    // Asking a daemon that is there but not, or not wholly, loaded
+    enum class Asked
+    {
+        Answers,
+        Silent,
+        Absent
+    };
+
+    void UpdateAsking();
+    void Ask();
+    void AskEnded(const AskPendingCall *anAsk, Asked anOutcome);
+    void ConnManHeard();
 
     // Calls
     zqError CanCall() const;
@@ -605,6 +634,7 @@ private:
     // Caches and signals
     struct ObjectKind;
     using PathsHandler = void (zq::ConnMan::Delegate::Base::*)(zqConnMan *aConnMan, CFArrayRef aPaths);
+    zqError Update(bool aMissingOnly);
     zqError UpdateProperties(CFDictionaryRef aChanges);
     zqError UpdateServices(CFDictionaryRef aCurrent);
     zqError UpdateTechnologies(CFDictionaryRef aCurrent);
@@ -645,6 +675,16 @@ private:
     bool                                       mScanning;
     zq::ConnMan::PendingCall                  *mPendingCalls;
     bool                                       mExported = false; // the agent's object is this client's
+
+    // The daemon is absent; or it is present, and then it is available with all
+    // of it loaded, or it is asked: a call is outstanding, or one is due. All of
+    // it is the loop's thread's.
+    bool                  mPresent    = false;   // it owns its name, as far as is known
+    bool                  mIncomplete = false;   // it is available, but some answer to the load did not come
+    bool                  mSilent     = false;   // it has not answered yet: a signal of it is news
+    bool                  mAskDue     = false;   // the timer runs
+    int                   mAskDelay   = 0;       // before the ask that is due or outstanding, in milliseconds
+    const AskPendingCall *mAsk        = nullptr; // the outstanding one; others that end are of no interest
 };
 
 #endif // ZQCONNMAN_H

@@ -89,11 +89,17 @@ void zqConnMan::NotifyPaths(PathsHandler aHandler, CFArrayRef aPaths)
 
 zqError zqConnMan::Update()
 {
-    zqError lReturn = UpdateProperties();
+    return Update(false);
+}
 
-    if (lReturn == zqError_None)
+zqError zqConnMan::Update(bool aMissingOnly)
+{
+    const auto lIsWanted = [=](CFTypeRef aCache) { return !aMissingOnly || aCache == nullptr; };
+    zqError    lReturn   = lIsWanted(mProperties) ? UpdateProperties() : zqError_None;
+
+    if (lReturn == zqError_None && lIsWanted(mServices))
         lReturn = UpdateServices();
-    if (lReturn == zqError_None)
+    if (lReturn == zqError_None && lIsWanted(mTechnologies))
         lReturn = UpdateTechnologies();
 
     if (lReturn == zqError_ServiceUnknown)
@@ -191,18 +197,20 @@ zqError zqConnMan::UpdateProperties(CFDictionaryRef aChanges)
  */
 zqError zqConnMan::UpdateObjects(const ObjectKind &aKind, CFDictionaryRef aCurrent)
 {
-    CFMutableDictionaryRef &lCache = this->*aKind.mCache;
+    CFMutableDictionaryRef &lCache  = this->*aKind.mCache;
+    const long              lBefore = CountOf(lCache);
 
     ZQ_LOG(zqLogLevel_Information, "connman: %s %ld %s to %ld existing %s", lCache != nullptr ? "updating" : "adding",
-           CountOf(aCurrent), aKind.mName, CountOf(lCache), aKind.mName);
+           CountOf(aCurrent), aKind.mName, lBefore, aKind.mName);
 
     const auto lAdded   = MakeArray();
     const auto lUpdated = MakeArray();
     const auto lRemoved = MakeArray();
 
+    ZQ_REQUIRE(lAdded != NULL && lUpdated != NULL && lRemoved != NULL, zqError_NoResources);
     if (lCache == nullptr)
         lCache = MakeDictionary();
-    ZQ_REQUIRE(lCache != NULL && lAdded != NULL && lUpdated != NULL && lRemoved != NULL, zqError_NoResources);
+    ZQ_REQUIRE(lCache != NULL, zqError_NoResources);
 
     ForEachEntry(lCache,
                  [&](const void *aPath, const void *)
@@ -227,6 +235,15 @@ zqError zqConnMan::UpdateObjects(const ObjectKind &aKind, CFDictionaryRef aCurre
 
     for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(lRemoved.Get()); ++lIndex)
         CFDictionaryRemoveValue(lCache, CFArrayGetValueAtIndex(lRemoved.Get(), lIndex));
+
+    const long lAfter = lBefore + CFArrayGetCount(lAdded.Get()) - CFArrayGetCount(lRemoved.Get());
+
+    // What found no room in a list or in the cache would never be told: better no cache than one with gaps.
+    if (!ZQ_CHECK(CountOf(lCache) == CountOf(aCurrent) && CountOf(lCache) == lAfter))
+    {
+        ReleaseCache(lCache);
+        return zqError_NoResources;
+    }
 
     NotifyPaths(aKind.mAdded, lAdded.Get());
     NotifyPaths(aKind.mRemoved, lRemoved.Get());
@@ -275,24 +292,35 @@ zqError zqConnMan::ManagerGetTechnologies(CFMutableArrayRef aPaths)
     return GetPaths(ObjectKind::kTechnologies, aPaths);
 }
 
-/** What is loaded has just come from the daemon and follows its signals: asking again would cost a round trip. */
+/**
+ *  What is loaded has just come from the daemon and follows its signals: asking
+ *  again would cost a round trip. What has to be asked for is kept, so that the
+ *  signals are applied to what the caller has.
+ */
 zqError zqConnMan::GetPaths(const ObjectKind &aKind, CFMutableArrayRef aPaths)
 {
     ZQ_REQUIRE(aPaths != NULL, zqError_InvalidArgument);
 
-    CFUSharedRef<CFDictionaryRef> lObjects = CFURetain<CFDictionaryRef>(this->*aKind.mCache);
+    CFMutableDictionaryRef &lCache = this->*aKind.mCache;
 
-    if (lObjects == nullptr)
+    if (lCache == nullptr)
     {
-        CFDictionaryRef lFetched = nullptr;
-        const zqError   lReturn  = (this->*aKind.mFetch)(lFetched);
+        CFDictionaryRef                     lFetched = nullptr;
+        const zqError                       lReturn  = (this->*aKind.mFetch)(lFetched);
+        const CFUSharedRef<CFDictionaryRef> lHolder  = CFUAdopt(lFetched);
 
-        lObjects = CFUAdopt(lFetched);
         if (lReturn != zqError_None)
             return lReturn;
+
+        lCache = CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, lFetched);
+        ZQ_REQUIRE(lCache != NULL, zqError_NoResources);
     }
 
-    ForEachEntry(lObjects.Get(), [aPaths](const void *aPath, const void *) { CFArrayAppendValue(aPaths, aPath); });
+    const CFIndex lCount = CFArrayGetCount(aPaths) + CountOf(lCache);
+
+    ForEachEntry(lCache, [aPaths](const void *aPath, const void *) { CFArrayAppendValue(aPaths, aPath); });
+    ZQ_REQUIRE(CFArrayGetCount(aPaths) == lCount, zqError_NoResources);
+
     return zqError_None;
 }
 

@@ -29,6 +29,14 @@ struct zqConnMan::Handlers
         return Result((Client(aContext).*kHandler)(aMessage));
     }
 
+    template <bool (zqConnMan::*kHandler)(DBusMessage *)>
+    static DBusHandlerResult ManagerSignal(void *aContext, DBusConnection *aConnection, DBusMessage *aMessage)
+    {
+        Client(aContext).ConnManHeard();
+
+        return Signal<kHandler>(aContext, aConnection, aMessage);
+    }
+
     /** A PropertyChanged by way of a table, handed on as a filter hands it on. */
     template <bool (zqConnMan::*kHandler)(const char *, DBusMessageIter *)>
     static DBusHandlerResult Property(void *aContext, DBusConnection *, DBusMessage *aMessage)
@@ -43,6 +51,8 @@ struct zqConnMan::Handlers
     template <bool (zqConnMan::*kHandler)(const char *, DBusMessageIter *)>
     static DBusHandlerResult Filter(void *aContext, const char *aPath, DBusMessageIter *anIterator)
     {
+        Client(aContext).ConnManHeard();
+
         return Result((Client(aContext).*kHandler)(aPath, anIterator));
     }
 
@@ -61,6 +71,7 @@ struct zqConnMan::Handlers
     static DBusHandlerResult RefuseStranger(DBusConnection *aConnection, DBusMessage *aMessage);
 
     static void BusLost(void *aContext) { Client(aContext).BusLost(); }
+    static void AskDue(void *aContext) { Client(aContext).Ask(); }
 };
 
 #endif // ZQCONNMAN_HANDLERS_H

@@ -1,11 +1,19 @@
 /**
  *  @file
- *    Whether the daemon is there.
+ *    Whether the daemon is there, and whether it answers.
+ *
+ *  Absent, it is waited for. When it arrives it is loaded at once, and the loop
+ *  waits for that. A daemon that is present and does not become available, or
+ *  leaves the load incomplete, is asked for something small from then on, one
+ *  call at a time and without waiting; when it answers, what is missing is
+ *  loaded. Once it is available with everything, or absent again, nothing runs.
  */
 
-#include "zqconnman-private.h"
+#include "zqconnman-handlers.h"
 
-#include <cstring>
+#include <algorithm>
+#include <iterator>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -14,50 +22,35 @@ using namespace zq::ConnMan;
 namespace
 {
 
-constexpr int kNameHasOwnerTimeout = 100; // milliseconds
+// In milliseconds
+constexpr int kNameHasOwnerTimeout = 100;
+constexpr int kFirstAskDelay       = 1000;
+constexpr int kLongestAskDelay     = 60000;
 
-} // namespace
-
-// At the start
-
-/** Waits for the bus to say whether the daemon is there, when it did not say so at once. */
-class zqConnMan::PresencePendingCall : public PendingCall
-{
-public:
-    explicit PresencePendingCall(zqConnMan *aConnMan) noexcept
-        : PendingCall(aConnMan, "NameHasOwner", nullptr, nullptr, nullptr)
-    {
-    }
-
-    void completed(DBusMessage *aReply) override
-    {
-        dbus_bool_t lHasOwner = FALSE;
-
-        PendingCall::completed(aReply);
-
-        if (GetConnMan() != nullptr && aReply != nullptr &&
-            dbus_message_get_args(aReply, nullptr, DBUS_TYPE_BOOLEAN, &lHasOwner, DBUS_TYPE_INVALID) && lHasOwner)
-            (void)GetConnMan()->ConnManAvailable();
-    }
-};
-
-namespace
-{
-
-zqError CallNameHasOwner(zqDBus &aDBus, zqDBusPendingCall *aPending, DBusMessage **aReply, int aTimeout,
-                         DBusError *anError, int aFirstType, ...)
+zqError CallNameHasOwner(zqDBus &aDBus, DBusMessage **aReply, DBusError *anError, int aFirstType, ...)
 {
     va_list lArguments;
 
     va_start(lArguments, aFirstType);
-    const zqError lReturn = aDBus.PerformMethodCall(kBusDaemonName, kBusDaemonPath, kBusDaemonInterface, "NameHasOwner",
-                                                    aPending, aReply, aTimeout, anError, aFirstType, lArguments);
+    const zqError lReturn =
+        aDBus.PerformMethodCall(kBusDaemonName, kBusDaemonPath, kBusDaemonInterface, "NameHasOwner", nullptr, aReply,
+                                kNameHasOwnerTimeout, anError, aFirstType, lArguments);
     va_end(lArguments);
 
     return lReturn;
 }
 
+/** No answer came, or there was no memory for it: the next time there may be. */
+bool IsPassing(zqError anError)
+{
+    static const zqError kErrors[] = { zqError_NoReply, zqError_TimedOut, zqError_NoResources, zqError_OutOfMemory };
+
+    return std::find(std::begin(kErrors), std::end(kErrors), anError) != std::end(kErrors);
+}
+
 } // namespace
+
+// At the start
 
 zqError zqConnMan::CheckConnManReady(unsigned int &aHasOwner)
 {
@@ -69,8 +62,8 @@ zqError zqConnMan::CheckConnManReady(unsigned int &aHasOwner)
 
     aHasOwner = 0;
 
-    const zqError lReturn = CallNameHasOwner(*mDBus, nullptr, lReply.Out(), kNameHasOwnerTimeout, lError.Get(),
-                                             DBUS_TYPE_STRING, &lName, DBUS_TYPE_INVALID);
+    const zqError lReturn =
+        CallNameHasOwner(*mDBus, lReply.Out(), lError.Get(), DBUS_TYPE_STRING, &lName, DBUS_TYPE_INVALID);
 
     if (lReturn != zqError_None)
         return lReturn != zqError_WrongState && lError.IsSet() ? MapError("NameHasOwner", lError.Get()) : lReturn;
@@ -85,33 +78,22 @@ zqError zqConnMan::CheckConnManReady(unsigned int &aHasOwner)
     return zqError_None;
 }
 
-zqError zqConnMan::AwaitConnMan()
-{
-    const char *const lName    = kBusName;
-    auto             *lPending = new (std::nothrow) PresencePendingCall(this);
-
-    ZQ_REQUIRE(lPending != NULL, zqError_OutOfMemory);
-
-    const zqError lReturn =
-        CallNameHasOwner(*mDBus, lPending, nullptr, mTimeout, nullptr, DBUS_TYPE_STRING, &lName, DBUS_TYPE_INVALID);
-
-    if (lReturn != zqError_None)
-        delete lPending;
-    return lReturn;
-}
-
 zqError zqConnMan::FindConnMan()
 {
     unsigned int  lHasOwner = 0;
     const zqError lReturn   = CheckConnManReady(lHasOwner);
 
-    // A busy bus is no reason to do without the daemon: its answer is taken when it comes.
+    // A busy bus is no reason to do without the daemon: whether it is there is seen when it is asked itself.
     if (lReturn == zqError_NoReply || lReturn == zqError_TimedOut)
-        return AwaitConnMan();
+    {
+        mPresent = mSilent = true;
+        Ask();
+        return zqError_None;
+    }
 
     // A daemon that is there but cannot be understood does not keep the client from following it.
     if (lReturn == zqError_None && lHasOwner != 0)
-        (void)ConnManAvailable();
+        (void)ConnManArrived();
 
     return lReturn;
 }
@@ -145,14 +127,14 @@ bool zqConnMan::NameOwnerChanged(DBusMessage *aMessage)
     if (lOldOwner[0] != '\0' || lNewOwner[0] == '\0')
     {
         ZQ_LOG(zqLogLevel_Notice, "connman: %s service at %s %sconnected", lName, lOldOwner, "dis");
-        lReturn = ConnManUnavailable();
+        lReturn = ConnManLeft();
         (void)ZQ_CHECK(lReturn == zqError_None || lReturn == zqError_Already);
     }
 
     if (lNewOwner[0] != '\0')
     {
         ZQ_LOG(zqLogLevel_Notice, "connman: %s service at %s %sconnected", lName, lNewOwner, "");
-        lReturn = ConnManAvailable();
+        lReturn = ConnManArrived();
         (void)ZQ_CHECK(lReturn == zqError_None || lReturn == zqError_Already);
     }
     return true;
@@ -161,51 +143,224 @@ bool zqConnMan::NameOwnerChanged(DBusMessage *aMessage)
 void zqConnMan::BusLost()
 {
     ZQ_LOG(zqLogLevel_Notice, "connman: the bus is gone");
-    (void)ConnManUnavailable();
+    (void)ConnManLeft();
 }
 
-/**
- *  A daemon whose answers cannot be decoded is available all the same: it takes
- *  requests. One that lets the first call run into its time-out, or is gone, is
- *  not given a second.
- */
+zqError zqConnMan::ConnManArrived()
+{
+    mPresent = true;
+    mSilent  = !mAvailable;
+
+    return ConnManAvailable();
+}
+
+zqError zqConnMan::ConnManLeft()
+{
+    mPresent = false;
+
+    return ConnManUnavailable();
+}
+
 zqError zqConnMan::ConnManAvailable()
 {
-    if (mAvailable.exchange(true))
-        return zqError_Already;
-
-    const zqError lUpdate = Update();
-    zqError       lReturn = lUpdate;
-
-    if (mAvailable && lUpdate != zqError_NoReply)
-        lReturn = UpdateDelegateAvailability();
-
-    if (lReturn != zqError_None)
-    {
-        mAvailable = false;
-        Flush();
-        return lReturn;
-    }
-    return lUpdate;
+    return mAvailable.exchange(true) ? zqError_Already : Load();
 }
 
 zqError zqConnMan::ConnManUnavailable()
 {
-    if (!mAvailable.exchange(false))
-        return zqError_Already;
+    const bool lWasAvailable = mAvailable.exchange(false);
 
-    mAgentRegistered = false;
+    mIncomplete = false;
+
+    if (lWasAvailable)
     {
-        const Locker lLocker(mLock);
+        mAgentRegistered = false;
+        {
+            const Locker lLocker(mLock);
 
-        mInput.Reset(); // nobody waits for its answer any more
+            mInput.Reset(); // nobody waits for its answer any more
+        }
+
+        if (Delegate::Base *lDelegate = mDelegate)
+            lDelegate->Unavailable(this);
+
+        Flush();
     }
 
-    if (Delegate::Base *lDelegate = mDelegate)
-        lDelegate->Unavailable(this);
+    UpdateAsking();
 
-    Flush();
-    return zqError_None;
+    return lWasAvailable ? zqError_None : zqError_Already;
+}
+
+/**
+ *  Load what is missing: of a daemon that has just arrived, everything.
+ *
+ *  Whatever becomes of that, a daemon that lets itself be registered with takes
+ *  requests.
+ */
+zqError zqConnMan::Load()
+{
+    const zqError lUpdate = Update(true);
+    const zqError lReturn = UpdateDelegateAvailability();
+    const zqError lResult = lReturn != zqError_None ? lReturn : lUpdate;
+
+    if (lReturn != zqError_None)
+        (void)ConnManUnavailable();
+
+    mSilent     = mSilent && IsPassing(lResult);
+    mIncomplete = mAvailable && IsPassing(lUpdate) &&
+                  (mProperties == nullptr || mServices == nullptr || mTechnologies == nullptr);
+    UpdateAsking();
+
+    return lResult;
+}
+
+// Asking
+
+/** Asks the daemon for something small, to see whether it answers at all. */
+class zqConnMan::AskPendingCall final : public PendingCall
+{
+public:
+    explicit AskPendingCall(zqConnMan *aConnMan) noexcept
+        : PendingCall(aConnMan, "GetProperties", nullptr, nullptr, nullptr)
+    {
+    }
+
+    void completed(DBusMessage *aReply) override
+    {
+        PendingCall::completed(aReply);
+        End(Asked::Answers);
+    }
+
+    void errorReceived(zqDBusError *anError) override
+    {
+        PendingCall::errorReceived(anError);
+
+        const auto lIs = [=](const char *aName)
+        { return anError != nullptr && dbus_error_has_name(anError->Get(), aName); };
+
+        if (lIs(DBUS_ERROR_SERVICE_UNKNOWN) || lIs(DBUS_ERROR_NAME_HAS_NO_OWNER))
+            End(Asked::Absent);
+        else
+            End(lIs(DBUS_ERROR_NO_REPLY) || lIs(DBUS_ERROR_DISCONNECTED) ? Asked::Silent : Asked::Answers);
+    }
+
+    void timedOut() override
+    {
+        PendingCall::timedOut();
+        End(Asked::Silent);
+    }
+
+private:
+    void End(Asked anOutcome)
+    {
+        if (GetConnMan() != nullptr)
+            GetConnMan()->AskEnded(this, anOutcome);
+    }
+};
+
+/** See to it that a daemon of which something is missing is asked, now or later, and no other. */
+void zqConnMan::UpdateAsking()
+{
+    if (!mPresent || (mAvailable && !mIncomplete))
+    {
+        if (std::exchange(mAskDue, false))
+            mDBus->StopTimer(Handlers::AskDue, this);
+        mAsk      = nullptr;
+        mAskDelay = 0;
+    }
+    else if (mAsk == nullptr && !mAskDue)
+    {
+        mAskDue   = true;
+        mAskDelay = mAskDelay == 0 ? kFirstAskDelay : std::min(2 * mAskDelay, kLongestAskDelay);
+        ZQ_LOG(zqLogLevel_Information, "connman: asking %s again in %d ms", kBusName, mAskDelay);
+        (void)mDBus->SetTimer(Handlers::AskDue, this, mAskDelay);
+    }
+}
+
+void zqConnMan::Ask()
+{
+    if (std::exchange(mAskDue, false))
+        mDBus->StopTimer(Handlers::AskDue, this);
+
+    const MessageRef                lMessage(NewMethodCall(kManagerPath, kManagerInterface, "GetProperties"));
+    std::unique_ptr<AskPendingCall> lAsk(new (std::nothrow) AskPendingCall(this));
+
+    if (lMessage.Get() != nullptr && lAsk != nullptr)
+    {
+        dbus_message_set_auto_start(lMessage.Get(), FALSE);
+        if (mDBus->PerformMethodCallWithMessage(lMessage.Get(), lAsk.get(), nullptr, mTimeout, nullptr) == zqError_None)
+            mAsk = lAsk.release();
+    }
+
+    UpdateAsking();
+}
+
+void zqConnMan::AskEnded(const AskPendingCall *anAsk, Asked anOutcome)
+{
+    if (anAsk != mAsk)
+        return;
+
+    mAsk    = nullptr;
+    mSilent = anOutcome == Asked::Silent;
+
+    if (anOutcome == Asked::Absent)
+        (void)ConnManLeft();
+    else if (anOutcome == Asked::Answers)
+        (void)(mAvailable ? Load() : ConnManAvailable());
+
+    UpdateAsking();
+}
+
+/**
+ *  A daemon that has been silent and sends something is awake again. One that
+ *  has answered, but not what was needed, would be asked over and over.
+ */
+void zqConnMan::ConnManHeard()
+{
+    if (mAskDue && mSilent)
+        Ask();
+}
+
+// The delegate
+
+void zqConnMan::SetDelegate(Delegate::Base *aDelegate)
+{
+    if (mDelegate.exchange(aDelegate) == aDelegate)
+        return;
+
+    CancelHeldInput(); // the one who was asked is no longer there to answer
+
+    if (aDelegate != nullptr)
+        ReplayToDelegate();
+
+    const zqError lReturn = UpdateDelegateAvailability();
+
+    // Without its agent the delegate was not told that the daemon is available.
+    if (aDelegate != nullptr && mAvailable && IsPassing(lReturn))
+        mIncomplete = mSilent = true;
+
+    UpdateAsking();
+}
+
+void zqConnMan::ReplayToDelegate()
+{
+    if (mProperties != nullptr && CFDictionaryGetCount(mProperties) > 0)
+    {
+        const auto lProperties = CFUAdopt(CFDictionaryCreateCopy(kCFAllocatorDefault, mProperties));
+
+        if (ZQ_CHECK(lProperties != NULL))
+            mDelegate.load()->PropertiesChanged(this, lProperties.Get());
+    }
+
+    const auto lReplay = [this](PathsHandler aHandler, CFDictionaryRef aCache)
+    {
+        if (aCache != nullptr)
+            NotifyPaths(aHandler, CFUAdopt(CFUDictionaryCopyKeys(aCache)).Get());
+    };
+
+    lReplay(&Delegate::Base::ServicesAdded, mServices);
+    lReplay(&Delegate::Base::TechnologiesAdded, mTechnologies);
 }
 
 zqError zqConnMan::UpdateDelegateAvailability()

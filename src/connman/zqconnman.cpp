@@ -23,10 +23,10 @@ const zqDBusSignalDispatch zqConnMan::Handlers::__SignalDispatchTableDBus[] = {
 };
 
 const zqDBusSignalDispatch zqConnMan::Handlers::__SignalDispatchTableManager[] = {
-    { kManagerInterface,    kBusName, kManagerPath, "PropertyChanged",   nullptr, Signal<&zqConnMan::ManagerPropertyChanged> },
-    { kManagerInterface,    kBusName, kManagerPath, "TechnologyAdded",   nullptr, Signal<&zqConnMan::ManagerTechnologyAdded> },
-    { kManagerInterface,    kBusName, kManagerPath, "TechnologyRemoved", nullptr, Signal<&zqConnMan::ManagerTechnologyRemoved> },
-    { kManagerInterface,    kBusName, kManagerPath, "ServicesChanged",   nullptr, Signal<&zqConnMan::ManagerServicesChanged> },
+    { kManagerInterface,    kBusName, kManagerPath, "PropertyChanged",   nullptr, ManagerSignal<&zqConnMan::ManagerPropertyChanged> },
+    { kManagerInterface,    kBusName, kManagerPath, "TechnologyAdded",   nullptr, ManagerSignal<&zqConnMan::ManagerTechnologyAdded> },
+    { kManagerInterface,    kBusName, kManagerPath, "TechnologyRemoved", nullptr, ManagerSignal<&zqConnMan::ManagerTechnologyRemoved> },
+    { kManagerInterface,    kBusName, kManagerPath, "ServicesChanged",   nullptr, ManagerSignal<&zqConnMan::ManagerServicesChanged> },
     { kServiceInterface,    kBusName, nullptr,      "PropertyChanged",   nullptr, Property<&zqConnMan::ServicePropertyChanged> },
     { kTechnologyInterface, kBusName, nullptr,      "PropertyChanged",   nullptr, Property<&zqConnMan::TechnologyPropertyChanged> },
     { nullptr, nullptr, nullptr, nullptr, nullptr, nullptr }
@@ -153,8 +153,10 @@ void zqConnMan::Destroy()
     if (mDBus == nullptr)
         return;
 
+    mPresent = false;
     SetDelegate(nullptr);
     mAvailable = false;
+    UpdateAsking();
 
     CancelPendingCalls();
     DetachFromBus();
@@ -185,39 +187,4 @@ zqError zqConnMan::ChangeFilters(bool anAdd)
                anAdd ? "add" : "remove");
 
     return lReturn;
-}
-
-// The delegate
-
-void zqConnMan::SetDelegate(Delegate::Base *aDelegate)
-{
-    if (mDelegate.exchange(aDelegate) == aDelegate)
-        return;
-
-    CancelHeldInput(); // the one who was asked is no longer there to answer
-
-    if (aDelegate != nullptr)
-        ReplayToDelegate();
-
-    (void)UpdateDelegateAvailability();
-}
-
-void zqConnMan::ReplayToDelegate()
-{
-    if (mProperties != nullptr && CFDictionaryGetCount(mProperties) > 0)
-    {
-        const auto lProperties = CFUAdopt(CFDictionaryCreateCopy(kCFAllocatorDefault, mProperties));
-
-        if (ZQ_CHECK(lProperties != NULL))
-            mDelegate.load()->PropertiesChanged(this, lProperties.Get());
-    }
-
-    const auto lReplay = [this](PathsHandler aHandler, CFDictionaryRef aCache)
-    {
-        if (aCache != nullptr)
-            NotifyPaths(aHandler, CFUAdopt(CFUDictionaryCopyKeys(aCache)).Get());
-    };
-
-    lReplay(&Delegate::Base::ServicesAdded, mServices);
-    lReplay(&Delegate::Base::TechnologiesAdded, mTechnologies);
 }

@@ -61,12 +61,7 @@ ConnManTest::ConnManTest()
     EXPECT_NE(mBus, nullptr);
 
     // The connection outlives each test: what the last one's daemon sent is not this one's.
-    DBusMessage *lCall  = zqDBus::NewMethodCall("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId");
-    DBusMessage *lReply = nullptr;
-
-    EXPECT_EQ(mBus->PerformMethodCallWithMessage(lCall, nullptr, &lReply, 20000, nullptr), 0);
-    dbus_message_unref(lReply);
-    dbus_message_unref(lCall);
+    RoundTrip("org.freedesktop.DBus");
     (void)mBus->HandleEvents(nullptr);
 
     zqConnMan::SetDecoding(zqConnMan::kDecodingExact);
@@ -77,6 +72,16 @@ ConnManTest::~ConnManTest()
     mDelegate.mOnEvent = nullptr;
     mDelegate.mOnInput = nullptr;
     mConnMan.Destroy();
+}
+
+void ConnManTest::RoundTrip(const char *aBusName)
+{
+    zqDBusError  lError;
+    DBusMessage *lCall = zqDBus::NewMethodCall(aBusName, "/", "no.such.Interface", "NoMethod");
+
+    EXPECT_EQ(mBus->PerformMethodCallWithMessage(lCall, nullptr, nullptr, 20000, lError.Get()), -1);
+    EXPECT_STRNE(lError.GetName(), DBUS_ERROR_NO_REPLY);
+    dbus_message_unref(lCall);
 }
 
 void ConnManTest::Start(int aTimeout)

@@ -114,6 +114,9 @@ protected:
     /** Handle everything that the fake has sent so far. */
     void Settle();
 
+    /** A call that whoever owns the name has answered: what was sent before it has arrived on both sides. */
+    void RoundTrip(const char *aBusName);
+
     /** Settle, and take what the delegate was told meanwhile. */
     Events Take();
 

@@ -41,6 +41,24 @@ TEST_F(ExhaustionTest, ADecodedReplyIsWholeOrNone)
     }
 }
 
+TEST_F(ExhaustionTest, ACacheIsWholeOrNone)
+{
+    const auto lPaths = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+
+    mFake.Silently(true);
+    for (int lIndex = 0; lIndex < 20; ++lIndex)
+        AddService("more" + std::to_string(lIndex));
+    mConnMan.SetDelegate(nullptr);
+    Starve(kExhausted,
+           [&]
+           {
+               mConnMan.FlushServices();
+               return mConnMan.UpdateServices();
+           });
+    EXPECT_EQ(mConnMan.ManagerGetServices(lPaths.Get()), 0);
+    EXPECT_EQ(CFArrayGetCount(lPaths.Get()), 22);
+}
+
 TEST_F(ExhaustionTest, ARequestThatCannotBeMadeIsNotSent)
 {
     const auto lValue = MakeDictionary({ { "Name", "value" } });
@@ -59,7 +77,7 @@ TEST_F(ExhaustionTest, ARequestThatCannotBeMadeIsNotSent)
         EXPECT_EQ(mFake.CountCalls(lMethod), 1u) << lMethod;
 }
 
-TEST_F(ExhaustionTest, InitIsUndoneWholly)
+TEST_F(ExhaustionTest, InitIsUndoneWhollyAndWhatItsLoadLackedIsMadeUpFor)
 {
     mConnMan.Destroy();
     Starve({ 1 },
@@ -69,12 +87,13 @@ TEST_F(ExhaustionTest, InitIsUndoneWholly)
                (void)mConnMan.Init(20000);
                return mConnMan.IsAvailable() ? 0 : 1;
            });
-    mConnMan.Destroy();
     mDelegate.mEvents.clear();
     mConnMan.SetDelegate(&mDelegate);
-    ASSERT_EQ(mConnMan.Init(20000), 0);
-    EXPECT_EQ(mDelegate.Count("Available"), 1u);
+    EXPECT_EQ(mDelegate.mEvents, Events{ "Available" });
+    mFake.SetManagerProperty("State", "'ready'");
+    EXPECT_TRUE(PumpUntil([this] { return mDelegate.Count("Available") == 2; }));
     EXPECT_EQ(mDelegate.Count("ServicesAdded [" + kA + ", " + Path("b") + "]"), 1u);
+    EXPECT_EQ(mDelegate.Count("TechnologiesAdded [/t]"), 1u);
 }
 
 TEST_F(ExhaustionTest, ProvisionsAreWrittenWhollyOrNotAtAll)

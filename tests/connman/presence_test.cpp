@@ -52,15 +52,24 @@ TEST_F(PresenceTest, FollowsADaemonThatComesCrashesAndComesAgain)
 
 TEST_F(PresenceTest, ABusThatIsSlowToSayWhetherTheDaemonIsThereIsWaitedFor)
 {
-    ASSERT_TRUE(mFake.Appear());
     mConnMan.SetDelegate(&mDelegate);
-    SystemBus().Stop();
-    EXPECT_EQ(mConnMan.Init(20000), 0);
-    SystemBus().Continue();
-    EXPECT_FALSE(mConnMan.IsAvailable());
+    for (const bool lIsThere : { false, true })
+    {
+        ASSERT_TRUE(!lIsThere || mFake.Appear());
+        SystemBus().Stop();
+        EXPECT_EQ(mConnMan.Init(20000), 0);
+        SystemBus().Continue();
+        EXPECT_FALSE(mConnMan.IsAvailable());
 
-    ASSERT_TRUE(PumpUntil([this] { return mConnMan.IsAvailable(); }));
-    EXPECT_EQ(Take(), kLoaded);
+        ASSERT_TRUE(lIsThere || PumpUntil([this] { return mLog.Contains("GetProperties error received"); }));
+        ASSERT_TRUE(lIsThere || mFake.Appear());
+        ASSERT_TRUE(PumpUntil([this] { return mConnMan.IsAvailable(); }));
+        EXPECT_EQ(Take(), kLoaded);
+        mConnMan.Destroy();
+        mConnMan.SetDelegate(&mDelegate);
+        RoundTrip("org.freedesktop.DBus"); // nobody follows the name any more
+        mFake.Crash();
+    }
 }
 
 TEST_F(PresenceTest, ADelegateThatComesLateIsToldWhatIsLoaded)
@@ -98,51 +107,115 @@ TEST_F(PresenceTest, OnlyTheBusTellsWhoOwnsTheName)
     EXPECT_EQ(Take(), Events());
 }
 
-TEST_F(PresenceTest, ALoadThatFailsLeavesADefinedStateAndTheNextOneIsWhole)
+TEST_F(PresenceTest, ALoadThatFailsLeavesADefinedStateAndIsMadeUpFor)
 {
-    static const struct
+    const auto lPart = [](int aFrom, int aTo) { return Events(kLoaded.begin() + aFrom, kLoaded.begin() + aTo); };
+    const auto lEnd  = [](Events anEvents, const char *aLast)
     {
-        const char *mName;
+        anEvents.emplace_back(aLast);
+        return anEvents;
+    };
+    const Events lProperties     = lEnd(lPart(0, 2), "Available");
+    const Events lAllButTheAgent = lEnd(lPart(0, 4), "Unavailable");
+
+    enum What
+    {
+        kAbsent,  // until it comes again
+        kSilent,  // it is asked, at once when it sends a signal
+        kRefused, // it is asked, and its signals do not hurry that
+        kContent  // nothing that could change is missing
+    };
+    const struct
+    {
         const char *mMethod;
         Answer      mAnswer;
-        bool        mAvailable;
-        const char *mLog = "";
-    } sCases[] = {
-        { "silent services", "GetServices", Answer::Silence(), false },
-        { "crash in technologies", "GetTechnologies", Answer::Crash(), false },
-        { "crash in agent", "RegisterAgent", Answer::Crash(), false },
-        { "agent refused", "RegisterAgent", Answer::Error("net.connman.Error.PermissionDenied", "Permission denied"),
-          false },
-        { "agent known", "RegisterAgent", Answer::Error("net.connman.Error.AlreadyExists", "Already exists"), true },
-        { "services refused", "GetServices", Answer::Error("net.connman.Error.Failed", "Input/output error"), true },
-        { "services of another type", "GetServices", Answer::Value("('text',)"), true },
-        { "services that exact decoding refuses", "GetServices",
-          Answer::Value("([(objectpath '/a', {'MTU': <uint16 1500>})],)"), true,
+        Events      mTold;
+        What        mWhat;
+        Events      mThen = {};
+        const char *mLog  = "";
+    } lCases[] = {
+        { "GetProperties", Answer::Silence(), { "Available" }, kSilent, kLoaded },
+        { "GetServices", Answer::Silence(), lProperties, kSilent, lPart(2, 5) },
+        { "RegisterAgent", Answer::Silence(), lAllButTheAgent, kSilent, kLoaded },
+        { "GetTechnologies", Answer::Crash(), lEnd(lPart(0, 3), "Unavailable"), kAbsent, kLoaded },
+        { "RegisterAgent", Answer::Crash(), lAllButTheAgent, kAbsent, kLoaded },
+        { "RegisterAgent", Answer::Error("net.connman.Error.PermissionDenied", "Permission denied"), lAllButTheAgent,
+          kRefused, kLoaded },
+        { "RegisterAgent", Answer::Error("net.connman.Error.AlreadyExists", "Already exists"), kLoaded, kContent },
+        { "GetServices", Answer::Error("net.connman.Error.Failed", "Input/output error"), lProperties, kContent },
+        { "GetServices", Answer::Value("('text',)"), lProperties, kContent },
+        { "GetServices",
+          Answer::Value("([(objectpath '/a', {'MTU': <uint16 1500>})],)"),
+          lProperties,
+          kContent,
+          {},
           "connman: cannot decode services: -5" },
     };
 
-    for (const auto &lCase : sCases)
+    for (const auto &lCase : lCases)
     {
-        SCOPED_TRACE(lCase.mName);
+        SCOPED_TRACE(lCase.mMethod + std::to_string(&lCase - lCases));
         mLog.Clear();
-        mDelegate.mEvents.clear();
-        ASSERT_TRUE(mFake.Appear());
+        mFake.ClearCalls();
+        ASSERT_TRUE(mFake.IsPresent() || mFake.Appear());
         mFake.Script(lCase.mMethod, lCase.mAnswer, "", 1);
         mConnMan.SetDelegate(&mDelegate);
-        ASSERT_EQ(mConnMan.Init(300), 0);
-        EXPECT_EQ(mConnMan.IsAvailable(), lCase.mAvailable);
-        EXPECT_EQ(mDelegate.Count("Available"), lCase.mAvailable ? 1u : 0u);
+        ASSERT_EQ(mConnMan.Init(500), 0);
+        EXPECT_EQ(mConnMan.IsAvailable(), lCase.mTold.back() == "Available");
+        EXPECT_EQ(std::exchange(mDelegate.mEvents, {}), lCase.mTold) << mLog.GetText();
         EXPECT_TRUE(mLog.Contains(lCase.mLog)) << mLog.GetText();
 
-        ASSERT_TRUE(Crash());
+        // Signals are dispatched here without a look at the clock.
         mConnMan.SetTimeout(20000);
+        mFake.Script("GetProperties", Answer::Held());
+        for (int lCount = 0; lCount < 2 && lCase.mWhat != kAbsent; ++lCount)
+        {
+            mFake.Emit(kA, kService, "PropertyChanged", "('Strength', <byte 1>)");
+            mFake.Flush();
+            RoundTrip("org.freedesktop.DBus");
+            mDelegate.mEvents.clear();
+            (void)mBus->HandleEvents(nullptr);
+            RoundTrip("net.connman");
+            EXPECT_EQ(mFake.CountCalls("GetProperties"), lCase.mWhat == kSilent ? 2u : 1u) << mLog.GetText();
+        }
+        if (lCase.mWhat == kSilent && !mConnMan.IsAvailable())
+            mFake.Crash(); // the answer that is outstanding is not that of the next one
         mDelegate.mEvents.clear();
-        ASSERT_TRUE(mFake.Appear());
-        ASSERT_TRUE(PumpUntil([this] { return mDelegate.Count("Available") == 1; })) << mLog.GetText();
-        EXPECT_EQ(mDelegate.Count(kLoaded[2]), 1u);
-        EXPECT_EQ(mDelegate.Count(kLoaded[3]), 1u);
+        mFake.ClearScripts();
+        mFake.ReleaseHeld();
+        ASSERT_TRUE(mFake.IsPresent() || mFake.Appear());
+        ASSERT_TRUE(PumpUntil([&] { return mDelegate.mEvents.size() >= lCase.mThen.size(); })) << mLog.GetText();
+        EXPECT_EQ(mDelegate.mEvents, lCase.mThen);
+        EXPECT_TRUE(mConnMan.IsAvailable());
         mConnMan.Destroy();
+        mDelegate.mEvents.clear();
     }
+}
+
+TEST_F(PresenceTest, ADelegateWhoseAgentIsNotAnsweredHearsOfTheDaemonLater)
+{
+    ASSERT_TRUE(mFake.Appear());
+    ASSERT_EQ(mConnMan.Init(500), 0);
+    mFake.Script("RegisterAgent", Answer::Silence(), "", 1);
+    mConnMan.SetDelegate(&mDelegate);
+    EXPECT_EQ(mDelegate.Count("Available"), 0u);
+    EXPECT_TRUE(PumpUntil([&] { return mDelegate.Count("Available") == 1; })) << mLog.GetText();
+}
+
+TEST_F(PresenceTest, WhatIsAskedForWithoutACacheIsWhatSignalsAreAppliedTo)
+{
+    const auto lPaths = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+
+    Start();
+    mConnMan.Flush();
+    ASSERT_EQ(mConnMan.UpdateProperties(), 0);
+    ASSERT_EQ(mConnMan.ManagerGetServices(lPaths.Get()), 0);
+    ASSERT_EQ(mConnMan.ManagerGetTechnologies(lPaths.Get()), 0);
+    mDelegate.mEvents.clear();
+    mFake.SetServiceProperty(kA, "State", "'ready'");
+    mFake.SetTechnologyProperty(FakeConnMan::TechnologyPath("wifi"), "Powered", "false");
+    EXPECT_EQ(Take(), (Events{ "ServiceChanged /net/connman/service/a {State: ready}",
+                               "TechnologyChanged /net/connman/technology/wifi {Powered: false}" }));
 }
 
 TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndTheFirstTakesItsAgentBack)
@@ -167,6 +240,12 @@ TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndTheFirstTakesItsAgentBa
 TEST_F(PresenceTest, ReleaseMeansThatTheDaemonGoes)
 {
     Start();
+    // One that stays all the same is found again.
+    mFake.CallAgent("Release", "");
+    ASSERT_TRUE(PumpUntil([this] { return mDelegate.Count("") == 1 + kLoaded.size(); })) << mLog.GetText();
+    EXPECT_EQ(mDelegate.mEvents[0], "Unavailable");
+    mDelegate.mEvents.clear();
+
     mFake.Shutdown();
     ASSERT_TRUE(PumpUntil([this] { return !mConnMan.IsAvailable(); }));
     EXPECT_EQ(mDelegate.mEvents, (Events{ "TechnologiesRemoved [/net/connman/technology/wifi]",
