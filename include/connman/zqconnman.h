@@ -323,8 +323,9 @@ public:
      *  Undo Init; safe to call twice, called by the destructor.
      *
      *  The delegate is detached first and hears nothing of what follows: the
-     *  agent is unregistered (a call that waits for the daemon), a held input
-     *  request is cancelled, outstanding requests end with an error.
+     *  agent is unregistered (a call that waits for the daemon, for the time-out
+     *  but at most 1 second), a held input request is cancelled, outstanding
+     *  requests end with an error.
      */
     void Destroy();
 
@@ -612,7 +613,7 @@ private:
     zqError CanCall() const;
     zqError PerformCall(const char *aPath, const char *anInterface, const char *aMethod, zqDBusPendingCall *aPending,
                         DBusMessage **aReply, int aTimeout, DBusError *anError, int aFirstType, va_list anArguments);
-    zqError Call(const char *aPath, const char *anInterface, const char *aMethod, int aFirstType, ...);
+    zqError Call(const char *aPath, const char *anInterface, const char *aMethod, int aTimeout, int aFirstType, ...);
     template <class T, class Send>
     zqError SendPending(const char *aPath, Send aSend);
     template <class T>

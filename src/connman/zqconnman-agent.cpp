@@ -201,9 +201,16 @@ zqError zqConnMan::SetAgent(bool aRegister)
 {
     ZQ_LOG(zqLogLevel_Information, "connman: %sregistering input agent", aRegister ? "" : "un");
 
-    const char *const lPath   = kAgentPath;
-    const zqError     lReturn = Call(kManagerPath, kManagerInterface, aRegister ? "RegisterAgent" : "UnregisterAgent",
-                                     DBUS_TYPE_OBJECT_PATH, &lPath, DBUS_TYPE_INVALID);
+    constexpr int kLongestFarewell = 1000; // milliseconds: who ends does not wait for a silent daemon
+
+    const char *const lPath    = kAgentPath;
+    int               lTimeout = mTimeout;
+
+    if (!aRegister && (lTimeout < 0 || lTimeout > kLongestFarewell))
+        lTimeout = kLongestFarewell;
+
+    const zqError lReturn = Call(kManagerPath, kManagerInterface, aRegister ? "RegisterAgent" : "UnregisterAgent",
+                                 lTimeout, DBUS_TYPE_OBJECT_PATH, &lPath, DBUS_TYPE_INVALID);
 
     if (lReturn == zqError_ServiceUnknown)
         (void)ConnManUnavailable();

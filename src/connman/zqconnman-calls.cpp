@@ -117,7 +117,8 @@ zqError zqConnMan::PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPen
 }
 
 /** A blocking call of which only success or failure matters. */
-zqError zqConnMan::Call(const char *aPath, const char *anInterface, const char *aMethod, int aFirstType, ...)
+zqError zqConnMan::Call(const char *aPath, const char *anInterface, const char *aMethod, int aTimeout, int aFirstType,
+                        ...)
 {
     zq::ConnMan::MessageRef lReply;
     zqDBusError             lError;
@@ -125,7 +126,7 @@ zqError zqConnMan::Call(const char *aPath, const char *anInterface, const char *
 
     va_start(lArguments, aFirstType);
     const zqError lReturn =
-        PerformCall(aPath, anInterface, aMethod, nullptr, lReply.Out(), mTimeout, lError.Get(), aFirstType, lArguments);
+        PerformCall(aPath, anInterface, aMethod, nullptr, lReply.Out(), aTimeout, lError.Get(), aFirstType, lArguments);
     va_end(lArguments);
 
     return MapResult(aMethod, lReturn, lError);

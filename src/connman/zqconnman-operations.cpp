@@ -89,7 +89,7 @@ zqError zqConnMan::ServiceDisconnect(const char *aPath)
     ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
     ZQ_LOG(zqLogLevel_Detail, "connman: disconnecting service %s with time out %d", aPath, GetTimeout());
 
-    return Call(aPath, kServiceInterface, "Disconnect", DBUS_TYPE_INVALID);
+    return Call(aPath, kServiceInterface, "Disconnect", mTimeout, DBUS_TYPE_INVALID);
 }
 
 zqError zqConnMan::ServiceRemove(const char *aPath)
@@ -97,7 +97,7 @@ zqError zqConnMan::ServiceRemove(const char *aPath)
     ZQ_REQUIRE(aPath != NULL, zqError_InvalidArgument);
     ZQ_LOG(zqLogLevel_Detail, "connman: removing service %s with time out %d", aPath, GetTimeout());
 
-    return Call(aPath, kServiceInterface, "Remove", DBUS_TYPE_INVALID);
+    return Call(aPath, kServiceInterface, "Remove", mTimeout, DBUS_TYPE_INVALID);
 }
 
 zqError zqConnMan::ServiceMove(const char *aPath, const char *aTarget, bool aBefore)
@@ -109,7 +109,7 @@ zqError zqConnMan::ServiceMove(const char *aPath, const char *aTarget, bool aBef
 
     ZQ_LOG(zqLogLevel_Detail, "connman: service %s %s %s with time out %d", aPath, lMethod, aTarget, GetTimeout());
 
-    return Call(aPath, kServiceInterface, lMethod, DBUS_TYPE_OBJECT_PATH, &aTarget, DBUS_TYPE_INVALID);
+    return Call(aPath, kServiceInterface, lMethod, mTimeout, DBUS_TYPE_OBJECT_PATH, &aTarget, DBUS_TYPE_INVALID);
 }
 
 zqError zqConnMan::ServiceClearProperty(const char *aPath, const char *aName)
@@ -119,7 +119,7 @@ zqError zqConnMan::ServiceClearProperty(const char *aPath, const char *aName)
     ZQ_LOG(zqLogLevel_Detail, "connman: service %s %s for %s with time out %d", "ClearProperty", aName, aPath,
            GetTimeout());
 
-    return Call(aPath, kServiceInterface, "ClearProperty", DBUS_TYPE_STRING, &aName, DBUS_TYPE_INVALID);
+    return Call(aPath, kServiceInterface, "ClearProperty", mTimeout, DBUS_TYPE_STRING, &aName, DBUS_TYPE_INVALID);
 }
 
 zqError zqConnMan::ServiceSetProperty(const char *aPath, const char *aName, const void *aValue)

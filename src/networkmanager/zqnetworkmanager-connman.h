@@ -48,7 +48,7 @@ public:
      *  Afterwards the client tells this manager nothing more. Safe to call twice.
      *
      *  It unregisters the input agent, which waits for the daemon's answer: with
-     *  a daemon that is there and silent, for the whole time-out of a call.
+     *  a daemon that is there and silent, for 1 second.
      */
     void Destroy();
 

@@ -1,5 +1,7 @@
 #include "connmanfixture.h"
 
+#include <chrono>
+
 namespace zq::Test
 {
 namespace
@@ -200,6 +202,14 @@ TEST_F(PresenceTest, ADelegateWhoseAgentIsNotAnsweredHearsOfTheDaemonLater)
     mConnMan.SetDelegate(&mDelegate);
     EXPECT_EQ(mDelegate.Count("Available"), 0u);
     EXPECT_TRUE(PumpUntil([&] { return mDelegate.Count("Available") == 1; })) << mLog.GetText();
+
+    // It is not waited for when it is to forget the agent.
+    const auto lBegin = std::chrono::steady_clock::now();
+
+    mConnMan.SetTimeout(60000);
+    mFake.Script("UnregisterAgent", Answer::Silence());
+    mConnMan.Destroy();
+    EXPECT_LT(std::chrono::steady_clock::now() - lBegin, std::chrono::seconds(30));
 }
 
 TEST_F(PresenceTest, WhatIsAskedForWithoutACacheIsWhatSignalsAreAppliedTo)
