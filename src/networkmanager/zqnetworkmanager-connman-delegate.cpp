@@ -97,8 +97,6 @@ void Manager::PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties
     if (!IsOwn(aConnMan))
         return;
 
-    LoadBegins();
-
     const zqError lReturn = UpdateProperties(aProperties);
     (void)ZQ_CHECK(lReturn == 0);
 }
@@ -110,9 +108,7 @@ void Manager::ServicesAdded(zqConnMan *aConnMan, CFArrayRef aServices)
     if (!IsOwn(aConnMan))
         return;
 
-    LoadGoesOn();
-
-    const zqError lReturn = AddReported(aServices, &Manager::OfferServices);
+    const zqError lReturn = AddReported<Service>(aServices);
     (void)ZQ_CHECK(lReturn == 0);
 }
 
@@ -130,7 +126,7 @@ void Manager::ServicesUpdated(zqConnMan *aConnMan, CFArrayRef aServices)
     if (!IsOwn(aConnMan))
         return;
 
-    const zqError lReturn = UpdateServices(aServices, UpdateOperationChange);
+    const zqError lReturn = RefreshReported(aServices);
     (void)ZQ_CHECK(lReturn == 0);
 }
 
@@ -242,9 +238,7 @@ void Manager::TechnologiesAdded(zqConnMan *aConnMan, CFArrayRef aTechnologies)
     if (!IsOwn(aConnMan))
         return;
 
-    LoadGoesOn();
-
-    const zqError lError = AddReported(aTechnologies, &Manager::OfferTechnologies);
+    const zqError lError = AddReported<Technology>(aTechnologies);
     (void)ZQ_CHECK(lError == 0);
 }
 

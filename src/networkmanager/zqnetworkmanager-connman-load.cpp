@@ -8,9 +8,6 @@
 
 #include <zqlog.h>
 
-#include <algorithm>
-#include <iterator>
-
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-connman"
 
@@ -27,15 +24,6 @@ namespace
 CFMutableArrayRef NewArray()
 {
     return CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
-}
-
-/** True for a failure that tells of the daemon, not of one of its objects: the next call would fail as well, and
- * slowly. */
-bool IsDaemonLost(zqError anError)
-{
-    static const zqError kErrors[] = { zqError_WrongState, zqError_TimedOut, zqError_ServiceUnknown, zqError_NoReply };
-
-    return std::find(std::begin(kErrors), std::end(kErrors), anError) != std::end(kErrors);
 }
 
 /** A refresh merges: what the daemon no longer reports would stay. */
@@ -63,8 +51,6 @@ void Manager::Available(zqConnMan *aConnMan)
     if (!IsOwn(aConnMan))
         return;
 
-    mLoad = Load::Complete;
-
     const zqError lReturn = InitCaches();
     if (mMayBeStale && !IsDaemonLost(lReturn))
         Reconcile();
@@ -76,22 +62,7 @@ void Manager::Unavailable(zqConnMan *aConnMan)
         return;
 
     // The lists stay; whether they are still true is seen when the daemon returns.
-    mLoad       = Load::None;
     mMayBeStale = true;
-}
-
-void Manager::LoadBegins()
-{
-    // A daemon that died while it was loaded never was available, and so it is
-    // not reported unavailable: the next load starts over what it left.
-    if (mLoad == Load::Begun)
-        mMayBeStale = true;
-}
-
-void Manager::LoadGoesOn()
-{
-    if (mLoad == Load::None)
-        mLoad = Load::Begun;
 }
 
 zqError Manager::InitCaches()
@@ -133,7 +104,7 @@ zqError Manager::InitServices()
     zqError lReturn = mConnMan.ManagerGetServices(lServices.Get());
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    lReturn = AddReported(lServices.Get(), &Manager::OfferServices);
+    lReturn = AddReported<Service>(lServices.Get());
     ZQ_REQUIRE(lReturn == 0, lReturn);
     return zqError_None;
 }
@@ -146,7 +117,7 @@ zqError Manager::InitTechnologies()
     zqError lReturn = mConnMan.ManagerGetTechnologies(lTechnologies.Get());
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    lReturn = AddReported(lTechnologies.Get(), &Manager::OfferTechnologies);
+    lReturn = AddReported<Technology>(lTechnologies.Get());
     ZQ_REQUIRE(lReturn == 0, lReturn);
     return zqError_None;
 }
@@ -163,32 +134,6 @@ zqError Manager::InitProvisions()
     lReturn = UpdateProvisions(lProvisions.Get(), UpdateOperationAdd);
     ZQ_REQUIRE(lReturn == 0, lReturn);
     return zqError_None;
-}
-
-zqError Manager::OfferServices(CFArrayRef aPaths)
-{
-    return UpdateServices(aPaths, UpdateOperationAdd);
-}
-
-zqError Manager::OfferTechnologies(CFArrayRef aPaths)
-{
-    return UpdateTechnologies(aPaths, true);
-}
-
-zqError Manager::AddReported(CFArrayRef aPaths, Offer anOffer)
-{
-    const zqError lReturn = (this->*anOffer)(aPaths);
-    const CFIndex lCount  = lReturn != zqError_None && aPaths != nullptr ? CFArrayGetCount(aPaths) : 0;
-    zqError       lLatest = lReturn;
-
-    for (CFIndex lIndex = 0; lCount > 1 && lIndex < lCount && !IsDaemonLost(lLatest); ++lIndex)
-    {
-        const void *lPath = CFArrayGetValueAtIndex(aPaths, lIndex);
-        const auto  lOne  = CFUAdopt(CFArrayCreate(kCFAllocatorDefault, &lPath, 1, &kCFTypeArrayCallBacks));
-
-        lLatest = (this->*anOffer)(lOne.Get());
-    }
-    return lReturn;
 }
 
 /** What is different about services and technologies when they are reconciled. */

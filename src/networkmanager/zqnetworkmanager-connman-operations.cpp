@@ -153,15 +153,6 @@ zqError Manager::ServiceClearProperty(const Service &aService, const CFUSharedRe
     return lReturn;
 }
 
-zqError Manager::CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aProperties)
-{
-    aProperties = nullptr;
-
-    const zqError lReturn = mConnMan.ServiceGetProperties(zqString(aPath).GetAsUTFArray(), aProperties);
-    (void)ZQ_CHECK(lReturn == 0);
-    return lReturn;
-}
-
 // Technologies
 
 zqError Manager::TechnologyScan(const Technology &aTechnology)
@@ -189,15 +180,6 @@ zqError Manager::TechnologySetProperty(const Technology &aTechnology, const CFUS
     return mConnMan.TechnologySetProperty(zqString(aTechnology.GetPath()).GetAsUTFArray(),
                                           zqString(aKey).GetAsUTFArray(), aValue.Get(),
                                           lAsync ? kConnmanMethodAsync : kConnmanMethodSync);
-}
-
-zqError Manager::CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties)
-{
-    aProperties = nullptr;
-
-    const zqError lReturn = mConnMan.TechnologyGetProperties(zqString(aPath).GetAsUTFArray(), aProperties);
-    (void)ZQ_CHECK(lReturn == 0);
-    return lReturn;
 }
 
 // The daemon's manager, and the stored provisions

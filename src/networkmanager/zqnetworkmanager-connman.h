@@ -123,25 +123,36 @@ private:
     zqError InitTechnologies();
     zqError InitProvisions();
 
+    // Reports by paths
+
     /**
-     *  Add what a report lists. When the report is dropped because one of its
-     *  objects cannot be had, its other paths are offered again one by one, so
-     *  that one object that vanishes does not hide its neighbours. It costs a
-     *  round trip an object; it ends early when the daemon does not answer.
+     *  Add, or refresh, what a report lists. Each object's properties are
+     *  fetched once, before the model is told: an object that has vanished, or
+     *  lacks what it must have, does not hide its neighbours.
      *
-     *  @returns 0, or why the report was dropped.
+     *  @returns 0; or that the daemon does not answer: what had been fetched
+     *           until then is in the model; or why the model refused.
      */
-    using Offer = zqError (Manager::*)(CFArrayRef aPaths);
-    zqError AddReported(CFArrayRef aPaths, Offer anOffer);
+    template <typename T>
+    zqError AddReported(CFArrayRef aPaths);
+    zqError RefreshReported(CFArrayRef aServices);
+
     zqError OfferServices(CFArrayRef aPaths);
     zqError OfferTechnologies(CFArrayRef aPaths);
     zqError DropServices(CFArrayRef aPaths);
     zqError DropTechnologies(CFArrayRef aPaths);
 
-    // A load of the client reports the properties first, then objects; outside
-    // a load, neither has a meaning for it.
-    void LoadBegins();
-    void LoadGoesOn();
+    /** What is fetched for the report that a thread is handling. */
+    class Report;
+    template <typename T>
+    struct Reported;
+
+    using Get = zqError (zqConnMan::*)(const char *aPath, CFDictionaryRef &aProperties);
+    zqError CopyObjectProperties(CFStringRef aPath, Get aGet, CFDictionaryRef &aProperties);
+
+    /** True for a failure that tells of the daemon, not of one of its objects: the next call would fail as well, and
+     * slowly. */
+    static bool IsDaemonLost(zqError anError);
 
     /**
      *  Bring the lists in line with a daemon that has come back: objects that it
@@ -189,17 +200,7 @@ private:
     std::int32_t               mOkToSleepFailures = 0;
     std::shared_ptr<void>      mAnswers;              // while an answer to a query may touch this manager
     std::atomic<bool>          mInitialized{ false }; // cleared under the properties lock
-
-    /** How far the client's load of the daemon that is there has got, as its reports tell. */
-    enum class Load
-    {
-        None,    ///< no object was reported yet
-        Begun,   ///< objects were reported, but not that the daemon is available
-        Complete ///< the daemon is available
-    };
-
-    Load mLoad       = Load::None;
-    bool mMayBeStale = false; // the lists hold what an earlier daemon reported
+    bool                       mMayBeStale = false;   // the lists hold what an earlier daemon reported
 };
 
 } // namespace ConnMan

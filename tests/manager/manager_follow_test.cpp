@@ -268,33 +268,34 @@ TEST_F(Follow, WhatTheDaemonDidNotSayOrCannotMeanChangesNothing)
 
 // MARK: One bad object among good ones
 
-TEST_F(Follow, OneVanishingObjectDoesNotHideItsNeighbours)
+TEST_F(Follow, AnObjectThatCannotBeHadDoesNotHideItsNeighbours)
 {
+    const std::string lMute    = FakeConnMan::ServicePath("mute");
+    const auto        lService = [](const char *aName)
+    { return FakeConnMan::Object(FakeConnMan::ServicePath(aName), FakeConnMan::WiFiService(aName)); };
+
     mConnMan.AddTechnology(FakeConnMan::TechnologyPath("p2p"), FakeConnMan::Technology("p2p"));
     mConnMan.Script("GetProperties", kNoSuchObject, kWiFi);
     mConnMan.Script("GetProperties", kNoSuchObject, kOffice);
+    mConnMan.Script("GetProperties", Answer::Value("({'Name': <'mute'>},)"), lMute); // it lacks its state
     StartFilled();
     EXPECT_EQ(mManager->GetTechnologies(), Lines{ "p2p" });
 
-    mConnMan.AddServices({ { FakeConnMan::ServicePath("one"), FakeConnMan::WiFiService("one") },
-                           { kOffice, FakeConnMan::WiFiService("office") },
-                           { kCafe, FakeConnMan::WiFiService("cafe") } });
-    EXPECT_EQ(Told(), (Lines{ "ServicesAdded one", "ServicesAdded cafe" })) << mLog.GetText();
+    // Each is asked once, and the others are told at once.
+    mConnMan.ClearCalls();
+    mConnMan.AddServices({ lService("one"), lService("office"), lService("mute"), lService("cafe") });
+    EXPECT_EQ(Told(), Lines{ "ServicesAdded one cafe" }) << mLog.GetText();
+    EXPECT_EQ(mConnMan.CountCalls("GetProperties"), 4U);
     EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired", "one", "cafe" }));
     EXPECT_TRUE(mLog.Contains(4, "ASSERT: network manager: lReturn == 0, file: zqnetworkmanager-connman, line: "))
         << mLog.GetText();
-}
 
-TEST_F(Follow, AServiceThatLacksWhatItMustHaveDoesNotHideTheLoad)
-{
-    Properties lNoState = FakeConnMan::WiFiService("office");
-
-    lNoState.erase("State");
-    mConnMan.AddServices({ { kOffice, lNoState }, { kCafe, FakeConnMan::WiFiService("cafe") } });
-    ASSERT_TRUE(mConnMan.Appear());
-    StartWatching();
-    EXPECT_TRUE(WaitUntil([&] { return mManager->GetTechnologies() == Lines{ "wifi" }; })) << mLog.GetText();
-    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired", "cafe" }));
+    // So it is with changes.
+    mConnMan.Script("GetProperties", kNoSuchObject, kHome);
+    mConnMan.Emit("/", FakeConnMan::kManager, "ServicesChanged",
+                  "([(objectpath '" + kHome + "', {'Strength': <byte 7>}), ('" + kCafe +
+                      "', {'Strength': <byte 7>})], @ao [])");
+    EXPECT_EQ(Told(), Lines{ "ServiceChanged cafe" + kWiFiKeys }) << mLog.GetText();
 }
 
 TEST_F(Follow, ADaemonThatDiesDuringAReportIsNotAskedForTheRest)

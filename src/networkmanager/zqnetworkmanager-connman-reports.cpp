@@ -1,0 +1,206 @@
+/**
+ *  @file
+ *    How the concrete manager takes what the client reports by paths.
+ */
+
+#include "zqnetworkmanager-connman.h"
+
+#include <zqlog.h>
+
+#include <algorithm>
+#include <iterator>
+#include <new>
+
+#define ZQ_LOG_COMPONENT "network manager"
+#define ZQ_LOG_FILE "zqnetworkmanager-connman"
+
+namespace zq
+{
+namespace NetworkManager
+{
+namespace ConnMan
+{
+
+bool Manager::IsDaemonLost(zqError anError)
+{
+    static const zqError kErrors[] = { zqError_WrongState, zqError_TimedOut, zqError_ServiceUnknown, zqError_NoReply };
+
+    return std::find(std::begin(kErrors), std::end(kErrors), anError) != std::end(kErrors);
+}
+
+/** What is different about services and technologies when they are reported. */
+template <typename T>
+struct Manager::Reported
+{
+    zqError (Manager::*mCopyProperties)(CFStringRef aPath, CFDictionaryRef &aProperties);
+    zqSharedPtr<T> (zq::NetworkManager::Manager::*mFind)(CFStringRef aPath) const;
+    zqError (Manager::*mAdd)(CFArrayRef aPaths);
+
+    static const Reported kKind;
+};
+
+template <>
+const Manager::Reported<Service> Manager::Reported<Service>::kKind = { &Manager::CopyServiceProperties,
+                                                                       &Manager::FindService, &Manager::OfferServices };
+
+template <>
+const Manager::Reported<Technology> Manager::Reported<Technology>::kKind = { &Manager::CopyTechnologyProperties,
+                                                                             &Manager::FindTechnology,
+                                                                             &Manager::OfferTechnologies };
+
+/**
+ *  The properties of the objects that a report names, each fetched once. While
+ *  it lives, Copy*Properties hand them out on this thread, and the model gets
+ *  its objects without asking the daemon once more.
+ */
+class Manager::Report
+{
+public:
+    explicit Report(Manager &aManager)
+        : mManager(aManager), mOuter(sCurrent),
+          mProperties(CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                         &kCFTypeDictionaryValueCallBacks)))
+    {
+        sCurrent = this;
+    }
+    ~Report() { sCurrent = mOuter; }
+    Report(const Report &)            = delete;
+    Report &operator=(const Report &) = delete;
+
+    /**
+     *  Fetch the objects that are, or are not, in the manager's list; one that
+     *  cannot be had is left out.
+     *
+     *  @returns 0, -7, or that the daemon does not answer: the others were not asked for.
+     */
+    template <typename T>
+    zqError Fetch(CFArrayRef aPaths, bool aListed)
+    {
+        ZQ_REQUIRE(mProperties != NULL, zqError_NoResources);
+
+        for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(aPaths); ++lIndex)
+        {
+            const auto lPath = static_cast<CFStringRef>(CFArrayGetValueAtIndex(aPaths, lIndex));
+
+            if (CFDictionaryContainsKey(mProperties.Get(), lPath) ||
+                ((mManager.*Reported<T>::kKind.mFind)(lPath) != nullptr) != aListed)
+                continue;
+
+            CFDictionaryRef lCopied     = nullptr;
+            const zqError   lReturn     = (mManager.*Reported<T>::kKind.mCopyProperties)(lPath, lCopied);
+            const auto      lProperties = CFUAdopt(lCopied);
+
+            if (IsDaemonLost(lReturn))
+                return lReturn;
+            if (lReturn == zqError_None)
+            {
+                CFDictionarySetValue(mProperties.Get(), lPath, lProperties.Get());
+                ZQ_REQUIRE(CFDictionaryContainsKey(mProperties.Get(), lPath), zqError_NoResources);
+            }
+        }
+        return zqError_None;
+    }
+
+    /** Leave out the objects that the model would refuse. @returns whether there were any. */
+    template <typename T>
+    bool LeaveOutUnusable()
+    {
+        const auto lPaths = CopyPaths();
+        bool       lFound = false;
+
+        for (CFIndex lIndex = 0; lPaths && lIndex < CFArrayGetCount(lPaths.Get()); ++lIndex)
+        {
+            const auto lPath = CFURetain(static_cast<CFStringRef>(CFArrayGetValueAtIndex(lPaths.Get(), lIndex)));
+            const auto lProperties =
+                CFURetain(static_cast<CFDictionaryRef>(CFDictionaryGetValue(mProperties.Get(), lPath.Get())));
+            const zqSharedPtr<T> lObject(new (std::nothrow) T);
+
+            if (lObject == nullptr || lObject->Init(lPath, lProperties) != zqError_None)
+            {
+                CFDictionaryRemoveValue(mProperties.Get(), lPath.Get());
+                lFound = true;
+            }
+        }
+        return lFound;
+    }
+
+    /** Those that were had, in the report's order; null when memory is exhausted. */
+    CFUSharedRef<CFArrayRef> CopyPaths() const { return CFUAdopt(CFUDictionaryCopyKeys(mProperties.Get())); }
+
+    /** What was fetched of an object for the report that this thread is handling, lent; or null. */
+    static CFDictionaryRef Find(const Manager &aManager, CFStringRef aPath)
+    {
+        return sCurrent != nullptr && &sCurrent->mManager == &aManager && sCurrent->mProperties != nullptr
+                   ? static_cast<CFDictionaryRef>(CFDictionaryGetValue(sCurrent->mProperties.Get(), aPath))
+                   : nullptr;
+    }
+
+private:
+    Manager                                   &mManager;
+    const Report                              *mOuter;
+    const CFUSharedRef<CFMutableDictionaryRef> mProperties;
+
+    static thread_local const Report *sCurrent;
+};
+
+thread_local const Manager::Report *Manager::Report::sCurrent = nullptr;
+
+template <typename T>
+zqError Manager::AddReported(CFArrayRef aPaths)
+{
+    Report        lReport(*this);
+    const zqError lFetched = lReport.Fetch<T>(aPaths, false);
+    zqError       lReturn  = (this->*Reported<T>::kKind.mAdd)(lReport.CopyPaths().Get());
+
+    if (lReturn != zqError_None && lReport.LeaveOutUnusable<T>())
+        lReturn = (this->*Reported<T>::kKind.mAdd)(lReport.CopyPaths().Get());
+
+    return lFetched != zqError_None ? lFetched : lReturn;
+}
+
+template zqError Manager::AddReported<Service>(CFArrayRef aPaths);
+template zqError Manager::AddReported<Technology>(CFArrayRef aPaths);
+
+zqError Manager::RefreshReported(CFArrayRef aServices)
+{
+    Report        lReport(*this);
+    const zqError lFetched = lReport.Fetch<Service>(aServices, true);
+    const zqError lReturn  = UpdateServices(lReport.CopyPaths().Get(), UpdateOperationChange);
+
+    return lFetched != zqError_None ? lFetched : lReturn;
+}
+
+zqError Manager::OfferServices(CFArrayRef aPaths)
+{
+    return UpdateServices(aPaths, UpdateOperationAdd);
+}
+
+zqError Manager::OfferTechnologies(CFArrayRef aPaths)
+{
+    return UpdateTechnologies(aPaths, true);
+}
+
+zqError Manager::CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aProperties)
+{
+    return CopyObjectProperties(aPath, &zqConnMan::ServiceGetProperties, aProperties);
+}
+
+zqError Manager::CopyTechnologyProperties(CFStringRef aPath, CFDictionaryRef &aProperties)
+{
+    return CopyObjectProperties(aPath, &zqConnMan::TechnologyGetProperties, aProperties);
+}
+
+zqError Manager::CopyObjectProperties(CFStringRef aPath, Get aGet, CFDictionaryRef &aProperties)
+{
+    aProperties = CFURetain(Report::Find(*this, aPath)).Leak();
+    if (aProperties != nullptr)
+        return zqError_None;
+
+    const zqError lReturn = (mConnMan.*aGet)(zqString(aPath).GetAsUTFArray(), aProperties);
+    (void)ZQ_CHECK(lReturn == 0);
+    return lReturn;
+}
+
+} // namespace ConnMan
+} // namespace NetworkManager
+} // namespace zq
