@@ -217,7 +217,7 @@ public:
     ~TechnologyScanPendingCall() override;
 };
 
-/** "SetProperty" on the manager: its outcome is only logged. */
+/** "SetProperty" on the manager: its outcome is only logged, unless a class derived from it takes it. */
 class ZQ_EXPORT ManagerSetPropertyPendingCall : public PendingCall
 {
 public:
@@ -412,6 +412,10 @@ public:
 
     /** Asynchronous; the outcome is only logged. */
     zqError ManagerSetProperty(const char *aName, const void *aValue);
+
+    /** The same, with @a aPending to receive the outcome; it stays the caller's when the result is not 0. */
+    zqError ManagerSetProperty(const char *aName, const void *aValue,
+                               zq::ConnMan::ManagerSetPropertyPendingCall *aPending);
 
     /** Synchronous or not as @a aMode says; the outcome of an asynchronous one is only logged. */
     zqError TechnologySetProperty(const char *aPath, const char *aName, const void *aValue,

@@ -138,8 +138,10 @@ public:
 
     /**
      *  Set one of the manager's properties. Here it is only set in the model,
-     *  without an event; the concrete manager sets it in the connection manager
-     *  first.
+     *  without an event; the concrete manager sends it to the connection manager
+     *  first. When that refuses it, or does not answer, the model says again what
+     *  the connection manager told last, with a PropertiesChanged; one that it
+     *  never told is gone then, and the event is empty.
      *
      *  @retval   0
      *  @retval  -3  Not initialised.
@@ -458,6 +460,10 @@ protected:
      *  @returns what SignalPropertiesChanged fails with otherwise.
      */
     zqError UpdateProperties(CFDictionaryRef aProperties);
+
+    /** Remove one of the manager's properties from the model, without an event. @retval 0, -3 before Init, -5 for null.
+     */
+    zqError ManagerClearProperty(const CFUSharedRef<CFStringRef> &aKey);
 
     /**
      *  Add, remove or refresh services and raise ServicesAdded,

@@ -143,6 +143,16 @@ zqError zqConnMan::ManagerSetProperty(const char *aName, const void *aValue)
     return SetPropertyAsync<ManagerSetPropertyPendingCall>(kManagerPath, kManagerInterface, aName, aValue);
 }
 
+zqError zqConnMan::ManagerSetProperty(const char *aName, const void *aValue, ManagerSetPropertyPendingCall *aPending)
+{
+    ZQ_REQUIRE(aName != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(aPending != NULL, zqError_InvalidArgument);
+    LogSetProperty(aName, aValue, kManagerPath, kManagerInterface, GetTimeout());
+
+    return SetProperty(kManagerPath, kManagerInterface, GetTimeout(), aPending, aName, aValue);
+}
+
 zqError zqConnMan::TechnologySetProperty(const char *aPath, const char *aName, const void *aValue,
                                          ConnmanMethodSyncFlag aMode)
 {

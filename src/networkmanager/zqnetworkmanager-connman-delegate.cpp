@@ -97,7 +97,7 @@ void Manager::PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties
     if (!IsOwn(aConnMan))
         return;
 
-    const zqError lReturn = UpdateProperties(aProperties);
+    const zqError lReturn = TakeProperties(aProperties);
     (void)ZQ_CHECK(lReturn == 0);
 }
 

@@ -91,7 +91,7 @@ zqError Manager::InitProperties()
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
     const auto lHolder = CFUAdopt(lProperties);
-    lReturn            = UpdateProperties(lProperties);
+    lReturn            = TakeProperties(lProperties);
     ZQ_REQUIRE(lReturn == 0, lReturn);
     return zqError_None;
 }

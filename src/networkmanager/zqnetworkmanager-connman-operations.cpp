@@ -182,19 +182,7 @@ zqError Manager::TechnologySetProperty(const Technology &aTechnology, const CFUS
                                           lAsync ? kConnmanMethodAsync : kConnmanMethodSync);
 }
 
-// The daemon's manager, and the stored provisions
-
-zqError Manager::ManagerSetProperty(const CFUSharedRef<CFStringRef> &aKey, const CFUSharedRef<const void *> &aValue)
-{
-    if (!IsName(aKey))
-        return zqError_InvalidArgument;
-    ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
-
-    // The copy held here must not run ahead of the daemon.
-    const zqError lReturn = mConnMan.ManagerSetProperty(zqString(aKey).GetAsUTFArray(), aValue.Get());
-
-    return lReturn == zqError_None ? zq::NetworkManager::Manager::ManagerSetProperty(aKey, aValue) : lReturn;
-}
+// The stored provisions
 
 zqError Manager::UpdateConnManProvisions(bool aWrite)
 {

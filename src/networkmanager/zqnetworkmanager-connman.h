@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -27,8 +28,8 @@ namespace ConnMan
 /**
  *  Threads: Init, Destroy, the destructor and every callback run on the thread
  *  that drives the run loop, or while no loop runs. The operations of the
- *  application run on the caller's thread and take no lock here but that of the
- *  sleep preventers.
+ *  application run on the caller's thread and take no lock here but those of the
+ *  sleep preventers and of the manager's properties that are being set.
  */
 class Manager final : public zq::NetworkManager::Manager, public ::zq::ConnMan::Delegate::Base
 {
@@ -168,6 +169,14 @@ private:
     template <typename T>
     void RefreshObject(const Kind<T> &aKind, T &anObject, CFDictionaryRef aProperties);
 
+    // The daemon's manager
+
+    /** A property on its way to the daemon. */
+    class PropertySet;
+
+    zqError TakeProperties(CFDictionaryRef aProperties);
+    void    PropertyNotSet(const CFUSharedRef<CFStringRef> &aKey, unsigned int aNumber);
+
     // Callbacks
 
     bool IsOwn(const zqConnMan *aConnMan) const;
@@ -201,6 +210,12 @@ private:
     std::shared_ptr<void>      mAnswers;              // while an answer to a query may touch this manager
     std::atomic<bool>          mInitialized{ false }; // cleared under the properties lock
     bool                       mMayBeStale = false;   // the lists hold what an earlier daemon reported
+
+    // Held while a property is sent and set here, and while a refusal is seen
+    // to: neither comes between the two halves of the other.
+    std::mutex                           mPropertySetLock;
+    CFUSharedRef<CFMutableDictionaryRef> mTold;       // the manager's properties as the daemon told them last
+    std::map<zqString, unsigned int>     mLatestSets; // how often each property was set
 };
 
 } // namespace ConnMan

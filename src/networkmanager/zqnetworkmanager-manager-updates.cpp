@@ -152,6 +152,18 @@ zqError Manager::UpdateProperties(CFDictionaryRef aProperties)
     return lReturn;
 }
 
+zqError Manager::ManagerClearProperty(const CFUSharedRef<CFStringRef> &aKey)
+{
+    ZQ_REQUIRE(aKey != NULL, zqError_InvalidArgument);
+
+    ScopedLock lLock(lOpaquePropertyLock.uOpaque);
+    ZQ_REQUIRE(mProperties != NULL, zqError_WrongState);
+
+    CFDictionaryRemoveValue(mProperties, aKey.Get());
+
+    return zqError_None;
+}
+
 zqError Manager::UpdateServices(CFArrayRef aServices, UpdateOperation anOperation)
 {
     ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);

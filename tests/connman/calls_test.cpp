@@ -180,6 +180,7 @@ TEST_F(CallsTest, NullAndUnusableArgumentsAreRefusedWithTheirAssertion)
         { [&] { return mConnMan.ServiceClearProperty(lPath, nullptr); }, "aName != __null" },
         { [&] { return mConnMan.ServiceSetProperty(lPath, nullptr, lTrue); }, "aName != __null" },
         { [&] { return mConnMan.ManagerSetProperty("P", nullptr); }, "aValue != __null" },
+        { [&] { return mConnMan.ManagerSetProperty("P", lTrue, nullptr); }, "aPending != __null" },
         { [&] { return mConnMan.TechnologySetProperty(nullptr, "P", lTrue, kConnmanMethodAsync); }, "aPath != __null" },
         { [&] { return mConnMan.TechnologyScan(nullptr); }, "aPath != __null" },
         { [&] { return mConnMan.ServiceGetProperties(nullptr, lOut); }, "aPath != __null" },
@@ -322,6 +323,23 @@ TEST_F(CallsTest, EachEndsInExactlyOneOutcome)
         EXPECT_TRUE(mLog.Contains(": " + lMethod + " error received", 1));
         Start();
     }
+}
+
+TEST_F(CallsTest, ThePendingCallOfACallerHearsItsOutcome)
+{
+    struct Set final : zq::ConnMan::ManagerSetPropertyPendingCall
+    {
+        Set(zqConnMan &aConnMan, int &aCount) : ManagerSetPropertyPendingCall(&aConnMan, CFSTR("/")), mCount(aCount) {}
+        void timedOut() override { ++mCount; }
+
+        int &mCount;
+    };
+    int lCount = 0;
+
+    mConnMan.SetTimeout(50);
+    mFake.Script("SetProperty", Answer::Silence());
+    ASSERT_EQ(mConnMan.ManagerSetProperty("OfflineMode", kCFBooleanTrue, new Set(mConnMan, lCount)), 0);
+    EXPECT_TRUE(PumpUntil([&] { return lCount == 1; }));
 }
 
 TEST_F(CallsTest, OneScanIsSentWhileOneIsOutstanding)

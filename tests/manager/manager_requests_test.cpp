@@ -299,6 +299,45 @@ TEST_F(Requests, EachIsRefusedAtOnceWithoutItsArgumentsAndWithoutTheDaemon)
     EXPECT_EQ(GetManager().ManagerGetProperty(kManagerPropertyOfflineMode).Get(), kCFBooleanFalse);
 }
 
+// What is set is seen at once, and as long as the daemon has not refused it.
+TEST_F(Requests, ARefusedPropertyOfTheManagerIsTakenBack)
+{
+    const String kOffline = CFURetain(kManagerPropertyOfflineMode);
+    const auto   lSet     = [this](const String &aKey, const Answer &anAnswer)
+    {
+        mConnMan.ClearCalls();
+        mConnMan.Script("SetProperty", anAnswer, "/", 1);
+        EXPECT_EQ(GetManager().ManagerSetProperty(aKey, Bool(true)), 0);
+        EXPECT_TRUE(mConnMan.WaitForCall("SetProperty"));
+    };
+    const auto lGet = [this](const String &aKey) { return GetManager().ManagerGetProperty(aKey.Get()); };
+
+    // Whichever comes first, the refusal or the copy.
+    for (std::size_t lRound = 1; lRound <= 50; ++lRound)
+    {
+        lSet(kOffline, Answer::Error("net.connman.Error.PermissionDenied", "Permission denied"));
+        ASSERT_TRUE(mManager->mRecorder.WaitFor("PropertiesChanged OfflineMode", lRound)) << mLog.GetText();
+        ASSERT_EQ(lGet(kOffline).Get(), kCFBooleanFalse);
+    }
+
+    // One that the daemon never told goes; an earlier refusal takes nothing of what was set after it.
+    mManager->mRecorder.Clear();
+    lSet(Str("Unknown"), Answer::Held());
+    lSet(Str("Unknown"), Answer::Silence());
+    mConnMan.ReleaseHeld();
+    ASSERT_TRUE(mLog.WaitFor("SetProperty error [net.connman.Error.InvalidProperty", 4));
+    mConnMan.SetManagerProperty("SessionMode", "true");
+    ASSERT_TRUE(mManager->mRecorder.WaitFor("PropertiesChanged SessionMode"));
+    EXPECT_EQ(mManager->mRecorder.Take(), Lines{ "PropertiesChanged SessionMode" });
+    EXPECT_EQ(lGet(Str("Unknown")).Get(), kCFBooleanTrue);
+
+    lSet(kOffline, Answer::Crash());
+    EXPECT_TRUE(mManager->mRecorder.WaitFor("PropertiesChanged")) << mLog.GetText();
+    EXPECT_TRUE(mManager->mRecorder.WaitFor("PropertiesChanged OfflineMode")) << mLog.GetText();
+    EXPECT_EQ(lGet(Str("Unknown")).Get(), nullptr);
+    EXPECT_EQ(lGet(kOffline).Get(), kCFBooleanFalse);
+}
+
 // An application's threads ask while the loop's thread tells.
 TEST_F(Requests, MayComeFromAnyThreadWhileEventsFlow)
 {
