@@ -4,11 +4,11 @@
  *    presence, mirrors its state, technologies and services, carries requests
  *    to it, serves its input agent, and keeps the provisioning file.
  *
- *  Threads: Init, Destroy, SetDelegate, the Update and Flush operations and the
- *  array forms of ManagerGetServices and ManagerGetTechnologies belong to the
- *  thread that drives the bus (zqDBus::HandleEvents), and every callback of the
- *  delegate comes on it. The requests, the dictionary forms that ask the
- *  daemon, and the answers to an input request may come from any thread.
+ *  Threads: Init, Destroy, SetDelegate, TellAvailableAgain, the Update and Flush
+ *  operations and the array forms of ManagerGetServices and
+ *  ManagerGetTechnologies belong to the thread that drives the bus
+ *  (zqDBus::HandleEvents), and every callback of the delegate comes on it. The requests, the dictionary forms that ask
+ * the daemon, and the answers to an input request may come from any thread.
  *
  *  Results, where an operation does not say otherwise:
  *
@@ -339,6 +339,14 @@ public:
      */
     void                         SetDelegate(zq::ConnMan::Delegate::Base *aDelegate);
     zq::ConnMan::Delegate::Base *GetDelegate() const noexcept;
+
+    /**
+     *  The delegate could not take all that it was told, for want of an answer
+     *  or of memory: tell it Available once more, after a second at the
+     *  earliest, when the daemon has shown that it answers. Does nothing while
+     *  the daemon is not available.
+     */
+    void TellAvailableAgain();
 
     /** In milliseconds; -1: the bus library's own. */
     int  GetTimeout() const noexcept;
@@ -685,7 +693,7 @@ private:
     // of it loaded, or it is asked: a call is outstanding, or one is due. All of
     // it is the loop's thread's.
     bool                  mPresent    = false;   // it owns its name, as far as is known
-    bool                  mIncomplete = false;   // it is available, but some answer to the load did not come
+    bool                  mIncomplete = false;   // it is available, but something of it is to be loaded, or told, again
     bool                  mSilent     = false;   // it has not answered yet: a signal of it is news
     bool                  mAskDue     = false;   // the timer runs
     int                   mAskDelay   = 0;       // before the ask that is due or outstanding, in milliseconds

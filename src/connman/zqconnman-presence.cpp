@@ -200,6 +200,8 @@ zqError zqConnMan::ConnManUnavailable()
  */
 zqError zqConnMan::Load()
 {
+    mIncomplete = false;
+
     const zqError lUpdate = Update(true);
     const zqError lReturn = UpdateDelegateAvailability();
     const zqError lResult = lReturn != zqError_None ? lReturn : lUpdate;
@@ -207,9 +209,10 @@ zqError zqConnMan::Load()
     if (lReturn != zqError_None)
         (void)ConnManUnavailable();
 
-    mSilent     = mSilent && IsPassing(lResult);
-    mIncomplete = mAvailable && IsPassing(lUpdate) &&
-                  (mProperties == nullptr || mServices == nullptr || mTechnologies == nullptr);
+    mSilent = mSilent && IsPassing(lResult);
+    if (mAvailable && IsPassing(lUpdate) &&
+        (mProperties == nullptr || mServices == nullptr || mTechnologies == nullptr))
+        mIncomplete = true;
     UpdateAsking();
 
     return lResult;
@@ -340,6 +343,12 @@ void zqConnMan::SetDelegate(Delegate::Base *aDelegate)
     if (aDelegate != nullptr && mAvailable && IsPassing(lReturn))
         mIncomplete = mSilent = true;
 
+    UpdateAsking();
+}
+
+void zqConnMan::TellAvailableAgain()
+{
+    mIncomplete = mAvailable;
     UpdateAsking();
 }
 

@@ -139,7 +139,7 @@ void Manager::ServiceChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionar
     if (lService == nullptr)
         return;
 
-    zqError lReturn = lService->Refresh(CFURetain(aProperties));
+    zqError lReturn = MakeUpLater(lService->Refresh(CFURetain(aProperties)));
     if (ZQ_CHECK(lReturn == 0))
     {
         lReturn = SignalServiceChanged(lService.Get(), aProperties);
@@ -260,7 +260,7 @@ void Manager::TechnologyChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictio
     if (lTechnology == nullptr)
         return;
 
-    zqError lError = lTechnology->Refresh(CFURetain(aProperties));
+    zqError lError = MakeUpLater(lTechnology->Refresh(CFURetain(aProperties)));
     if (ZQ_CHECK(lError == 0))
     {
         lError = SignalTechnologyChanged(lTechnology.Get(), aProperties);

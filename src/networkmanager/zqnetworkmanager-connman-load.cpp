@@ -51,9 +51,11 @@ void Manager::Available(zqConnMan *aConnMan)
     if (!IsOwn(aConnMan))
         return;
 
-    const zqError lReturn = InitCaches();
+    const zqError lReturn = MakeUpLater(InitCaches());
     if (mMayBeStale && !IsDaemonLost(lReturn))
-        Reconcile();
+        (void)MakeUpLater(Reconcile());
+
+    mMayBeStale = true; // from here on, for the next time
 }
 
 void Manager::Unavailable(zqConnMan *aConnMan)
@@ -146,15 +148,16 @@ struct Manager::Kind
     zqError (zq::NetworkManager::Manager::*mSignalChanged)(T *anObject, CFDictionaryRef aProperties);
 };
 
-void Manager::Reconcile()
+zqError Manager::Reconcile()
 {
     static const Kind<Service>    kServices     = { &zqConnMan::ManagerGetServices, &Manager::GetServices,
                                                     &Manager::DropServices, &Manager::SignalServiceChanged };
     static const Kind<Technology> kTechnologies = { &zqConnMan::ManagerGetTechnologies, &Manager::GetTechnologies,
                                                     &Manager::DropTechnologies, &Manager::SignalTechnologyChanged };
 
-    // What could not be asked for is made up for when the daemon comes the next time.
-    mMayBeStale = Reconcile(kServices) != zqError_None || Reconcile(kTechnologies) != zqError_None;
+    const zqError lReturn = Reconcile(kServices);
+
+    return lReturn == zqError_None ? Reconcile(kTechnologies) : lReturn;
 }
 
 template <typename T>

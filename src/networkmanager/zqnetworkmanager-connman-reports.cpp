@@ -28,6 +28,19 @@ bool Manager::IsDaemonLost(zqError anError)
     return std::find(std::begin(kErrors), std::end(kErrors), anError) != std::end(kErrors);
 }
 
+bool Manager::IsPassing(zqError anError)
+{
+    return IsDaemonLost(anError) || anError == zqError_NoResources || anError == zqError_OutOfMemory;
+}
+
+zqError Manager::MakeUpLater(zqError anError)
+{
+    if (IsPassing(anError))
+        mConnMan.TellAvailableAgain();
+
+    return anError;
+}
+
 /** What is different about services and technologies when they are reported. */
 template <typename T>
 struct Manager::Reported
@@ -71,11 +84,14 @@ public:
      *  Fetch the objects that are, or are not, in the manager's list; one that
      *  cannot be had is left out.
      *
-     *  @returns 0, -7, or that the daemon does not answer: the others were not asked for.
+     *  @returns 0, or why something that is there may be missing. When the
+     *           daemon does not answer, the others were not asked for.
      */
     template <typename T>
     zqError Fetch(CFArrayRef aPaths, bool aListed)
     {
+        zqError lResult = zqError_None;
+
         ZQ_REQUIRE(mProperties != NULL, zqError_NoResources);
 
         for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(aPaths); ++lIndex)
@@ -90,15 +106,17 @@ public:
             const zqError   lReturn     = (mManager.*Reported<T>::kKind.mCopyProperties)(lPath, lCopied);
             const auto      lProperties = CFUAdopt(lCopied);
 
-            if (IsDaemonLost(lReturn))
-                return lReturn;
             if (lReturn == zqError_None)
             {
                 CFDictionarySetValue(mProperties.Get(), lPath, lProperties.Get());
                 ZQ_REQUIRE(CFDictionaryContainsKey(mProperties.Get(), lPath), zqError_NoResources);
             }
+            else if (IsPassing(lReturn))
+                lResult = lReturn;
+            if (IsDaemonLost(lReturn))
+                break;
         }
-        return zqError_None;
+        return lResult;
     }
 
     /** Leave out the objects that the model would refuse. @returns whether there were any. */
@@ -114,8 +132,10 @@ public:
             const auto lProperties =
                 CFURetain(static_cast<CFDictionaryRef>(CFDictionaryGetValue(mProperties.Get(), lPath.Get())));
             const zqSharedPtr<T> lObject(new (std::nothrow) T);
+            const zqError        lError =
+                lObject != nullptr ? lObject->Init(lPath, lProperties) : zqError(zqError_OutOfMemory);
 
-            if (lObject == nullptr || lObject->Init(lPath, lProperties) != zqError_None)
+            if (lError != zqError_None && !IsPassing(lError))
             {
                 CFDictionaryRemoveValue(mProperties.Get(), lPath.Get());
                 lFound = true;
@@ -155,7 +175,7 @@ zqError Manager::AddReported(CFArrayRef aPaths)
     if (lReturn != zqError_None && lReport.LeaveOutUnusable<T>())
         lReturn = (this->*Reported<T>::kKind.mAdd)(lReport.CopyPaths().Get());
 
-    return lFetched != zqError_None ? lFetched : lReturn;
+    return MakeUpLater(lFetched != zqError_None ? lFetched : lReturn);
 }
 
 template zqError Manager::AddReported<Service>(CFArrayRef aPaths);
@@ -167,7 +187,7 @@ zqError Manager::RefreshReported(CFArrayRef aServices)
     const zqError lFetched = lReport.Fetch<Service>(aServices, true);
     const zqError lReturn  = UpdateServices(lReport.CopyPaths().Get(), UpdateOperationChange);
 
-    return lFetched != zqError_None ? lFetched : lReturn;
+    return MakeUpLater(lFetched != zqError_None ? lFetched : lReturn);
 }
 
 zqError Manager::OfferServices(CFArrayRef aPaths)

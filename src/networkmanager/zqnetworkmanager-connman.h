@@ -129,10 +129,10 @@ private:
     /**
      *  Add, or refresh, what a report lists. Each object's properties are
      *  fetched once, before the model is told: an object that has vanished, or
-     *  lacks what it must have, does not hide its neighbours.
+     *  lacks what it must have, does not hide its neighbours. What a passing
+     *  failure kept out is made up for later.
      *
-     *  @returns 0; or that the daemon does not answer: what had been fetched
-     *           until then is in the model; or why the model refused.
+     *  @returns 0, or such a failure, or why the model refused.
      */
     template <typename T>
     zqError AddReported(CFArrayRef aPaths);
@@ -155,13 +155,19 @@ private:
      * slowly. */
     static bool IsDaemonLost(zqError anError);
 
+    /** True for a failure that may not come again: of a lost daemon, or for want of memory. */
+    static bool IsPassing(zqError anError);
+
+    /** After such a failure all is loaded once more, when the daemon answers. @returns the failure. */
+    zqError MakeUpLater(zqError anError);
+
     /**
      *  Bring the lists in line with a daemon that has come back: objects that it
      *  does not list are removed, then those whose properties differ are
      *  refreshed. A daemon that crashed has sent no removals, and what is listed
      *  already is not loaded anew.
      */
-    void Reconcile();
+    zqError Reconcile();
     template <typename T>
     struct Kind;
     template <typename T>
@@ -209,7 +215,7 @@ private:
     std::int32_t               mOkToSleepFailures = 0;
     std::shared_ptr<void>      mAnswers;              // while an answer to a query may touch this manager
     std::atomic<bool>          mInitialized{ false }; // cleared under the properties lock
-    bool                       mMayBeStale = false;   // the lists hold what an earlier daemon reported
+    bool                       mMayBeStale = false;   // the lists hold what was told before the next Available
 
     // Held while a property is sent and set here, and while a refusal is seen
     // to: neither comes between the two halves of the other.

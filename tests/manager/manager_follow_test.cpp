@@ -271,6 +271,7 @@ TEST_F(Follow, WhatTheDaemonDidNotSayOrCannotMeanChangesNothing)
 TEST_F(Follow, AnObjectThatCannotBeHadDoesNotHideItsNeighbours)
 {
     const std::string lMute    = FakeConnMan::ServicePath("mute");
+    const std::string lLate    = FakeConnMan::ServicePath("late");
     const auto        lService = [](const char *aName)
     { return FakeConnMan::Object(FakeConnMan::ServicePath(aName), FakeConnMan::WiFiService(aName)); };
 
@@ -296,6 +297,11 @@ TEST_F(Follow, AnObjectThatCannotBeHadDoesNotHideItsNeighbours)
                   "([(objectpath '" + kHome + "', {'Strength': <byte 7>}), ('" + kCafe +
                       "', {'Strength': <byte 7>})], @ao [])");
     EXPECT_EQ(Told(), Lines{ "ServiceChanged cafe" + kWiFiKeys }) << mLog.GetText();
+
+    // What the daemon only did not answer is asked for again.
+    mConnMan.Script("GetProperties", Answer::Error("org.freedesktop.DBus.Error.NoReply", "Busy"), lLate, 1);
+    mConnMan.AddServices({ lService("late"), lService("later") });
+    EXPECT_TRUE(mManager->mRecorder.WaitFor("ServicesAdded late later")) << mLog.GetText();
 }
 
 TEST_F(Follow, ADaemonThatDiesDuringAReportIsNotAskedForTheRest)
