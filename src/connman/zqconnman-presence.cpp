@@ -129,6 +129,13 @@ bool zqConnMan::NameOwnerChanged(DBusMessage *aMessage)
         ZQ_LOG(zqLogLevel_Notice, "connman: %s service at %s %sconnected", lName, lOldOwner, "dis");
         lReturn = ConnManLeft();
         (void)ZQ_CHECK(lReturn == zqError_None || lReturn == zqError_Already);
+
+        // What was sent before the client was made may be reached only now: then nothing tells of the new owner.
+        if (lNewOwner[0] == '\0' && mDBus->HasOwner(kBusName))
+        {
+            mPresent = true;
+            Ask();
+        }
     }
 
     if (lNewOwner[0] != '\0')

@@ -160,6 +160,7 @@ void zqConnMan::Destroy()
 
     CancelPendingCalls();
     DetachFromBus();
+    mDBus->DispatchUnclaimed();
     Flush();
 
     if (mLock != nullptr)

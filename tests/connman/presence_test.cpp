@@ -247,6 +247,39 @@ TEST_F(PresenceTest, ASecondClientOfTheThreadIsRefusedAndTheFirstTakesItsAgentBa
     EXPECT_EQ(mConnMan.ServiceConnect("/a"), zqError_WrongState);
 }
 
+TEST_F(PresenceTest, WhatCameForOneClientIsNotLeftBehindAndMisleadsNotTheNext)
+{
+    const zqDBusSignalDispatch lOthers[] = { { "a.b", nullptr, nullptr, "C", nullptr,
+                                               [](auto...) { return DBUS_HANDLER_RESULT_NOT_YET_HANDLED; } },
+                                             { nullptr, nullptr, nullptr, nullptr, nullptr, nullptr } };
+
+    unsigned int      lCount       = 0;
+    PRPollDesc *const lDescriptors = mBus->GetPollDescriptors(lCount, nullptr);
+
+    for (const bool lIsShared : { false, true })
+    {
+        SCOPED_TRACE(lIsShared);
+        ASSERT_TRUE(!lIsShared || mBus->RegisterSignalHandlers("/", lOthers, this) == 0);
+        ASSERT_TRUE(mFake.Appear());
+        ASSERT_EQ(mConnMan.Init(20000), 0);
+        mFake.SetServiceProperty(kA, "State", "'ready'");
+        mFake.Crash();
+        RoundTrip("org.freedesktop.DBus");
+        mConnMan.Destroy();
+
+        EXPECT_EQ(PR_Poll(lDescriptors, lCount, PR_INTERVAL_NO_WAIT), lIsShared ? 1 : 0);
+        ASSERT_TRUE(mFake.Appear());
+        mConnMan.SetDelegate(&mDelegate);
+        ASSERT_EQ(mConnMan.Init(20000), 0);
+        ASSERT_TRUE(PumpUntil([&] { return mDelegate.Count("Unavailable") == lIsShared; }));
+        EXPECT_TRUE(PumpUntil([this] { return mConnMan.IsAvailable(); }));
+        mConnMan.Destroy();
+        mDelegate.mEvents.clear();
+        mFake.Crash();
+    }
+    EXPECT_EQ(mBus->UnregisterSignalHandlers("/", lOthers, this), 0);
+}
+
 TEST_F(PresenceTest, ReleaseMeansThatTheDaemonGoes)
 {
     Start();

@@ -216,13 +216,15 @@ public:
     int HandleEvents(PRPollDesc *aDescriptors) noexcept;
 
     /**
-     *  Dispatch all that was received, however much; nothing is read.
+     *  Dispatch all that has come when no table or interface is registered and no
+     *  call waits: only the connection's filters see it.
      *
      *  For who leaves an instance that may not be driven any more: what his
-     *  blocking calls have received beside their replies would be kept for good.
-     *  Inside a handler it does nothing.
+     *  blocking calls have received beside their replies would be kept for good,
+     *  and be old news to who comes next. While others use the instance it does
+     *  nothing, nor inside a handler.
      */
-    void DispatchAll() noexcept;
+    void DispatchUnclaimed() noexcept;
 
     /**
      *  Call once, when so many milliseconds have passed, on the thread that
@@ -365,6 +367,12 @@ public:
      *  which blocks for at most a second.
      */
     bool IsSentByOwner(DBusMessage *aMessage, const char *aName) noexcept;
+
+    /**
+     *  True when the well-known name, which a table or filter mentions, is owned
+     *  as far as is known: also by what was received and not dispatched yet.
+     */
+    bool HasOwner(const char *aName) const noexcept;
 
     // Being called
 

@@ -321,6 +321,8 @@ public:
     /** True when the receiver waited for an outcome; it does not any more. */
     bool RemoveLocked(const zqDBusPendingCall *aPending) noexcept;
 
+    bool IsEmptyLocked() const noexcept { return mCalls.empty(); }
+
     /** End the calls whose time has run out. */
     void Expire() noexcept;
 
@@ -364,6 +366,8 @@ public:
     zqError Unregister(const char *aPath, const zqDBusSignalDispatch *aTable, void *aContext) noexcept;
     zqError AddFilters(const zqDBusFilter *aTable) noexcept;
     zqError RemoveFilters(const zqDBusFilter *aTable) noexcept;
+
+    bool IsEmptyLocked() const noexcept { return mEntries.empty(); }
 
     /** @returns true when a handler has handled it. */
     bool Dispatch(DBusMessage *aMessage) noexcept;
@@ -439,6 +443,8 @@ public:
 
     zqError Register(const char *aPath, const zqDBusMethodDispatch *aTable, void *aContext) noexcept;
     zqError Unregister(const char *aPath) noexcept;
+
+    bool IsEmptyLocked() const noexcept { return mObjects.empty(); }
 
     /** True when the message is a call that one of the tables has a row for. */
     bool HasLocked(DBusMessage *aMessage) const noexcept;
@@ -543,6 +549,8 @@ struct zqDBus::State
 
     /** Dispatch what was received, at most so many messages. @param[in]  aIsReady  The descriptor was: read first. */
     int HandleEvents(bool aIsReady, std::size_t aMost) noexcept;
+
+    void DispatchUnclaimed() noexcept;
 
     zqDBusLink                 mLink;
     zqDBusRules                mRules{ mLink };

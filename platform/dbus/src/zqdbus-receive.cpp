@@ -13,6 +13,7 @@
 #include <zqlog.h>
 
 #include <algorithm>
+#include <limits>
 
 #define ZQ_LOG_COMPONENT "dbus"
 #define ZQ_LOG_FILE "zqdbus"
@@ -375,6 +376,18 @@ int zqDBus::State::HandleEvents(bool aIsReady, std::size_t aMost) noexcept
     mIsDispatching = false;
 
     return aIsReady ? 1 : 0;
+}
+
+void zqDBus::State::DispatchUnclaimed() noexcept
+{
+    {
+        const std::lock_guard<std::mutex> lLock(mLink.mLock);
+
+        if (!mSignals.IsEmptyLocked() || !mObjects.IsEmptyLocked() || !mCalls.IsEmptyLocked())
+            return;
+    }
+
+    (void)HandleEvents(true, std::numeric_limits<std::size_t>::max());
 }
 
 zqError zqDBus::State::Cancel(zqDBusPendingCall *aPending) noexcept

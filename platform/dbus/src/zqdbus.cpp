@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdarg>
-#include <limits>
 
 #include <poll.h>
 
@@ -236,11 +235,11 @@ int zqDBus::HandleEvents(PRPollDesc *aDescriptors) noexcept
     return mState->HandleEvents(aDescriptors != nullptr, kMessagesPerDispatch);
 }
 
-void zqDBus::DispatchAll() noexcept
+void zqDBus::DispatchUnclaimed() noexcept
 {
     const zqRefCountSharedPtr lHolder(this);
 
-    (void)mState->HandleEvents(false, std::numeric_limits<std::size_t>::max());
+    mState->DispatchUnclaimed();
 }
 
 zqError zqDBus::SetTimer(TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept
@@ -370,6 +369,13 @@ bool zqDBus::IsSentByOwner(DBusMessage *aMessage, const char *aName) noexcept
     }
 
     return mState->IsOwnerNow(aName, lSender);
+}
+
+bool zqDBus::HasOwner(const char *aName) const noexcept
+{
+    const std::lock_guard<std::mutex> lLock(mState->mLink.mLock);
+
+    return aName != nullptr && !mState->mOwners.GetLatestLocked(aName).empty();
 }
 
 zqError zqDBus::RegisterInterface(const char *aPath, const zqDBusMethodDispatch *aTable, void *aContext) noexcept
