@@ -656,13 +656,15 @@ private:
     void    NotifyPaths(PathsHandler aHandler, CFArrayRef aPaths);
     void    UpdateChangedServices(CFDictionaryRef aCurrent, CFArrayRef aRemoved);
     void    AddTechnologies(CFDictionaryRef anAdded);
-    void    RemoveTechnology(CFStringRef aPath);
     bool    ManagerPropertyChanged(DBusMessage *aMessage);
     bool    ManagerTechnologyAdded(DBusMessage *aMessage);
     bool    ManagerTechnologyRemoved(DBusMessage *aMessage);
+    bool    RemoveTechnology(CFStringRef aPath);
     bool    ManagerServicesChanged(DBusMessage *aMessage);
     bool    ServicePropertyChanged(const char *aPath, DBusMessageIter *anIterator);
     bool    TechnologyPropertyChanged(const char *aPath, DBusMessageIter *anIterator);
+    bool    Missed(zqError anError);
+    void    MissedSome(CFMutableDictionaryRef &aCache);
 
     // Agent
     zqError           SetAgent(bool aRegister);
@@ -694,6 +696,7 @@ private:
     // it is the loop's thread's.
     bool                  mPresent    = false;   // it owns its name, as far as is known
     bool                  mIncomplete = false;   // it is available, but something of it is to be loaded, or told, again
+    bool                  mMissed     = false;   // a signal found no memory: all is loaded, and compared, again
     bool                  mSilent     = false;   // it has not answered yet: a signal of it is news
     bool                  mAskDue     = false;   // the timer runs
     int                   mAskDelay   = 0;       // before the ask that is due or outstanding, in milliseconds

@@ -69,6 +69,11 @@ long CountOf(CFDictionaryRef aCache)
     return aCache != nullptr ? CFDictionaryGetCount(aCache) : 0;
 }
 
+long CountOf(const CFUSharedRef<CFMutableArrayRef> &anArray)
+{
+    return anArray != nullptr ? CFArrayGetCount(anArray.Get()) : 0;
+}
+
 void ReleaseCache(CFMutableDictionaryRef &aCache)
 {
     CFURelease(aCache);
@@ -326,6 +331,24 @@ zqError zqConnMan::GetPaths(const ObjectKind &aKind, CFMutableArrayRef aPaths)
 
 // Signals
 
+/** A signal that finds no memory is lost: what it tells is found by comparing all once more. @returns false. */
+bool zqConnMan::Missed(zqError anError)
+{
+    if (anError == zqError_NoResources || anError == zqError_OutOfMemory)
+    {
+        mMissed = mAvailable;
+        TellAvailableAgain();
+    }
+    return false;
+}
+
+/** Better no cache than one with gaps: what is in it is not told as added. */
+void zqConnMan::MissedSome(CFMutableDictionaryRef &aCache)
+{
+    ReleaseCache(aCache);
+    (void)Missed(zqError_NoResources);
+}
+
 bool zqConnMan::ManagerPropertyChanged(DBusMessage *aMessage)
 {
     if (mProperties == nullptr)
@@ -338,8 +361,9 @@ bool zqConnMan::ManagerPropertyChanged(DBusMessage *aMessage)
 
     (void)dbus_message_iter_init(aMessage, &lIterator);
 
-    return zqDBusCFDecode(&lIterator, kFormManagerProperty, lChange) == zqError_None &&
-           UpdateProperties(lChange.Get()) == zqError_None;
+    const zqError lReturn = zqDBusCFDecode(&lIterator, kFormManagerProperty, lChange);
+
+    return lReturn == zqError_None ? UpdateProperties(lChange.Get()) == zqError_None : Missed(lReturn);
 }
 
 bool zqConnMan::ServicePropertyChanged(const char *aPath, DBusMessageIter *anIterator)
@@ -350,12 +374,17 @@ bool zqConnMan::ServicePropertyChanged(const char *aPath, DBusMessageIter *anIte
     ZQ_LOG(zqLogLevel_Detail, "connman: %s", "ServicePropertyChanged");
 
     CFUSharedRef<CFDictionaryRef> lChange;
+    const zqError                 lReturn = zqDBusCFDecode(anIterator, kFormServiceProperty, lChange);
 
-    if (zqDBusCFDecode(anIterator, kFormServiceProperty, lChange) != zqError_None)
-        return false;
+    if (lReturn != zqError_None)
+        return Missed(lReturn);
 
-    const auto             lPath   = MakeString(aPath);
-    CFMutableDictionaryRef lCached = lPath != nullptr ? FindCached(mServices, lPath.Get()) : nullptr;
+    const auto lPath = MakeString(aPath);
+
+    if (lPath == nullptr)
+        return Missed(zqError_NoResources);
+
+    CFMutableDictionaryRef lCached = FindCached(mServices, lPath.Get());
 
     if (lCached == nullptr)
     {
@@ -378,13 +407,17 @@ bool zqConnMan::TechnologyPropertyChanged(const char *aPath, DBusMessageIter *an
     ZQ_LOG(zqLogLevel_Detail, "connman: %s", "TechnologyPropertyChanged");
 
     CFUSharedRef<CFDictionaryRef> lChange;
+    const zqError                 lReturn = zqDBusCFDecode(anIterator, kFormTechnologyProperty, lChange);
 
-    if (zqDBusCFDecode(anIterator, kFormTechnologyProperty, lChange) != zqError_None)
-        return false;
+    if (lReturn != zqError_None)
+        return Missed(lReturn);
 
     const auto lPath = MakeString(aPath);
 
-    if (lPath == nullptr || !CFDictionaryContainsKey(mTechnologies, lPath.Get()))
+    if (lPath == nullptr)
+        return Missed(zqError_NoResources);
+
+    if (!CFDictionaryContainsKey(mTechnologies, lPath.Get()))
     {
         ZQ_LOG(zqLogLevel_Error, "connman: failed to find technology %s for properties change", aPath);
         return false;
@@ -402,9 +435,10 @@ bool zqConnMan::ManagerServicesChanged(DBusMessage *aMessage)
 
     CFUSharedRef<CFDictionaryRef> lCurrent;
     CFUSharedRef<CFArrayRef>      lRemoved;
+    const zqError                 lReturn = zqDBusCFDecodeServicesChanged(aMessage, lCurrent, lRemoved);
 
-    if (zqDBusCFDecodeServicesChanged(aMessage, lCurrent, lRemoved) != zqError_None)
-        return false;
+    if (lReturn != zqError_None)
+        return Missed(lReturn);
 
     UpdateChangedServices(lCurrent.Get(), lRemoved.Get());
     return true;
@@ -417,11 +451,11 @@ void zqConnMan::UpdateChangedServices(CFDictionaryRef aCurrent, CFArrayRef aRemo
     ZQ_LOG(zqLogLevel_Information, "connman: %s %ld and %s %ld %s to %ld existing %s", "updating", CountOf(aCurrent),
            "removing", CFArrayGetCount(aRemoved), lName, CountOf(mServices), lName);
 
-    const auto lAdded   = MakeArray();
-    const auto lUpdated = MakeArray();
-
-    if (!ZQ_CHECK(lAdded != NULL && lUpdated != NULL))
-        return;
+    const auto lAdded      = MakeArray();
+    const auto lUpdated    = MakeArray();
+    long       lNumAdded   = 0;
+    long       lNumUpdated = 0;
+    const long lBefore     = CountOf(mServices);
 
     ForEachEntry(aCurrent,
                  [&](const void *aPath, const void *aProperties)
@@ -432,13 +466,19 @@ void zqConnMan::UpdateChangedServices(CFDictionaryRef aCurrent, CFArrayRef aRemo
                      {
                          CFDictionarySetValue(mServices, aPath, aProperties);
                          CFArrayAppendValue(lAdded.Get(), aPath);
+                         ++lNumAdded;
                      }
                      else if (CFDictionaryGetCount(AsDictionary(aProperties)) > 0)
                      {
                          (void)CFUDictionaryMerge(lCached, AsDictionary(aProperties), true);
                          CFArrayAppendValue(lUpdated.Get(), aPath);
+                         ++lNumUpdated;
                      }
                  });
+
+    if (!ZQ_CHECK(CountOf(lAdded) == lNumAdded && CountOf(lUpdated) == lNumUpdated &&
+                  CountOf(mServices) == lBefore + lNumAdded))
+        MissedSome(mServices);
 
     for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(aRemoved); ++lIndex)
         CFDictionaryRemoveValue(mServices, CFArrayGetValueAtIndex(aRemoved, lIndex));
@@ -456,9 +496,10 @@ bool zqConnMan::ManagerTechnologyAdded(DBusMessage *aMessage)
     ZQ_LOG(zqLogLevel_Detail, "connman: %s", "ManagerTechnologyAdded");
 
     CFUSharedRef<CFDictionaryRef> lAdded;
+    const zqError                 lReturn = zqDBusCFDecode(aMessage, kFormTechnology, lAdded);
 
-    if (zqDBusCFDecode(aMessage, kFormTechnology, lAdded) != zqError_None)
-        return false;
+    if (lReturn != zqError_None)
+        return Missed(lReturn);
 
     AddTechnologies(lAdded.Get());
     return true;
@@ -471,10 +512,20 @@ void zqConnMan::AddTechnologies(CFDictionaryRef anAdded)
     ZQ_LOG(zqLogLevel_Information, "connman: %s %ld %s to %ld existing %s", "adding", CountOf(anAdded), lName,
            CountOf(mTechnologies), lName);
 
-    ForEachEntry(anAdded, [this](const void *aPath, const void *aProperties)
-                 { CFDictionarySetValue(mTechnologies, aPath, aProperties); });
+    const auto lPaths  = CFUAdopt(CFUDictionaryCopyKeys(anAdded));
+    bool       lHasAll = lPaths != nullptr;
 
-    NotifyPaths(&Delegate::Base::TechnologiesAdded, CFUAdopt(CFUDictionaryCopyKeys(anAdded)).Get());
+    ForEachEntry(anAdded,
+                 [&](const void *aPath, const void *aProperties)
+                 {
+                     CFDictionarySetValue(mTechnologies, aPath, aProperties);
+                     lHasAll = lHasAll && CFDictionaryContainsKey(mTechnologies, aPath);
+                 });
+
+    if (!ZQ_CHECK(lHasAll))
+        MissedSome(mTechnologies);
+
+    NotifyPaths(&Delegate::Base::TechnologiesAdded, lPaths.Get());
 }
 
 bool zqConnMan::ManagerTechnologyRemoved(DBusMessage *aMessage)
@@ -489,18 +540,18 @@ bool zqConnMan::ManagerTechnologyRemoved(DBusMessage *aMessage)
     ZQ_REQUIRE(dbus_message_has_signature(aMessage, "o"), false);
     (void)zqDBus::DecodeMessageParams(aMessage, nullptr, DBUS_TYPE_OBJECT_PATH, &lPath, DBUS_TYPE_INVALID);
 
-    const auto lString = MakeString(lPath);
-
-    ZQ_REQUIRE(lString != NULL, false);
-    RemoveTechnology(lString.Get());
-    return true;
+    return RemoveTechnology(MakeString(lPath).Get());
 }
 
-void zqConnMan::RemoveTechnology(CFStringRef aPath)
+bool zqConnMan::RemoveTechnology(CFStringRef aPath)
 {
     const void *lValues[] = { aPath };
     const auto  lPaths    = CFUAdopt(CFArrayCreate(kCFAllocatorDefault, lValues, 1, &kCFTypeArrayCallBacks));
 
+    if (!ZQ_CHECK(aPath != NULL && lPaths != NULL))
+        return Missed(zqError_NoResources);
+
     CFDictionaryRemoveValue(mTechnologies, aPath);
     NotifyPaths(&Delegate::Base::TechnologiesRemoved, lPaths.Get());
+    return true;
 }

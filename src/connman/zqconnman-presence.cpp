@@ -177,7 +177,7 @@ zqError zqConnMan::ConnManUnavailable()
 {
     const bool lWasAvailable = mAvailable.exchange(false);
 
-    mIncomplete = false;
+    mIncomplete = mMissed = false;
 
     if (lWasAvailable)
     {
@@ -209,7 +209,10 @@ zqError zqConnMan::Load()
 {
     mIncomplete = false;
 
-    const zqError lUpdate = Update(true);
+    const zqError lUpdate = Update(!mMissed);
+
+    mMissed = mMissed && IsPassing(lUpdate);
+
     const zqError lReturn = UpdateDelegateAvailability();
     const zqError lResult = lReturn != zqError_None ? lReturn : lUpdate;
 
@@ -218,7 +221,7 @@ zqError zqConnMan::Load()
 
     mSilent = mSilent && IsPassing(lResult);
     if (mAvailable && IsPassing(lUpdate) &&
-        (mProperties == nullptr || mServices == nullptr || mTechnologies == nullptr))
+        (mMissed || mProperties == nullptr || mServices == nullptr || mTechnologies == nullptr))
         mIncomplete = true;
     UpdateAsking();
 

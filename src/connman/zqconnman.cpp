@@ -127,6 +127,8 @@ zqError zqConnMan::AttachToBus()
     lReturn = mDBus->RegisterSignalHandlers(kManagerPath, Handlers::__SignalDispatchTableManager, this);
     if (lReturn == zqError_None)
         lReturn = mDBus->AddDisconnectHandler(Handlers::BusLost, this);
+    if (lReturn == zqError_None)
+        lReturn = mDBus->AddTimer(Handlers::AskDue, this);
     if (lReturn != zqError_None)
         return lReturn;
 
@@ -139,6 +141,7 @@ zqError zqConnMan::AttachToBus()
 void zqConnMan::DetachFromBus()
 {
     (void)ChangeFilters(false);
+    mDBus->RemoveTimer(Handlers::AskDue, this);
     mDBus->RemoveDisconnectHandler(Handlers::BusLost, this);
     (void)mDBus->UnregisterSignalHandlers(kManagerPath, Handlers::__SignalDispatchTableManager, this);
     (void)mDBus->UnregisterSignalHandlers(kBusDaemonPath, Handlers::__SignalDispatchTableDBus, this);

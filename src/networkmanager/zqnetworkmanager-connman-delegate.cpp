@@ -97,7 +97,7 @@ void Manager::PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties
     if (!IsOwn(aConnMan))
         return;
 
-    const zqError lReturn = TakeProperties(aProperties);
+    const zqError lReturn = MakeUpLater(TakeProperties(aProperties));
     (void)ZQ_CHECK(lReturn == 0);
 }
 
@@ -117,7 +117,7 @@ void Manager::ServicesRemoved(zqConnMan *aConnMan, CFArrayRef aServices)
     if (!IsOwn(aConnMan))
         return;
 
-    const zqError lReturn = DropServices(aServices);
+    const zqError lReturn = MakeUpLater(DropServices(aServices));
     (void)ZQ_CHECK(lReturn == 0);
 }
 
@@ -247,7 +247,7 @@ void Manager::TechnologiesRemoved(zqConnMan *aConnMan, CFArrayRef aTechnologies)
     if (!IsOwn(aConnMan))
         return;
 
-    const zqError lError = DropTechnologies(aTechnologies);
+    const zqError lError = MakeUpLater(DropTechnologies(aTechnologies));
     (void)ZQ_CHECK(lError == 0);
 }
 

@@ -96,6 +96,41 @@ TEST_F(ExhaustionTest, InitIsUndoneWhollyAndWhatItsLoadLackedIsMadeUpFor)
     EXPECT_EQ(mDelegate.Count("TechnologiesAdded [/t]"), 1u);
 }
 
+TEST_F(ExhaustionTest, ASignalThatFindsNoMemoryIsMadeUpFor)
+{
+    const struct
+    {
+        std::function<void()> mChange;
+        const char           *mTold;
+    } lCases[] = {
+        { [this] { mFake.SetManagerProperty("State", "'ready'"); }, "StateChanged ready" },
+        { [this] { mFake.RemoveServices({ kA }); }, "ServicesRemoved [/net/connman/service/a]" },
+        { [this] { AddService("c"); }, "ServicesAdded [/net/connman/service/c]" },
+        { [this] { mFake.SetServiceProperty(Path("b"), "State", "'online'"); },
+          "ServicesUpdated [/net/connman/service/b, /net/connman/service/c]" },
+        { [this] {
+             mFake.AddTechnology("/u", { { "Name", "'one more'" } });
+         },
+          "TechnologiesAdded [/u]" },
+        { [this] { mFake.RemoveTechnology("/t"); }, "TechnologiesRemoved [/t]" },
+    };
+
+    for (const auto &lCase : lCases)
+    {
+        lCase.mChange();
+        RoundTrip("net.connman");
+        {
+            const FailingAllocations lFailing;
+
+            (void)mBus->HandleEvents(nullptr);
+        }
+        EXPECT_EQ(mDelegate.mEvents, Events());
+        EXPECT_TRUE(PumpUntil([this] { return mDelegate.Count("Available") == 1; }));
+        EXPECT_EQ(mDelegate.Count(lCase.mTold), 1u) << lCase.mTold << testing::PrintToString(mDelegate.mEvents);
+        mDelegate.mEvents.clear();
+    }
+}
+
 TEST_F(ExhaustionTest, ProvisionsAreWrittenWhollyOrNotAtAll)
 {
     ZQ_REQUIRE_SANDBOX();

@@ -113,7 +113,10 @@ TEST_F(LoopTest, TimersAreCalledOnceAtTheirTimeAndNotWhenTheyWereStopped)
     std::string lNotes;
     Timer       lTimers[] = { { mBus, &lNotes, 'a' }, { mBus, &lNotes, 'b' }, { mBus, &lNotes, 'c' } };
 
-    EXPECT_EQ(zqError_InvalidArgument, mBus->SetTimer(nullptr, nullptr, 1));
+    EXPECT_EQ(zqError_InvalidArgument, mBus->AddTimer(nullptr, nullptr));
+    EXPECT_EQ(zqError_NotFound, mBus->SetTimer(Timer::Handle, lTimers, 1));
+    for (Timer &lTimer : lTimers)
+        EXPECT_EQ(0, mBus->AddTimer(Timer::Handle, &lTimer));
     EXPECT_EQ(zqError_InvalidArgument, mBus->SetTimer(Timer::Handle, lTimers, -1));
     EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[1], 60));
     EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[2], 5));
@@ -122,6 +125,8 @@ TEST_F(LoopTest, TimersAreCalledOnceAtTheirTimeAndNotWhenTheyWereStopped)
     mBus->StopTimer(Timer::Handle, &lTimers[2]);
     EXPECT_TRUE(Drive(mBus, [&] { return lNotes.size() == 3; }));
     EXPECT_EQ("aab", lNotes);
+    for (Timer &lTimer : lTimers)
+        mBus->RemoveTimer(Timer::Handle, &lTimer);
 }
 
 // What a blocking call has read

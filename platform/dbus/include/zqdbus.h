@@ -227,18 +227,22 @@ public:
     void DispatchUnclaimed() noexcept;
 
     /**
-     *  Call once, when so many milliseconds have passed, on the thread that
-     *  runs HandleEvents. What is set again for the same handler and context is
-     *  put off. Nothing wakes the loop before, nor when it was stopped.
+     *  Add a timer. When it is set, the handler is called once, when so many
+     *  milliseconds have passed, on the thread that runs HandleEvents; setting it
+     *  again puts it off. Nothing wakes the loop before, nor when it was stopped.
+     *  Setting needs no memory.
      *
-     *  A handler may set or stop any of them, its own included. One that is
-     *  stopped on another thread may still be running when that returns. When
-     *  the bus is lost, or the instance goes, they are forgotten.
+     *  A handler may set, stop or remove any of them, its own included. One that
+     *  is stopped or removed on another thread may still be running when that
+     *  returns. When the bus is lost, or the instance goes, they are removed.
      *
-     *  @retval 0, -3 when the bus is known to be gone, -5 for a null handler or
-     *          a negative time, -7 when memory is exhausted.
+     *  @retval 0, -3 when the bus is known to be gone, -5 for a null handler or a
+     *          negative time, -7 when memory is exhausted, -17 for setting one
+     *          that was not added.
      */
     using TimerHandler = void (*)(void *aContext);
+    zqError AddTimer(TimerHandler aHandler, void *aContext) noexcept;
+    void    RemoveTimer(TimerHandler aHandler, void *aContext) noexcept;
     zqError SetTimer(TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept;
     void    StopTimer(TimerHandler aHandler, void *aContext) noexcept;
 

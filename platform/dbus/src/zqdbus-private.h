@@ -476,9 +476,11 @@ class zqDBusTimers
 public:
     explicit zqDBusTimers(zqDBusLink &aLink) noexcept : mLink(aLink) {}
 
+    zqError Add(zqDBus::TimerHandler aHandler, void *aContext) noexcept;
+    void    Remove(zqDBus::TimerHandler aHandler, void *aContext) noexcept;
+    void    RemoveAllLocked() noexcept { mTimers.clear(); }
     zqError Set(zqDBus::TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept;
     void    Stop(zqDBus::TimerHandler aHandler, void *aContext) noexcept;
-    void    StopAllLocked() noexcept { mTimers.clear(); }
 
     /** Call those that are due. */
     void Run() noexcept;
@@ -488,7 +490,7 @@ private:
     {
         zqDBus::TimerHandler    mHandler;
         void                   *mContext;
-        zqDBusClock::time_point mDue;
+        zqDBusClock::time_point mDue; ///< max: it is not set
     };
     using Timers = std::vector<Timer>;
 

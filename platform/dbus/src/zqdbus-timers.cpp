@@ -19,33 +19,25 @@ zqDBusTimers::Timers::iterator zqDBusTimers::FindLocked(zqDBus::TimerHandler aHa
                         { return aTimer.mHandler == aHandler && aTimer.mContext == aContext; });
 }
 
-zqError zqDBusTimers::Set(zqDBus::TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept
+zqError zqDBusTimers::Add(zqDBus::TimerHandler aHandler, void *aContext) noexcept
 {
-    if (aHandler == nullptr || aMilliseconds < 0)
+    if (aHandler == nullptr)
         return zqError_InvalidArgument;
 
     return zqDBusGuarded(
         [&]
         {
-            const Timer lTimer = { aHandler, aContext, zqDBusClock::now() + std::chrono::milliseconds(aMilliseconds) };
             const std::lock_guard<std::mutex> lLock(mLink.mLock);
 
             if (mLink.mIsLost)
                 return zqError(zqError_WrongState);
 
-            const auto lFound = FindLocked(aHandler, aContext);
-
-            if (lFound != mTimers.end())
-                *lFound = lTimer;
-            else
-                mTimers.push_back(lTimer);
-
-            mLink.mLoop.WakeBy(lTimer.mDue);
+            mTimers.push_back({ aHandler, aContext, zqDBusClock::time_point::max() });
             return zqError(zqError_None);
         });
 }
 
-void zqDBusTimers::Stop(zqDBus::TimerHandler aHandler, void *aContext) noexcept
+void zqDBusTimers::Remove(zqDBus::TimerHandler aHandler, void *aContext) noexcept
 {
     const std::lock_guard<std::mutex> lLock(mLink.mLock);
     const auto                        lFound = FindLocked(aHandler, aContext);
@@ -54,21 +46,49 @@ void zqDBusTimers::Stop(zqDBus::TimerHandler aHandler, void *aContext) noexcept
         (void)mTimers.erase(lFound);
 }
 
+zqError zqDBusTimers::Set(zqDBus::TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept
+{
+    if (aHandler == nullptr || aMilliseconds < 0)
+        return zqError_InvalidArgument;
+
+    const auto                        lDue = zqDBusClock::now() + std::chrono::milliseconds(aMilliseconds);
+    const std::lock_guard<std::mutex> lLock(mLink.mLock);
+    const auto                        lFound = FindLocked(aHandler, aContext);
+
+    if (mLink.mIsLost)
+        return zqError_WrongState;
+    if (lFound == mTimers.end())
+        return zqError_NotFound;
+
+    lFound->mDue = lDue;
+    mLink.mLoop.WakeBy(lDue);
+    return zqError_None;
+}
+
+void zqDBusTimers::Stop(zqDBus::TimerHandler aHandler, void *aContext) noexcept
+{
+    const std::lock_guard<std::mutex> lLock(mLink.mLock);
+    const auto                        lFound = FindLocked(aHandler, aContext);
+
+    if (lFound != mTimers.end())
+        lFound->mDue = zqDBusClock::time_point::max();
+}
+
 bool zqDBusTimers::TakeDue(zqDBusClock::time_point aNow, Timer &aTimer) noexcept
 {
     const std::lock_guard<std::mutex> lLock(mLink.mLock);
     zqDBusClock::time_point           lNext = zqDBusClock::time_point::max();
 
-    for (auto lTimer = mTimers.begin(); lTimer != mTimers.end(); ++lTimer)
+    for (Timer &lTimer : mTimers)
     {
-        if (lTimer->mDue <= aNow)
+        if (lTimer.mDue <= aNow)
         {
-            aTimer = *lTimer;
-            (void)mTimers.erase(lTimer);
+            aTimer      = lTimer;
+            lTimer.mDue = zqDBusClock::time_point::max();
             return true;
         }
 
-        lNext = std::min(lNext, lTimer->mDue);
+        lNext = std::min(lNext, lTimer.mDue);
     }
 
     mLink.mLoop.WakeBy(lNext);

@@ -92,7 +92,7 @@ void zqDBus::State::Close() noexcept
 
         mLink.mIsLost = true;
         mDisconnectRows.clear();
-        mTimers.StopAllLocked();
+        mTimers.RemoveAllLocked();
     }
 
     mCalls.EndAll();
@@ -114,7 +114,7 @@ void zqDBus::State::Lose() noexcept
         const std::lock_guard<std::mutex> lLock(mLink.mLock);
 
         mLink.mIsLost = true;
-        mTimers.StopAllLocked();
+        mTimers.RemoveAllLocked();
     }
 
     ZQ_LOG(zqLogLevel_Notice, "dbus: the bus is gone\n");
@@ -240,6 +240,16 @@ void zqDBus::DispatchUnclaimed() noexcept
     const zqRefCountSharedPtr lHolder(this);
 
     mState->DispatchUnclaimed();
+}
+
+zqError zqDBus::AddTimer(TimerHandler aHandler, void *aContext) noexcept
+{
+    return mState->mTimers.Add(aHandler, aContext);
+}
+
+void zqDBus::RemoveTimer(TimerHandler aHandler, void *aContext) noexcept
+{
+    mState->mTimers.Remove(aHandler, aContext);
 }
 
 zqError zqDBus::SetTimer(TimerHandler aHandler, void *aContext, int aMilliseconds) noexcept
