@@ -469,43 +469,60 @@ public:
      */
     zqError ServiceCancelInput(const char *aPath);
 
-    // Provisioning: the file /var/lib/connman/quil.config. These need neither Init nor the daemon.
+    // Provisioning: the file /var/lib/connman/quil.config. These need neither Init nor the daemon. Writing takes a lock
+    // that excludes every other writer, in this process and in others; only -16 tells of having waited for it in vain.
+
+    /** How long a writer waits for the others, in milliseconds. */
+    static constexpr int kProvisionsTimeout = 2000;
 
     /**
      *  Read the records: identifier to properties. Values are CFString, but
      *  that of kProvisionPropertyExtendedPANID is a 64-bit CFNumber; each
-     *  record also has kProvisionPropertyProvisionIdentifier.
+     *  record also has kProvisionPropertyProvisionIdentifier, which is the name
+     *  of its group whatever a line of the group says.
      *
-     *  A file that is missing or cannot be opened is an empty set. Of a damaged
-     *  file the records before the damage are had, with a log line.
+     *  Escapes of the key-file format are decoded, but not in a text that would
+     *  have a line break or another control character then: that is had as it
+     *  is written.
+     *
+     *  A file that is missing is an empty set. Of a damaged file the records
+     *  before the damage are had, with a log line.
      *
      *  @param[out]  aProvisions  The caller's (Create rule).
-     *  @retval  0, or -7 when memory is exhausted.
+     *
+     *  @retval   0
+     *  @retval  -1  The file could not be read.
+     *  @retval  -7  It could not be opened, because this process or the system has no more descriptors; or memory is
+     *               exhausted.
+     *  @retval -19  This process may not read it.
      */
     zqError GetProvisions(CFDictionaryRef &aProvisions);
 
-    /** The same, added to a dictionary of the caller. @retval -5 for null. */
+    /** The same, added to a dictionary of the caller, which is left as it is when the file cannot be read. @retval -5
+     * for null. */
     zqError GetProvisions(CFMutableDictionaryRef aProvisions);
 
     /**
      *  Make these records the whole contents of the file. An equal file is not
-     *  touched; otherwise it is replaced in one step, so that it is wholly the
-     *  old or wholly the new one whatever happens, and readable by its owner
-     *  alone. A damaged file that is about to be replaced is kept beside it as
-     *  quil.damaged.
+     *  written; otherwise it is replaced in one step, so that it is wholly the
+     *  old or wholly the new one whatever happens. Either way only its owner
+     *  can read it afterwards. A file that is damaged, or cannot be read, and
+     *  is about to be replaced is kept beside it as quil.damaged, for its owner
+     *  alone.
      *
-     *  Values are written as they are. A text with a backslash reads back
-     *  changed when it looks like an escape of the key-file format.
+     *  Values are written as they are. One that begins with white space, or has
+     *  a backslash that the key-file format decodes, is read back as another.
      *
      *  @param[in]  aProvisions  Identifier to properties, as GetProvisions yields them.
      *  @param[in]  aWrite       False: do nothing.
      *
      *  @retval   0  The file holds these records.
      *  @retval  -1  The file could not be written; the old one is in place.
-     *  @retval  -5  Null, or a name or value that would not be read back as one: a line break, an empty name, a
-     *               bracket or control character in an identifier, a bracket or "=" in a name, or another type
-     *               than told. The old file is in place.
+     *  @retval  -5  Null, or what would spoil the file (logged): a NUL or a line break, an identifier that is empty or
+     *               has a bracket or a control character, a name that is empty, has a bracket or "=", or begins or
+     *               ends with white space, a value of another type than told. The old file is in place.
      *  @retval  -7  Memory is exhausted.
+     *  @retval -16  Other writers held the file for kProvisionsTimeout (logged). The old file is in place.
      */
     zqError UpdateProvisions(CFDictionaryRef aProvisions, bool aWrite);
     zqError UpdateProvisions(CFDictionaryRef aProvisions);

@@ -10,59 +10,32 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <utility>
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-using namespace zq::ConnMan;
+namespace zq
+{
+
+namespace ConnMan
+{
 
 namespace
 {
 
-// Relative to the directory's descriptor: the directory may be replaced meanwhile.
 constexpr const char *kFileName      = "quil.config";
 constexpr const char *kTemporaryName = "quil.tmp";
 constexpr const char *kDamagedName   = "quil.damaged"; // without the suffix that the daemon reads
 
-/** A descriptor that closes itself. */
-class Descriptor
+bool HasText(int aFile, const std::string &aText)
 {
-public:
-    explicit Descriptor(int aDescriptor) noexcept : mDescriptor(aDescriptor) {}
-    ~Descriptor()
-    {
-        if (mDescriptor >= 0)
-            (void)::close(mDescriptor);
-    }
-    Descriptor(const Descriptor &)            = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-
-    int  Get() const noexcept { return mDescriptor; }
-    int  Leak() noexcept { return std::exchange(mDescriptor, -1); }
-    bool IsOpen() const noexcept { return mDescriptor >= 0; }
-
-private:
-    int mDescriptor;
-};
-
-bool HoldsAlready(int aDirectory, const std::string &aText)
-{
-    const Descriptor lFile(::openat(aDirectory, kFileName, O_RDONLY | O_CLOEXEC));
-    struct stat      lStatus = {};
-
-    if (!lFile.IsOpen() || ::fstat(lFile.Get(), &lStatus) != 0 ||
-        static_cast<std::size_t>(lStatus.st_size) != aText.size())
-        return false;
-
     char        lBuffer[1024];
     std::size_t lOffset = 0;
 
     while (lOffset < aText.size())
     {
-        const ssize_t lCount = ::read(lFile.Get(), lBuffer, sizeof lBuffer);
+        const ssize_t lCount = ::read(aFile, lBuffer, sizeof lBuffer);
 
         if (lCount < 0 && errno == EINTR)
             continue;
@@ -112,65 +85,81 @@ zqError WriteTemporary(int aDirectory, const std::string &aText)
     return zqError_None;
 }
 
-/** What cannot be parsed was not read either: its records are in no set that is written. */
-void KeepDamaged(int aDirectory)
+/** Nothing replaces what no set has without a copy of it, which is a secret as the file is. */
+bool KeepOld(int aDirectory)
 {
     struct stat lStatus = {};
 
-    if (::fstatat(aDirectory, kFileName, &lStatus, 0) != 0 || !IsProvisionsFileDamaged())
-        return;
+    if (::fstatat(aDirectory, kFileName, &lStatus, 0) != 0 || !S_ISREG(lStatus.st_mode))
+        return true; // nothing that could be kept
 
     (void)::unlinkat(aDirectory, kDamagedName, 0);
-    if (::linkat(aDirectory, kFileName, aDirectory, kDamagedName, 0) != 0)
-        ZQ_LOG(zqLogLevel_Error, "connman: cannot keep the damaged %s: error %d", kProvisionsPath, errno);
+    if (::linkat(aDirectory, kFileName, aDirectory, kDamagedName, 0) == 0 &&
+        ::fchmodat(aDirectory, kDamagedName, 0600, 0) == 0)
+        return true;
+
+    ZQ_LOG(zqLogLevel_Error, "connman: cannot keep the damaged %s: error %d", kProvisionsPath, errno);
+    return false;
 }
 
-zqError Replace(int aDirectory, const std::string &aText)
+void Flush(int aDirectory)
 {
-    const zqError lReturn = WriteTemporary(aDirectory, aText);
-
-    if (lReturn != zqError_None)
-        return lReturn;
-
-    KeepDamaged(aDirectory);
-
-    const int ret = ::renameat(aDirectory, kTemporaryName, aDirectory, kFileName);
-
-    ZQ_REQUIRE(ret == 0, zqError_Failed);
-
-    // The new file is in place; only whether it stays there after a loss of power is open.
     if (::fsync(aDirectory) != 0)
         ZQ_LOG(zqLogLevel_Error, "connman: cannot flush the directory %s: error %d", kProvisionsDirectory, errno);
-
-    return zqError_None;
 }
 
 } // namespace
 
-zqError WriteProvisionsFile(const std::string &aText, unsigned long aCount)
+zqError ProvisionsFile::Open(int aTimeout)
 {
-    const Descriptor lDirectory(::open(kProvisionsDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    mDirectory.Reset(::open(kProvisionsDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
 
-    if (!ZQ_CHECK_TEXT(lDirectory.IsOpen(), "fp != __null"))
+    if (!ZQ_CHECK_TEXT(mDirectory.IsOpen(), "fp != __null"))
         return zqError_Failed;
 
-    // The temporary file has one name: a second writer would rename what the first has half written.
-    while (::flock(lDirectory.Get(), LOCK_EX) != 0)
-        if (errno != EINTR)
-            return zqError_Failed;
+    return mLock.Take(mDirectory.Get(), aTimeout);
+}
 
-    if (HoldsAlready(lDirectory.Get(), aText))
-        return zqError_None;
+bool ProvisionsFile::Holds(const std::string &aText) const
+{
+    const Descriptor lFile(::openat(mDirectory.Get(), kFileName, O_RDONLY | O_CLOEXEC));
+    struct stat      lStatus = {};
 
-    const zqError lReturn = Replace(lDirectory.Get(), aText);
+    if (!lFile.IsOpen() || ::fstat(lFile.Get(), &lStatus) != 0 ||
+        static_cast<std::size_t>(lStatus.st_size) != aText.size() || !HasText(lFile.Get(), aText))
+        return false;
 
+    if ((lStatus.st_mode & 07177) != 0 && ::fchmod(lFile.Get(), 0600) != 0)
+        ZQ_LOG(zqLogLevel_Error, "connman: cannot narrow %s: error %d", kProvisionsPath, errno);
+    return true;
+}
+
+zqError ProvisionsFile::Replace(const std::string &aText, unsigned long aCount, bool aKeepsOld)
+{
+    zqError lReturn = WriteTemporary(mDirectory.Get(), aText);
+
+    if (lReturn == zqError_None && aKeepsOld && !KeepOld(mDirectory.Get()))
+        lReturn = zqError_Failed;
+    if (lReturn == zqError_None)
+    {
+        const int ret = ::renameat(mDirectory.Get(), kTemporaryName, mDirectory.Get(), kFileName);
+
+        if (!ZQ_CHECK(ret == 0))
+            lReturn = zqError_Failed;
+    }
     if (lReturn != zqError_None)
     {
-        (void)::unlinkat(lDirectory.Get(), kTemporaryName, 0); // it holds secrets, and room that may be short
+        (void)::unlinkat(mDirectory.Get(), kTemporaryName, 0); // it holds secrets, and room that may be short
         return lReturn;
     }
 
+    // The new file is in place; only whether it stays there after a loss of power is open.
+    Flush(mDirectory.Get());
     ZQ_LOG(zqLogLevel_Information, "Wrote %lu provisions to file %s with length %u", aCount, kProvisionsPath,
            static_cast<unsigned int>(aText.size()));
     return zqError_None;
 }
+
+} // namespace ConnMan
+
+} // namespace zq

@@ -9,6 +9,7 @@
 #include <random>
 #include <set>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -84,6 +85,8 @@ TEST_F(ProvisionsTest, EveryRecordThatCanBeReadIsRead)
         { "[service_a]\nExtendedPANID=none\n", "{service_a: {ProvisionIdentifier: service_a, ExtendedPANID: 0}}" },
         { "[service_a]\nName=a\\sb\nPassphrase=c\\d\n",
           "{service_a: {ProvisionIdentifier: service_a, Name: a b, Passphrase: c\\d}}" },
+        { "[service_a]\nProvisionIdentifier=service_b\nPassphrase=win\\tre\\\\x\nName=a\\sb\\n\n",
+          "{service_a: {ProvisionIdentifier: service_a, Passphrase: win\\tre\\\\x, Name: a\\sb\\n}}" },
         { "[service_a]\nName=\xff\nType=wifi\n", "{service_a: {ProvisionIdentifier: service_a, Type: wifi}}",
           "no text for the key Name" },
         { "[service_a]\nType=wifi\nno key\n[service_b]\nType=wifi\n",
@@ -101,6 +104,30 @@ TEST_F(ProvisionsTest, EveryRecordThatCanBeReadIsRead)
         EXPECT_TRUE(*lCase.mLog == '\0' || mLog.Contains(lCase.mLog)) << mLog.GetText();
         EXPECT_EQ(ReadFile(kFile), lCase.mText);
     }
+}
+
+TEST_F(ProvisionsTest, AFileThatCannotBeReadIsNoEmptySet)
+{
+    const auto lSet     = MakeSet({ { "service_kept", {} } });
+    const auto lRefuses = [&] { return mConnMan.GetProvisions(lSet.Get()); };
+    rlimit     lOld     = {};
+
+    ASSERT_EQ(Write({ { "service_a", {} } }), 0);
+    ASSERT_EQ(::chmod(kFile.c_str(), 0), 0);
+    EXPECT_EQ(lRefuses(), zqError_PermissionDenied);
+    ASSERT_EQ(::chmod(kFile.c_str(), 0600), 0);
+
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &lOld), 0);
+    const rlimit lNone = { 0, lOld.rlim_max };
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &lNone), 0);
+    EXPECT_EQ(lRefuses(), zqError_NoResources);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &lOld), 0);
+
+    ASSERT_EQ(::unlink(kFile.c_str()), 0);
+    ASSERT_EQ(::mkdir(kFile.c_str(), 0700), 0);
+    EXPECT_EQ(lRefuses(), zqError_Failed);
+    EXPECT_EQ(mLog.Count("connman: cannot read /var/lib/connman/quil.config: error", 3), 3u);
+    EXPECT_EQ(Describe(lSet.Get()), "{service_kept: {}}");
 }
 
 // Writing
@@ -148,10 +175,12 @@ TEST_F(ProvisionsTest, AnEqualSetTouchesNothing)
 
         ASSERT_EQ(Write({ { "service_a", { { "Name", lText } } } }), 0);
         ASSERT_EQ(::stat(kFile.c_str(), &lFirst), 0);
+        ASSERT_EQ(::chmod(kFile.c_str(), 0644), 0);
         mLog.Clear();
         ASSERT_EQ(Write({ { "service_a", { { "Name", lText } } } }), 0);
         ASSERT_EQ(::stat(kFile.c_str(), &lSecond), 0);
         EXPECT_EQ(lFirst.st_ino, lSecond.st_ino);
+        EXPECT_EQ(lSecond.st_mode & 07777, 0600u) << "wider than it may be";
         EXPECT_EQ(mLog.GetText(), "");
         EXPECT_EQ(Read(), "{service_a: {ProvisionIdentifier: service_a, Name: " + lText + "}}");
 
@@ -249,7 +278,7 @@ TEST_F(ProvisionsTest, ADamagedFileIsKeptBesideTheOneThatReplacesIt)
 {
     const std::string lDamaged = "[service_a]\nType=wifi\nno key\n[service_b]\nPassphrase=secret\n";
 
-    ASSERT_TRUE(WriteFile(kFile, lDamaged, 0600));
+    ASSERT_TRUE(WriteFile(kFile, lDamaged, 0644));
     ASSERT_EQ(Write({ { "service_a", {} } }), 0);
     EXPECT_EQ(ReadFile(kDirectory + "/quil.damaged"), lDamaged);
     EXPECT_EQ(FileMode(kDirectory + "/quil.damaged"), 0600u);
