@@ -37,6 +37,7 @@
 #include <prlock.h>
 
 #include <atomic>
+#include <functional>
 
 class zqConnMan;
 
@@ -476,6 +477,19 @@ public:
     static constexpr int kProvisionsTimeout = 2000;
 
     /**
+     *  Says what is to be stored, from what is. Called with the file held.
+     *
+     *  The identifiers are not among the properties, in either set.
+     *
+     *  @param[in]   aStored      As GetProvisions yields it; may be retained.
+     *  @param[in]   anIsWhole    False: the file is damaged, and has more than could be read.
+     *  @param[out]  aProvisions  As UpdateProvisions takes it; its records may be those of @a aStored.
+     *  @returns 0; any other code: nothing is written.
+     */
+    using ProvisionsMerge =
+        std::function<zqError(CFDictionaryRef aStored, bool anIsWhole, CFUSharedRef<CFDictionaryRef> &aProvisions)>;
+
+    /**
      *  Read the records: identifier to properties. Values are CFString, but
      *  that of kProvisionPropertyExtendedPANID is a 64-bit CFNumber; each
      *  record also has kProvisionPropertyProvisionIdentifier, which is the name
@@ -502,6 +516,9 @@ public:
      * for null. */
     zqError GetProvisions(CFMutableDictionaryRef aProvisions);
 
+    /** The same in the form that ProvisionsMerge has it: without the identifiers among the properties. */
+    zqError GetProvisions(CFMutableDictionaryRef aProvisions, bool &anIsWhole);
+
     /**
      *  Make these records the whole contents of the file. An equal file is not
      *  written; otherwise it is replaced in one step, so that it is wholly the
@@ -510,8 +527,8 @@ public:
      *  is about to be replaced is kept beside it as quil.damaged, for its owner
      *  alone.
      *
-     *  Values are written as they are. One that begins with white space, or has
-     *  a backslash that the key-file format decodes, is read back as another.
+     *  Values are written as they are: see CheckProvision for those that are
+     *  read back as others.
      *
      *  @param[in]  aProvisions  Identifier to properties, as GetProvisions yields them.
      *  @param[in]  aWrite       False: do nothing.
@@ -526,6 +543,49 @@ public:
      */
     zqError UpdateProvisions(CFDictionaryRef aProvisions, bool aWrite);
     zqError UpdateProvisions(CFDictionaryRef aProvisions);
+
+    /**
+     *  Read the records, let the caller say what is to be stored, and store
+     *  that, with no other writer in between. A property that keeps its value
+     *  keeps the very text that the file has for it, and a record that stays
+     *  the lines that are none of its properties.
+     *
+     *  @param[in]  aMerge    Called once at most, on this thread, before this returns.
+     *  @param[in]  aTimeout  To wait for other writers, in milliseconds.
+     *
+     *  @returns 0 when the file holds what @a aMerge said; otherwise what it,
+     *           GetProvisions or UpdateProvisions fails with: the old file is in
+     *           place.
+     */
+    zqError MergeProvisions(const ProvisionsMerge &aMerge, int aTimeout = kProvisionsTimeout);
+
+    /**
+     *  Store that there is no record, and remove quil.damaged and what an
+     *  interrupted writer may have left: no secret stays.
+     *
+     *  @retval   0
+     *  @retval  -1  Something could not be written or removed (logged).
+     *  @retval  -7  Memory is exhausted.
+     *  @retval -16  As for UpdateProvisions.
+     */
+    zqError EraseProvisions(int aTimeout = kProvisionsTimeout);
+
+    /**
+     *  Whether a record would be read back from the file as it is.
+     *
+     *  Besides what UpdateProvisions refuses, that excludes an identifier that
+     *  does not begin with "service_", a value that begins with white space,
+     *  and one with a backslash that the format decodes: "\s" is a blank. (A
+     *  backslash and "n", "r" or "t" are read back as such.) An extended PAN ID
+     *  may also be a string of its decimal digits.
+     *
+     *  @param[in]  aProperties  Without the identifier, or with it.
+     *
+     *  @retval   0
+     *  @retval  -5  It would not: a log line names the property, never its value. Or an argument is null.
+     *  @retval  -7  Memory is exhausted.
+     */
+    static zqError CheckProvision(CFStringRef anIdentifier, CFDictionaryRef aProperties);
 
     /**
      *  Whether the daemon's directory holds anything whose name begins with

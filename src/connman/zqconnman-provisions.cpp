@@ -5,7 +5,9 @@
 
 #include "zqconnman-provisions.h"
 
+#include <algorithm>
 #include <cstring>
+#include <new>
 
 #include <dirent.h>
 
@@ -13,6 +15,33 @@ using namespace zq::ConnMan;
 
 namespace
 {
+
+/** The text of the file for one record. */
+zqError ComposeProvision(CFStringRef anIdentifier, CFDictionaryRef aProperties, std::string &aText)
+{
+    const auto lProperties = CFUAdopt(CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, aProperties));
+    ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
+
+    CFDictionaryRemoveValue(lProperties.Get(), FindCommonString(kProvisionPropertyProvisionIdentifier));
+
+    const void *lKey    = anIdentifier;
+    const void *lRecord = lProperties.Get();
+    const auto  lSet    = CFUAdopt(CFDictionaryCreate(kCFAllocatorDefault, &lKey, &lRecord, 1,
+                                                      &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    ZQ_REQUIRE(lSet != NULL, zqError_NoResources);
+
+    return ComposeProvisions(lSet.Get(), nullptr, aText);
+}
+
+/** What the line is about in which two texts begin to differ: a name of a property, or a group. */
+std::string GetDifference(const std::string &aText, const std::string &aOther)
+{
+    const auto lOffset = static_cast<std::size_t>(
+        std::mismatch(aText.begin(), aText.end(), aOther.begin(), aOther.end()).first - aText.begin());
+    const auto lStart = aText.rfind('\n', lOffset - 1) + 1;
+
+    return aText.substr(lStart, aText.find_first_of("=\n", lStart) - lStart);
+}
 
 /** Add each record of a set to a dictionary. @param[in]  aPut  How. @retval 0, -7 */
 template <typename F>
@@ -88,6 +117,22 @@ zqError zqConnMan::GetProvisions(CFMutableDictionaryRef aProvisions)
                    });
 }
 
+zqError zqConnMan::GetProvisions(CFMutableDictionaryRef aProvisions, bool &anIsWhole)
+{
+    ParsedProvisions lParsed;
+
+    ZQ_REQUIRE(aProvisions != NULL, zqError_InvalidArgument);
+
+    const zqError lReturn = lParsed.Load();
+
+    anIsWhole = !lParsed.IsDamaged();
+    if (lReturn != zqError_None)
+        return lReturn;
+
+    return AddEach(lParsed.GetRecords(),
+                   [&](const void *aName, CFDictionaryRef aRecord) { return Put(aProvisions, aName, aRecord); });
+}
+
 zqError zqConnMan::UpdateProvisions(CFDictionaryRef aProvisions)
 {
     return UpdateProvisions(aProvisions, true);
@@ -103,7 +148,7 @@ zqError zqConnMan::UpdateProvisions(CFDictionaryRef aProvisions, bool aWrite)
     ProvisionsFile   lFile;
     ParsedProvisions lOld;
     std::string      lText;
-    zqError          lReturn = ComposeProvisions(aProvisions, lText);
+    zqError          lReturn = ComposeProvisions(aProvisions, nullptr, lText);
 
     if (lReturn == zqError_None)
         lReturn = lFile.Open(kProvisionsTimeout);
@@ -113,6 +158,79 @@ zqError zqConnMan::UpdateProvisions(CFDictionaryRef aProvisions, bool aWrite)
     const bool lWasRead = lOld.Load() == zqError_None && !lOld.IsDamaged();
 
     return lFile.Replace(lText, GetCount(aProvisions), !lWasRead);
+}
+
+zqError zqConnMan::MergeProvisions(const ProvisionsMerge &aMerge, int aTimeout)
+{
+    ProvisionsFile                lFile;
+    ParsedProvisions              lOld;
+    CFUSharedRef<CFDictionaryRef> lProvisions;
+    std::string                   lText;
+    zqError                       lReturn = lFile.Open(aTimeout);
+
+    if (lReturn == zqError_None)
+        lReturn = lOld.Load();
+    if (lReturn == zqError_None)
+        lReturn = aMerge(lOld.GetRecords(), !lOld.IsDamaged(), lProvisions);
+    if (lReturn != zqError_None)
+        return lReturn;
+
+    ZQ_REQUIRE(lProvisions != NULL, zqError_InvalidArgument);
+
+    lReturn = ComposeProvisions(lProvisions.Get(), &lOld, lText);
+    if (lReturn != zqError_None || lFile.Holds(lText))
+        return lReturn;
+
+    return lFile.Replace(lText, GetCount(lProvisions.Get()), lOld.IsDamaged());
+}
+
+zqError zqConnMan::EraseProvisions(int aTimeout)
+{
+    ProvisionsFile lFile;
+    std::string    lText;
+    const auto     lNone   = CFUAdopt(CFDictionaryCreate(kCFAllocatorDefault, nullptr, nullptr, 0,
+                                                         &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    zqError        lReturn = lNone != nullptr ? ComposeProvisions(lNone.Get(), nullptr, lText) : zqError_NoResources;
+
+    if (lReturn == zqError_None)
+        lReturn = lFile.Open(aTimeout);
+    if (lReturn == zqError_None && !lFile.Holds(lText))
+        lReturn = lFile.Replace(lText, 0, false);
+
+    return lReturn == zqError_None ? lFile.RemoveLeftovers() : lReturn;
+}
+
+zqError zqConnMan::CheckProvision(CFStringRef anIdentifier, CFDictionaryRef aProperties)
+try
+{
+    ZQ_REQUIRE(anIdentifier != NULL && aProperties != NULL, zqError_InvalidArgument);
+
+    ParsedProvisions lParsed;
+    std::string      lText;
+    std::string      lRead;
+    zqError          lReturn = ComposeProvision(anIdentifier, aProperties, lText);
+
+    if (lReturn == zqError_None)
+        lReturn = lParsed.Parse(lText);
+    if (lReturn != zqError_None)
+        return lReturn;
+
+    const void *const lRecord = CFDictionaryGetValue(lParsed.GetRecords(), anIdentifier);
+
+    if (!ZQ_CHECK_MESSAGE(lRecord != NULL, "an identifier begins with service_"))
+        return zqError_InvalidArgument;
+
+    lReturn = ComposeProvision(anIdentifier, static_cast<CFDictionaryRef>(lRecord), lRead);
+    if (lReturn != zqError_None || lRead == lText)
+        return lReturn;
+
+    ZQ_LOG(zqLogLevel_Error, "connman: %s of a record would not be read back from the file as it is",
+           GetDifference(lText, lRead).c_str());
+    return zqError_InvalidArgument;
+}
+catch (const std::bad_alloc &)
+{
+    return zqError_NoResources;
 }
 
 zqError zqConnMan::IsTechnologyProvisioned(CFStringRef aTechnology, bool &aProvisioned)

@@ -74,9 +74,14 @@ private:
 /**
  *  The whole text of the file for a set of records.
  *
+ *  @param[in]  aParsed  What the file says now; null: nothing of it matters.
+ *                       With it, a property that has the value of the file
+ *                       keeps the text of the file, as do a record's keys that
+ *                       are no property of it.
+ *
  *  @retval 0, -5 for what is no such set or would spoil the file, -7.
  */
-zqError ComposeProvisions(CFDictionaryRef aProvisions, std::string &aText);
+zqError ComposeProvisions(CFDictionaryRef aProvisions, const ParsedProvisions *aParsed, std::string &aText);
 
 /** A descriptor that closes itself. */
 class Descriptor
@@ -147,6 +152,9 @@ public:
 
     /** Replace it. @param[in]  aKeepsOld  Whether the old one stays beside it. @retval 0, -1 */
     zqError Replace(const std::string &aText, unsigned long aCount, bool aKeepsOld);
+
+    /** Remove what writing may have left beside it. @retval 0, -1 */
+    zqError RemoveLeftovers();
 
 private:
     Descriptor     mDirectory; // the files are relative to it: the directory may be replaced meanwhile

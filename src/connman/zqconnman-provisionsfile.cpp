@@ -160,6 +160,22 @@ zqError ProvisionsFile::Replace(const std::string &aText, unsigned long aCount, 
     return zqError_None;
 }
 
+zqError ProvisionsFile::RemoveLeftovers()
+{
+    zqError lReturn = zqError_None;
+
+    for (const char *lName : { kDamagedName, kTemporaryName })
+    {
+        if (::unlinkat(mDirectory.Get(), lName, 0) != 0 && errno != ENOENT)
+        {
+            ZQ_LOG(zqLogLevel_Error, "connman: cannot remove %s/%s: error %d", kProvisionsDirectory, lName, errno);
+            lReturn = zqError_Failed;
+        }
+    }
+    Flush(mDirectory.Get());
+    return lReturn;
+}
+
 } // namespace ConnMan
 
 } // namespace zq

@@ -270,7 +270,7 @@ bool IsPropertyName(const char *aText)
 struct Entry
 {
     CFUSharedRef<CFStringRef> mName;
-    CFTypeRef                 mValue;
+    CFTypeRef                 mValue; // null: the text that the file has, whatever it says
 };
 
 /** Each entry of a dictionary. @param[in]  aMissing  The assertion for one without a name. */
@@ -306,15 +306,19 @@ void SortEntries(std::vector<Entry> &anEntries)
 class Composer
 {
 public:
-    explicit Composer(std::string &aText) : mText(aText) {}
+    Composer(const ParsedProvisions *aParsed, std::string &aText) : mParsed(aParsed), mText(aText) {}
 
     zqError AppendProvision(const Entry &aProvision);
 
 private:
+    zqError KeepUnread(CFDictionaryRef aProperties, std::vector<Entry> &anEntries) const;
     zqError AppendProperty(const Entry &aProperty);
     zqError AppendValue(const char *aName, CFTypeRef aValue);
 
-    std::string &mText;
+    const ParsedProvisions *mParsed;
+    std::string            &mText;
+    const char             *mGroup  = nullptr;
+    CFDictionaryRef         mStored = nullptr; // the record as it is in the file
 };
 
 zqError Composer::AppendProvision(const Entry &aProvision)
@@ -332,9 +336,16 @@ zqError Composer::AppendProvision(const Entry &aProvision)
 
     zqError lReturn = CollectEntries(lProperties, "propertyName != __null", lEntries);
 
+    mGroup  = provisionName.Get();
+    mStored = nullptr;
+    if (lReturn == zqError_None && mParsed != nullptr)
+    {
+        mStored = static_cast<CFDictionaryRef>(CFDictionaryGetValue(mParsed->GetRecords(), aProvision.mName.Get()));
+        lReturn = KeepUnread(lProperties, lEntries);
+    }
     SortEntries(lEntries);
 
-    mText.append("[").append(provisionName.Get()).append("]\n");
+    mText.append("[").append(mGroup).append("]\n");
     for (auto lEntry = lEntries.begin(); lReturn == zqError_None && lEntry != lEntries.end(); ++lEntry)
         lReturn = AppendProperty(*lEntry);
     mText.append("\n");
@@ -342,12 +353,46 @@ zqError Composer::AppendProvision(const Entry &aProvision)
     return lReturn;
 }
 
+/** Lines of the group that are none of the record's properties are their writer's, and stay. */
+zqError Composer::KeepUnread(CFDictionaryRef aProperties, std::vector<Entry> &anEntries) const
+{
+    anEntries.erase(std::remove_if(anEntries.begin(), anEntries.end(),
+                                   [](const Entry &anEntry) { return IsIdentifier(anEntry.mName.Get()); }),
+                    anEntries.end());
+
+    const auto lKeys = mStored != nullptr ? mParsed->CopyKeys(mGroup) : nullptr;
+
+    for (gchar **lKey = lKeys.get(); lKey != nullptr && *lKey != nullptr; ++lKey)
+    {
+        const auto lName = MakeText(*lKey);
+
+        if (lName == nullptr && !g_utf8_validate(*lKey, -1, nullptr))
+            continue;
+        ZQ_REQUIRE(lName != NULL, zqError_NoResources);
+
+        const bool lIsProperty =
+            CFDictionaryContainsKey(mStored, lName.Get()) || CFDictionaryContainsKey(aProperties, lName.Get());
+
+        if (IsIdentifier(lName.Get()) || !lIsProperty)
+            anEntries.push_back({ lName, nullptr });
+    }
+    return zqError_None;
+}
+
 zqError Composer::AppendProperty(const Entry &aProperty)
 {
-    const UTF8Text propertyName(aProperty.mName.Get());
+    const UTF8Text  propertyName(aProperty.mName.Get());
+    const CFTypeRef lStored = mStored != nullptr ? CFDictionaryGetValue(mStored, aProperty.mName.Get()) : nullptr;
 
     if (!ZQ_CHECK_TEXT(propertyName.Get() != nullptr, "propertyName != __null"))
         return zqError_NoResources;
+
+    if (aProperty.mValue == nullptr || (lStored != nullptr && CFEqual(lStored, aProperty.mValue)))
+    {
+        mText.append(propertyName.Get()).append("=");
+        mText.append(mParsed->CopyText(mGroup, propertyName.Get()).get()).append("\n");
+        return zqError_None;
+    }
 
     if (!ZQ_CHECK_MESSAGE(IsWhole(propertyName.Get(), aProperty.mName.Get()) && IsPropertyName(propertyName.Get()),
                           "the file cannot hold this name of a property"))
@@ -388,12 +433,12 @@ zqError Composer::AppendValue(const char *aName, CFTypeRef aValue)
 
 } // namespace
 
-zqError ComposeProvisions(CFDictionaryRef aProvisions, std::string &aText)
+zqError ComposeProvisions(CFDictionaryRef aProvisions, const ParsedProvisions *aParsed, std::string &aText)
 try
 {
     std::vector<Entry> lProvisions;
     zqError            lReturn = CollectEntries(aProvisions, "provisionName != __null", lProvisions);
-    Composer           lComposer(aText);
+    Composer           lComposer(aParsed, aText);
 
     SortEntries(lProvisions);
     aText.reserve(1024);

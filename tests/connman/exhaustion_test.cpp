@@ -143,6 +143,19 @@ TEST_F(ExhaustionTest, ProvisionsAreWrittenWhollyOrNotAtAll)
 
     Starve(kExhausted, [&] { return mConnMan.UpdateProvisions(lSet.Get()); });
     EXPECT_EQ(ReadFile("/var/lib/connman/quil.config").size(), 64u + 2 * (12 + 2006 + 1));
+
+    // Nor is anything lost of what was read, and is written again.
+    const std::string kText   = "[service_a]\nSecurity=\\spsk\nProvisionIdentifier=b\nNone=\xff\nA name=\\ttab\n\n";
+    const std::string kHeader = ReadFile("/var/lib/connman/quil.config").substr(0, 64);
+    const auto        lMerge  = [&](CFDictionaryRef aStored, bool, CFUSharedRef<CFDictionaryRef> &aProvisions)
+    {
+        aProvisions = CFUAdopt(CFDictionaryCreateMutableCopy(nullptr, 0, aStored));
+        return aProvisions != nullptr ? 0 : zqError_NoResources;
+    };
+
+    ASSERT_TRUE(WriteFile("/var/lib/connman/quil.config", kText, 0600));
+    EXPECT_GT(Starve(kExhausted, [&] { return mConnMan.MergeProvisions(std::cref(lMerge)); }), 5);
+    EXPECT_EQ(ReadFile("/var/lib/connman/quil.config"), kHeader + kText);
 }
 
 } // namespace

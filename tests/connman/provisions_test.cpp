@@ -1,11 +1,13 @@
 #include "connmanfixture.h"
 
+#include <glib.h>
 #include <zqlog.h>
 
 #include "sandbox.h"
 
 #include <csignal>
-#include <cstdlib>
+#include <map>
+#include <memory>
 #include <random>
 #include <set>
 
@@ -35,9 +37,16 @@ CFUSharedRef<CFMutableDictionaryRef> MakeSet(const Sets &aSets)
     return lSet;
 }
 
-CFUSharedRef<CFNumberRef> PANID(unsigned long long aNumber)
+CFUSharedRef<CFTypeRef> PANID(unsigned long long aNumber)
 {
-    return CFUAdopt(CFNumberCreate(nullptr, kCFNumberSInt64Type, &aNumber));
+    return CFUAdopt<CFTypeRef>(CFNumberCreate(nullptr, kCFNumberSInt64Type, &aNumber));
+}
+
+/** A string that may have a NUL. */
+CFUSharedRef<CFStringRef> MakeText(const std::string &aText)
+{
+    return CFUAdopt(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8 *>(aText.data()),
+                                            static_cast<CFIndex>(aText.size()), kCFStringEncodingUTF8, false));
 }
 
 class ProvisionsTest : public testing::Test
@@ -49,12 +58,27 @@ protected:
         EmptyDirectory(kDirectory);
     }
 
-    std::string Read()
+    CFDictionaryRef ReadSet()
     {
         CFDictionaryRef lProvisions = nullptr;
 
         EXPECT_EQ(mConnMan.GetProvisions(lProvisions), 0);
-        return DescribeAndRelease(lProvisions);
+        return lProvisions;
+    }
+
+    std::string Read() { return DescribeAndRelease(ReadSet()); }
+
+    /** Do something with the file held; afterwards it has no record. */
+    zqError Hold(const std::function<void()> &aDo, int aTimeout = zqConnMan::kProvisionsTimeout)
+    {
+        return mConnMan.MergeProvisions(
+            [&](CFDictionaryRef, bool, CFUSharedRef<CFDictionaryRef> &aProvisions)
+            {
+                aDo();
+                aProvisions = MakeSet({});
+                return 0;
+            },
+            aTimeout);
     }
 
     zqError Write(const Sets &aSets) { return mConnMan.UpdateProvisions(MakeSet(aSets).Get()); }
@@ -191,35 +215,145 @@ TEST_F(ProvisionsTest, AnEqualSetTouchesNothing)
     }
 }
 
-TEST_F(ProvisionsTest, NothingThatWouldBeReadBackAsSomethingElseIsWritten)
+/** What the daemon's parser has in the file: "[group] key=text, as it stands" each; nothing of a damaged one. */
+std::set<std::string> Parse()
 {
-    const Sets lSets[] = {
-        { { "service_a\n", {} } },
-        { { "service_a]", {} } },
-        { { "", {} } },
-        { { "service_a", { { "Passphrase", "x\n[service_b]" } } } },
-        { { "service_a", { { "Passphrase", "x\ry" } } } },
-        { { "service_a", { { "Na=me", "x" } } } },
-        { { "service_a", { { "#Name", "x" } } } },
-        { { "service_b", { { "Name", "good" } } }, { "service_a", { { "", "topsecret" } } } },
+    std::set<std::string> lLines;
+    GKeyFile             *lFile   = g_key_file_new();
+    const bool            lLoaded = g_key_file_load_from_file(lFile, kFile.c_str(), G_KEY_FILE_NONE, nullptr);
+    gchar               **lGroups = g_key_file_get_groups(lFile, nullptr);
+
+    for (gchar **lGroup = lGroups; lLoaded && *lGroup != nullptr; ++lGroup)
+    {
+        gchar **lKeys = g_key_file_get_keys(lFile, *lGroup, nullptr, nullptr);
+
+        for (gchar **lKey = lKeys; *lKey != nullptr; ++lKey)
+        {
+            gchar *lText = g_key_file_get_value(lFile, *lGroup, *lKey, nullptr);
+
+            lLines.insert("[" + std::string(*lGroup) + "] " + *lKey + "=" + lText);
+            g_free(lText);
+        }
+        g_strfreev(lKeys);
+    }
+    g_strfreev(lGroups);
+    g_key_file_free(lFile);
+    return lLines;
+}
+
+TEST_F(ProvisionsTest, ARecordIsTakenExactlyWhenItIsReadBackAsItIs)
+{
+    static const std::string kPieces[] = { "a",
+                                           "Z",
+                                           "\u00e9",
+                                           "\\",
+                                           "n",
+                                           "s",
+                                           "t",
+                                           "=",
+                                           "[",
+                                           "]",
+                                           "#",
+                                           ";",
+                                           " ",
+                                           "\t",
+                                           "\n",
+                                           "\r",
+                                           "\v",
+                                           "\x01",
+                                           "\U0001f600",
+                                           "1",
+                                           "\"",
+                                           "\'",
+                                           "\x7f",
+                                           "[C]",
+                                           "\\n",
+                                           "\\s",
+                                           ",",
+                                           ":",
+                                           std::string(1, '\0') };
+    std::mt19937             lRandom(7);
+    std::map<zqError, int>   lResults;
+
+    const auto lPick = [&](int aMost)
+    {
+        std::string lText;
+
+        for (auto lCount = lRandom() % static_cast<unsigned>(aMost + 1); lCount > 0; --lCount)
+            lText += kPieces[lRandom() % std::size(kPieces)];
+        return lText;
     };
 
+    for (int lRound = 0; lRound < 4000; ++lRound)
+    {
+        const std::string lGroup = (lRandom() % 20 != 0 ? "service_" : "") + lPick(lRandom() % 4 != 0 ? 0 : 3);
+        const std::string lKey   = lRandom() % 2 != 0 ? "Name" : lPick(3);
+        const std::string lValue = lPick(5);
+        const auto        lName  = MakeText(lGroup);
+        const auto        lHas   = MakeDictionary({});
+        const auto lSet = MakeSet({ { "service__", { { "Type", "wifi" } } }, { "service_~", { { "A", "b" } } } });
+
+        SCOPED_TRACE("[" + lGroup + "]\n" + lKey + "=" + lValue);
+        CFDictionarySetValue(lHas.Get(), MakeText(lKey).Get(), MakeText(lValue).Get());
+        CFDictionarySetValue(lSet.Get(), lName.Get(), lHas.Get());
+
+        const zqError lCheck = zqConnMan::CheckProvision(lName.Get(), lHas.Get());
+        const zqError lWrite = mConnMan.UpdateProvisions(lSet.Get());
+
+        ++lResults[lCheck];
+        if (lWrite == 0)
+        {
+            const auto lRead   = CFUAdopt(ReadSet());
+            const auto lParsed = Parse();
+            const auto lFound  = static_cast<CFDictionaryRef>(CFDictionaryGetValue(lRead.Get(), lName.Get()));
+
+            ASSERT_EQ(lParsed.count("[service__] Type=wifi") + lParsed.count("[service_~] A=b"), 2u);
+            CFDictionarySetValue(lHas.Get(), CFSTR("ProvisionIdentifier"), lName.Get());
+            ASSERT_EQ(lFound != nullptr && CFEqual(lFound, lHas.Get()), lCheck == 0) << Describe(lFound);
+            ASSERT_TRUE(lCheck != 0 || lParsed.count("[" + lGroup + "] " + lKey + "=" + lValue) == 1);
+        }
+        ASSERT_TRUE(lCheck == 0 ? lWrite == 0 : lCheck == zqError_InvalidArgument) << lWrite;
+    }
+    EXPECT_GT(lResults[0], 1000);
+    EXPECT_GT(lResults[zqError_InvalidArgument], 1000);
+}
+
+TEST_F(ProvisionsTest, WhatTheFileCannotHoldIsRefusedWithoutItsValue)
+{
     ASSERT_EQ(Write({ { "service_old", { { "Type", "wifi" } } } }), 0);
 
     const std::string lOld = ReadFile(kFile);
 
-    for (const Sets &lSet : lSets)
+    for (const Pairs &lPairs : { Pairs{ { "Passphrase", "topsecret\n[service_b]" } }, Pairs{ { "", "topsecret" } } })
     {
         mLog.Clear();
-        EXPECT_EQ(Write(lSet), zqError_InvalidArgument);
+        EXPECT_EQ(Write({ { "service_b", { { "Name", "good" } } }, { "service_a", lPairs } }), zqError_InvalidArgument);
         EXPECT_TRUE(mLog.Contains("ASSERT: connman: ", 4));
+        EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), MakeDictionary(lPairs).Get()), zqError_InvalidArgument);
         EXPECT_FALSE(mLog.Contains("topsecret"));
-        EXPECT_EQ(ReadFile(kFile), lOld);
     }
+    EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), MakeDictionary({ { "Passphrase", " topsecret" } }).Get()),
+              -5);
+    EXPECT_TRUE(mLog.Contains("connman: Passphrase of a record would not be read back from the file as it is", 4));
+    EXPECT_FALSE(mLog.Contains("topsecret"));
 
-    const auto lNumber = MakeSet({});
-    CFDictionarySetValue(lNumber.Get(), CFSTR("service_a"), PANID(1).Get());
-    EXPECT_EQ(mConnMan.UpdateProvisions(lNumber.Get()), zqError_InvalidArgument);
+    // An extended PAN ID is a number or its digits, everything else a string.
+    const std::pair<const char *, std::pair<CFUSharedRef<CFTypeRef>, zqError>> kValues[] = {
+        { "ExtendedPANID", { PANID(~0ULL), 0 } },
+        { "ExtendedPANID", { MakeString("18446744073709551615"), 0 } },
+        { "ExtendedPANID", { MakeString("0x10"), -5 } },
+        { "ExtendedPANID", { CFURetain<CFTypeRef>(kCFBooleanTrue), -5 } },
+        { "Hidden", { PANID(1), -5 } },
+    };
+
+    for (const auto &[lKey, lCase] : kValues)
+    {
+        const auto lSet    = MakeSet({ { "service_a", {} } });
+        const auto lRecord = MakeDictionary({});
+
+        CFDictionarySetValue(lRecord.Get(), MakeString(lKey).Get(), lCase.first.Get());
+        EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), lRecord.Get()), lCase.second) << lKey;
+    }
     EXPECT_EQ(ReadFile(kFile), lOld);
 }
 
@@ -274,7 +408,7 @@ TEST_F(ProvisionsTest, AFullFileSystemLeavesTheOldFile)
     ASSERT_EQ(::mkdir(kDirectory.c_str(), 0755), 0);
 }
 
-TEST_F(ProvisionsTest, ADamagedFileIsKeptBesideTheOneThatReplacesIt)
+TEST_F(ProvisionsTest, ADamagedFileIsKeptBesideTheOneThatReplacesItUntilAllIsErased)
 {
     const std::string lDamaged = "[service_a]\nType=wifi\nno key\n[service_b]\nPassphrase=secret\n";
 
@@ -287,86 +421,155 @@ TEST_F(ProvisionsTest, ADamagedFileIsKeptBesideTheOneThatReplacesIt)
     // A sound file is not kept.
     ASSERT_EQ(Write({}), 0);
     EXPECT_EQ(ReadFile(kDirectory + "/quil.damaged"), lDamaged);
+
+    ASSERT_TRUE(WriteFile(kDirectory + "/quil.tmp", "[service_a]\nPassphrase=secret\n", 0600));
+    EXPECT_EQ(mConnMan.EraseProvisions(), 0);
+    EXPECT_EQ(FileMode(kDirectory + "/quil.damaged") + FileMode(kDirectory + "/quil.tmp"), 0u);
+    EXPECT_EQ(ReadFile(kFile), kHeader);
 }
 
-/** Write five hundred sets, of growing numbers of records, over and over. */
-[[noreturn]] void WriteForEver(unsigned int aSeed)
+TEST_F(ProvisionsTest, AMergedRecordKeepsEveryTextThatIsNotChanged)
+{
+    const auto lText = [](const std::string &aPhase2) {
+        return "ProvisionIdentifier=x\nPhase2=" + aPhase2 +
+               "\nPassphrase=win\\tre\\\\x\nName=\xff\nIdentity=re\\\\t\n\n";
+    };
+    std::string lStored;
+
+    ASSERT_TRUE(WriteFile(kFile, "[service_o]\nType=wifi\n" + lText("\xff"), 0600));
+    const auto lMerge = [&](CFDictionaryRef aStored, bool anIsWhole, CFUSharedRef<CFDictionaryRef> &aProvisions)
+    {
+        const auto lSet    = MakeSet({ { "service_z", { { "Name", "z" } } } });
+        const auto lRecord = CFUAdopt(CFDictionaryCreateMutableCopy(
+            nullptr, 0, static_cast<CFDictionaryRef>(CFDictionaryGetValue(aStored, CFSTR("service_o")))));
+
+        lStored = Describe(aStored);
+        CFDictionarySetValue(lRecord.Get(), CFSTR("Type"), CFSTR("ethernet"));
+        CFDictionarySetValue(lRecord.Get(), CFSTR("Phase2"), CFSTR("a text"));
+        CFDictionarySetValue(lSet.Get(), CFSTR("service_o"), lRecord.Get());
+        aProvisions = lSet;
+        return anIsWhole ? 0 : -99;
+    };
+
+    EXPECT_EQ(mConnMan.MergeProvisions(lMerge), 0);
+    EXPECT_EQ(lStored, "{service_o: {Type: wifi, Passphrase: win\\tre\\\\x, Identity: re\\t}}");
+
+    const std::string lMerged = kHeader + "[service_z]\nName=z\n\n[service_o]\nType=ethernet\n" + lText("a text");
+
+    EXPECT_EQ(ReadFile(kFile), lMerged);
+
+    // What is refused, by the caller here, is not written.
+    ASSERT_TRUE(WriteFile(kFile, lMerged + "no key\n", 0600));
+    EXPECT_EQ(mConnMan.MergeProvisions(lMerge), -99);
+    EXPECT_EQ(ReadFile(kFile), lMerged + "no key\n");
+}
+
+// Several writers
+
+/** A child that does something and then lives on, until it is killed here. */
+class Child
+{
+public:
+    explicit Child(const std::function<void()> &aDo)
+    {
+        if ((mProcess = ::fork()) == 0)
+        {
+            aDo();
+            for (;;)
+                (void)::pause();
+        }
+    }
+    ~Child() { Kill(); }
+
+    void Kill()
+    {
+        if (mProcess > 0)
+        {
+            EXPECT_EQ(::kill(mProcess, SIGKILL), 0);
+            EXPECT_EQ(::waitpid(mProcess, nullptr, 0), mProcess);
+        }
+        mProcess = 0;
+    }
+
+private:
+    pid_t mProcess;
+};
+
+TEST_F(ProvisionsTest, TheLockIsWaitedForForALimitedTimeAndInheritedByNobody)
+{
+    std::unique_ptr<Child> lHeir;
+    const std::string      lHeld = kDirectory + "/held";
+    const auto             lNone = [] {};
+
+    EXPECT_EQ(Hold([&] { EXPECT_EQ(Hold(lNone, 20), zqError_TimedOut); }), 0);
+    EXPECT_TRUE(mLog.Contains("connman: somebody else holds /var/lib/connman/quil.config: given up after 20 ms", 4));
+    EXPECT_EQ(FileMode(kDirectory + "/quil.lock"), 0600u);
+
+    // A child of the holder's.
+    EXPECT_EQ(Hold([&] { lHeir = std::make_unique<Child>(lNone); }), 0);
+    EXPECT_EQ(Write({}), 0);
+
+    // One that outlives the holder.
+    Child lHolder([&]
+                  { (void)Hold([&] { ::fork() == 0 ? (void)::pause() : (void)WriteFile(lHeld, ""), ::pause(); }); });
+
+    ASSERT_TRUE(WaitUntil([&] { return ::access(lHeld.c_str(), F_OK) == 0; }));
+    EXPECT_EQ(Hold(lNone, 0), zqError_TimedOut);
+    lHolder.Kill();
+    EXPECT_EQ(Write({}), 0);
+}
+
+constexpr unsigned int kRecords = 40;
+
+/** Write sets of one text each, over and over. */
+void WriteForEver()
 {
     zqConnMan lConnMan;
 
     zqLogSetHandler([](void *, const char *, int, const char *) {}, nullptr, 5);
-    for (;; ++aSeed)
+    for (unsigned int lText = 0;; ++lText)
     {
         Sets lSets;
 
-        for (unsigned int lIndex = 0; lIndex < aSeed % 50; ++lIndex)
-            lSets.push_back({ "service_" + std::to_string(lIndex), { { "Name", std::to_string(aSeed % 500) } } });
+        for (unsigned int lIndex = 0; lIndex < kRecords; ++lIndex)
+            lSets.push_back({ "service_" + std::to_string(lIndex), { { "Name", std::to_string(lText) } } });
         (void)lConnMan.UpdateProvisions(MakeSet(lSets).Get());
     }
 }
 
-bool IsOneWholeSet(const std::string &aText)
-{
-    const std::size_t lRecord = aText.find("Name=", kHeader.size());
-
-    if (aText.compare(0, kHeader.size(), kHeader) != 0)
-        return false;
-    if (lRecord == std::string::npos)
-        return aText == kHeader;
-
-    const unsigned int    lSeed = static_cast<unsigned int>(std::atoi(aText.c_str() + lRecord + 5));
-    std::set<std::string> lNames;
-    std::string           lExpected = kHeader;
-
-    for (unsigned int lIndex = 0; lIndex < lSeed % 50; ++lIndex)
-        lNames.insert("service_" + std::to_string(lIndex));
-    for (auto lName = lNames.rbegin(); lName != lNames.rend(); ++lName)
-        lExpected += "[" + *lName + "]\nName=" + std::to_string(lSeed) + "\n\n";
-    return aText == lExpected;
-}
-
-std::pair<ino_t, long> Identity()
+ino_t Identity()
 {
     struct stat lStatus = {};
 
     EXPECT_EQ(::stat(kFile.c_str(), &lStatus), 0);
-    return { lStatus.st_ino, lStatus.st_mtim.tv_nsec };
+    return lStatus.st_ino;
 }
 
 TEST_F(ProvisionsTest, AWriterThatIsKilledLeavesOneWholeSet)
 {
-    constexpr unsigned int kSeed = 20;
-    std::mt19937           lRandom(kSeed);
+    std::mt19937 lRandom(20);
 
-    SCOPED_TRACE("seed " + std::to_string(kSeed));
     ASSERT_EQ(Write({}), 0);
-    for (unsigned int lKill = 0; lKill < 200; ++lKill)
+    for (unsigned int lKill = 0; lKill < 100; ++lKill)
     {
-        const auto lBefore = Identity();
+        const ino_t           lBefore = Identity();
+        std::set<std::string> lTexts;
 
         // Two at once: neither may rename what the other has half written.
-        pid_t lWriters[2] = {};
-
-        for (pid_t &lWriter : lWriters)
         {
-            const unsigned int lFirst = lRandom() % 500;
+            Child lFirst(WriteForEver), lSecond(WriteForEver);
 
-            if ((lWriter = ::fork()) == 0)
-                WriteForEver(lFirst);
+            EXPECT_TRUE(WaitUntil([&] { return Identity() != lBefore; })) << "nothing is written";
+            ::usleep(lRandom() % 3000); // anywhere in the writing of the next ones
         }
 
-        EXPECT_TRUE(WaitUntil([&] { return Identity() != lBefore; })) << "nothing is written";
-        ::usleep(lRandom() % 3000); // anywhere in the writing of the next ones
+        const auto lParsed = Parse();
 
-        for (const pid_t lWriter : lWriters)
-        {
-            ASSERT_EQ(::kill(lWriter, SIGKILL), 0);
-            ASSERT_EQ(::waitpid(lWriter, nullptr, 0), lWriter);
-        }
-
-        const std::string lText = ReadFile(kFile);
-
-        ASSERT_TRUE(IsOneWholeSet(lText)) << lText;
+        for (const std::string &lLine : lParsed)
+            if (lLine.find("[service_") == 0)
+                lTexts.insert(lLine.substr(lLine.find('=')));
+        ASSERT_EQ(lParsed.size(), kRecords + 2) << "with those of the header: " << ReadFile(kFile);
+        ASSERT_EQ(lTexts.size(), 1u);
     }
     EXPECT_EQ(Write({ { "service_a", {} } }), 0);
 }
