@@ -16,8 +16,10 @@
 #include <prio.h>
 #include <prlock.h>
 
+#include <chrono>
 #include <mutex>
 #include <set>
+#include <thread>
 
 namespace zq
 {
@@ -43,8 +45,9 @@ namespace NetworkManager
  *  is empty when the result is not 0, unless told otherwise.
  *
  *  Locks, in the order in which they are taken: the observer lock (held while
- *  observers are called and events published), the property lock, a list's
- *  lock, an object's lock. None is recursive.
+ *  observers are called and events published), the hold of the provisions, the
+ *  property lock, a list's lock, an object's lock. Only the hold may be taken
+ *  again by its holder.
  */
 class ZQ_EXPORT Manager : public zqEventPublisher
 {
@@ -167,9 +170,15 @@ public:
 
     /**
      *  Bring the connection manager's provisioning file in line with the
-     *  provisions of the model.
+     *  provisions of the model. What others have changed in the file since it
+     *  was last read or written comes into the model first; where both have
+     *  changed a record, the model's values stand.
      *
-     *  @param[in]  aWrite  False: the records came from the file; it is not written.
+     *  @param[in]  aWrite  False: the records came from the file; nothing is done.
+     *
+     *  @retval   0  Whether the file could be written: see GetProvisionsError.
+     *  @retval -16  Another thread held the provisions for 2 s; nothing was done.
+     *  @returns what GetProvisions fails with otherwise.
      */
     virtual zqError UpdateConnManProvisions(bool aWrite) = 0;
 
@@ -234,6 +243,35 @@ public:
      *           bus has gone) or -7. The others were asked all the same.
      */
     virtual zqError QuerySleepPreventers();
+
+    // The connection manager's provisioning file. Other processes may write it as well.
+
+    /**
+     *  Whether the file and the provisions of the model agree, as far as the
+     *  file was last read or written here. The operations below succeed when
+     *  the model has changed; this tells what became of the file.
+     *
+     *  @retval   0  They did; or the manager has no file.
+     *  @retval  -1  The file could not be read or written.
+     *  @retval  -5  The model has a record that the file cannot hold.
+     *  @retval  -7  Memory, or another resource, is exhausted.
+     *  @retval -16  Other writers held the file for 2 s.
+     *  @retval -19  This process may not read the file, which is not written then, either.
+     *
+     *  After a failure the model keeps what it has; the next change, or
+     *  UpdateConnManProvisions, writes all of it.
+     */
+    virtual zqError GetProvisionsError() const;
+
+    /**
+     *  Whether the file can hold a record as it is: ProvisionCreate and
+     *  ProvisionSetProperty ask before they change anything.
+     *
+     *  @param[in]  aProperties  The record, or some of its properties.
+     *  @returns 0; otherwise the code that those operations fail with, having logged why. Here every record is taken.
+     */
+    virtual zqError CheckProvision(const CFUSharedRef<CFStringRef>     &anIdentifier,
+                                   const CFUSharedRef<CFDictionaryRef> &aProperties);
 
     // The run loop
 
@@ -327,6 +365,11 @@ public:
                                    zqSharedPtr<Provision>              &aProvision);
 
     // Provisions. They have no events of their own.
+    //
+    // A change of the list and what follows of it in the connection manager's
+    // file exclude every other: whoever waits for them longer than 2 s gives up
+    // with -16 (logged), and nothing was changed. The results tell of the list
+    // alone; whether the file has followed tells GetProvisionsError.
 
     /**
      *  Create a provision, or merge into the one that has the identifier.
@@ -335,19 +378,20 @@ public:
      *                            identifier, "Type" is required in a new one.
      *  @param[out]  aProvision   The new one, or the one that was there, also
      *                            when merging failed.
-     *  @param[in]   aWrite       Whether the connection manager's file is to follow.
+     *  @param[in]   aWrite       Whether the connection manager's file is to be written.
      *
      *  @retval   0
      *  @retval  -1  The record has no identifier or no type.
      *  @retval  -2  Memory is exhausted.
      *  @retval  -3  Not initialised.
-     *  @retval  -5  The dictionary is null.
+     *  @retval  -5  The dictionary is null, or the connection manager's file cannot hold the record (logged).
      *  @retval  -7  The dictionary could not be copied.
+     *  @retval -16
      */
     zqError ProvisionCreate(const CFUSharedRef<CFDictionaryRef> &aProperties, zqSharedPtr<Provision> &aProvision,
                             bool aWrite);
 
-    /** As above, and the connection manager's file follows. */
+    /** As above, and the connection manager's file is written. */
     zqError ProvisionCreate(const CFUSharedRef<CFDictionaryRef> &aProperties, zqSharedPtr<Provision> &aProvision);
 
     /** One property of a provision, or its identifier. @param[out]  aValue  Null when there is none. @retval 0 */
@@ -355,11 +399,14 @@ public:
                                  CFUSharedRef<const void *> &aValue);
 
     /**
-     *  Set one property of the listed provision that has this one's identifier.
+     *  Set one property of the listed provision that has this one's identifier,
+     *  and write the connection manager's file.
      *
-     *  @retval    0  The connection manager's file follows.
-     *  @retval   -5  The key or the value is null.
+     *  @retval    0
+     *  @retval   -5  The key or the value is null, the key is "ProvisionIdentifier", or the connection manager's file
+     *                cannot hold them (logged).
      *  @retval   -7  A dictionary could not be made.
+     *  @retval  -16
      *  @retval  -17  No such provision is listed.
      *  @returns what Provision::Refresh fails with otherwise.
      */
@@ -370,18 +417,20 @@ public:
      *  Remove one property from the listed provision that has this one's
      *  identifier.
      *
-     *  @retval    0  It was the passphrase; the connection manager's file follows.
+     *  @retval    0  It was the passphrase; the connection manager's file is written.
      *  @retval   -5  The key is null.
+     *  @retval  -16
      *  @retval  -17  No such provision is listed; or the key is another: it has
      *                left the record in memory all the same, and nothing is written.
      */
     zqError ProvisionClearProperty(const Provision &aProvision, const CFUSharedRef<CFStringRef> &aKey);
 
-    /** Remove the listed provision that has this one's identifier. @retval 0 (the connection manager's file follows),
-     * -17 when there is none. */
+    /** Remove the listed provision that has this one's identifier, and write the connection manager's file. @retval 0,
+     * -16, -17 when there is none. */
     zqError ProvisionRemove(const Provision &aProvision);
 
-    /** Remove every provision; the connection manager's file follows. @retval 0 */
+    /** Remove every provision, those that others have stored meanwhile included, and whatever secret is beside the
+     * connection manager's file. @retval 0, -16 */
     zqError ProvisionRemoveAll();
 
     // Technologies
@@ -444,6 +493,53 @@ protected:
     /** The lock of the manager's properties. */
     void LockProperties() const;
     void UnlockProperties() const;
+
+    /**
+     *  Holds a manager's provisions while it lives: their list, and the file
+     *  that follows it. The thread that holds them may hold them again.
+     */
+    class ZQ_EXPORT ProvisionsHold
+    {
+    public:
+        /** Waits for the other holders in the order of arrival, 2 s at most. */
+        explicit ProvisionsHold(const Manager &aManager);
+        ~ProvisionsHold();
+        ProvisionsHold(const ProvisionsHold &)            = delete;
+        ProvisionsHold &operator=(const ProvisionsHold &) = delete;
+
+        /** False when it was waited in vain (logged): nothing may be changed. */
+        bool IsHeld() const { return mIsHeld; }
+
+        /** What is left of the 2 s since this thread began to wait for the provisions, in milliseconds. */
+        int GetTimeLeft() const;
+
+    private:
+        const Manager &mManager;
+        const bool     mIsHeld;
+    };
+
+    /**
+     *  Make the list have, under an identifier, a provision with these
+     *  properties and no others; or, for null, none. Nothing is written.
+     *
+     *  @returns what ProvisionCreate fails with.
+     */
+    zqError ReplaceProvision(const CFUSharedRef<CFStringRef> &anIdentifier, CFDictionaryRef aProperties);
+
+    /**
+     *  These properties of a provision were set, or cleared, by an application:
+     *  they are to be what they are here also where others have changed them
+     *  and nothing has changed here. Told before UpdateConnManProvisions; here
+     *  nothing is done.
+     */
+    virtual void NoteProvisionChange(const CFUSharedRef<CFStringRef>     &anIdentifier,
+                                     const CFUSharedRef<CFDictionaryRef> &aProperties);
+
+    /**
+     *  Bring the file in line with a model from which every provision was
+     *  removed. Here that is UpdateConnManProvisions(true).
+     */
+    virtual zqError EraseConnManProvisions();
 
     zqError CopyServicePropertiesAux(CFStringRef aPath, CFDictionaryRef &aProperties);
     zqError CopyTechnologyPropertiesAux(CFStringRef aPath, CFDictionaryRef &aProperties);
@@ -552,7 +648,33 @@ private:
     zqError AddTechnologies(CFArrayRef aTechnologies);
     zqError RemoveTechnologies(CFArrayRef aTechnologies);
     zqError AddProvisions(CFDictionaryRef aProvisions);
+    zqError AddProvision(const CFUSharedRef<CFDictionaryRef> &aProperties, zqSharedPtr<Provision> &aProvision);
     zqError LookupListedProvision(const Provision &aProvision, zqSharedPtr<Provision> &aListed);
+
+    /** A lock that its holder may take again, and that those who wait get in the order of their arrival. */
+    class ProvisionsLock
+    {
+    public:
+        using Time = std::chrono::steady_clock::time_point;
+
+        bool Take();
+        void Give();
+
+        /** When the holder's time is over. Of use to the holder alone. */
+        Time GetDeadline() const { return mDeadline; }
+
+    private:
+        struct Waiter;
+
+        bool AwaitTurn(std::unique_lock<std::mutex> &aGuard, Time aDeadline);
+        void Hand(std::thread::id aThread, Time aDeadline);
+
+        std::mutex      mMutex;
+        std::thread::id mHolder;
+        unsigned int    mDepth = 0; // how often the holder has taken it
+        Time            mDeadline;
+        Waiter         *mFirst = nullptr; // of those who wait
+    };
 
     template <typename Slot, typename... Kept, typename... Payload>
     zqError Signal(Slot aSlot, zqError (*aBroadcast)(zqIEventHandler *, zqEventQueue &, Manager *, Kept...),
@@ -575,6 +697,7 @@ private:
     ObjectList             mTechnologies;
     zqStringArray          mTechnologiesNetworkResetWillRemove;
     std::mutex             mNetworkResetLock; // of those names; nothing is called with it held
+    mutable ProvisionsLock mProvisionsLock;
 };
 
 } // namespace NetworkManager

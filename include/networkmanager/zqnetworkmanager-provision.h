@@ -18,7 +18,9 @@ namespace NetworkManager
 /**
  *  A provisioning record. Its identifier is its path and is not among its
  *  properties; the properties have kServiceProperty* names and are strings. A
- *  value of another kind counts as absent. Only the type is required.
+ *  value of another kind counts as absent, but for the extended PAN ID, which is
+ *  an unsigned number of 64 bits in a record of the connection manager's file.
+ *  Only the type is required.
  *
  *  Every getter hands out a reference of its own, null when the record has no
  *  such value, and may be called from any thread. Passphrases, keys and
@@ -53,6 +55,7 @@ public:
      *  @retval  -4  The type is missing or no string; the cached values stay,
      *               the merged dictionary keeps the new data.
      *  @retval  -5  The dictionary is null.
+     *  @retval  -7  Memory is exhausted; the same.
      */
     virtual zqError Refresh(const CFUSharedRef<CFDictionaryRef> &aProperties);
 
@@ -70,6 +73,8 @@ public:
     CFUSharedRef<CFStringRef> GetPassphrase() const;
     CFUSharedRef<CFStringRef> GetSecurity() const;
     CFUSharedRef<CFStringRef> GetHidden() const;
+
+    /** The string, or the decimal digits of the number. */
     CFUSharedRef<CFStringRef> GetExtendedPANID() const;
 
     /**

@@ -15,10 +15,81 @@ namespace zq
 namespace NetworkManager
 {
 
+namespace
+{
+
+/** A dictionary of one entry; null when memory is exhausted. */
+CFUSharedRef<CFDictionaryRef> MakeEntry(const CFUSharedRef<CFStringRef> &aKey, const CFUSharedRef<CFTypeRef> &aValue)
+{
+    const void *lKey   = aKey.Get();
+    const void *lValue = aValue.Get();
+
+    return CFUAdopt(CFDictionaryCreate(kCFAllocatorDefault, &lKey, &lValue, 1, &kCFTypeDictionaryKeyCallBacks,
+                                       &kCFTypeDictionaryValueCallBacks));
+}
+
+/** A refresh merges: properties that the record has no more would stay. */
+void ClearOthers(Provision &aProvision, CFDictionaryRef aProperties)
+{
+    const auto lHad  = aProvision.CopyProperties();
+    const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(lHad.Get()));
+
+    for (CFIndex lIndex = 0; lKeys != nullptr && lIndex < CFArrayGetCount(lKeys.Get()); ++lIndex)
+    {
+        const auto lKey = CFURetain(static_cast<CFStringRef>(CFArrayGetValueAtIndex(lKeys.Get(), lIndex)));
+
+        if (!CFDictionaryContainsKey(aProperties, lKey.Get()))
+            (void)aProvision.ClearProperty(lKey);
+    }
+}
+
+} // namespace
+
+zqError Manager::GetProvisionsError() const
+{
+    return zqError_None;
+}
+
+zqError Manager::CheckProvision(const CFUSharedRef<CFStringRef> &, const CFUSharedRef<CFDictionaryRef> &)
+{
+    return zqError_None;
+}
+
+void Manager::NoteProvisionChange(const CFUSharedRef<CFStringRef> &, const CFUSharedRef<CFDictionaryRef> &) {}
+
+zqError Manager::EraseConnManProvisions()
+{
+    return UpdateConnManProvisions(true);
+}
+
 zqError Manager::ProvisionCreate(const CFUSharedRef<CFDictionaryRef> &aProperties, zqSharedPtr<Provision> &aProvision,
                                  bool aWrite)
 {
     aProvision = nullptr;
+    ZQ_REQUIRE(aProperties != NULL, zqError_InvalidArgument);
+
+    const ProvisionsHold lHold(*this);
+
+    if (!lHold.IsHeld())
+        return zqError_TimedOut;
+
+    const auto lIdentifier = CFURetain(Private::GetString(aProperties.Get(), kServicePropertyProvisionIdentifier));
+    zqError    lReturn     = lIdentifier != nullptr ? CheckProvision(lIdentifier, aProperties) : zqError_None;
+
+    if (lReturn == zqError_None)
+        lReturn = AddProvision(aProperties, aProvision);
+    if (lReturn != zqError_None)
+        return lReturn;
+
+    NoteProvisionChange(lIdentifier, aProperties);
+    (void)UpdateConnManProvisions(aWrite);
+
+    return zqError_None;
+}
+
+// The caller holds the provisions. What the file has comes here as it is: no application has handed it over.
+zqError Manager::AddProvision(const CFUSharedRef<CFDictionaryRef> &aProperties, zqSharedPtr<Provision> &aProvision)
+{
     ZQ_REQUIRE(aProperties != NULL, zqError_InvalidArgument);
 
     const auto lIdentifier = CFURetain(Private::GetString(aProperties.Get(), kServicePropertyProvisionIdentifier));
@@ -50,8 +121,6 @@ zqError Manager::ProvisionCreate(const CFUSharedRef<CFDictionaryRef> &aPropertie
 
         aProvision = lProvision;
     }
-
-    (void)UpdateConnManProvisions(aWrite);
 
     return zqError_None;
 }
@@ -87,22 +156,30 @@ zqError Manager::ProvisionSetProperty(const Provision &aProvision, const CFUShar
 {
     ZQ_REQUIRE(aKey != NULL, zqError_InvalidArgument);
     ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
+    ZQ_REQUIRE(!Private::IsEqual(aKey.Get(), kServicePropertyProvisionIdentifier), zqError_InvalidArgument);
 
-    const auto lProperties = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                                &kCFTypeDictionaryValueCallBacks));
+    const auto lProperties = MakeEntry(aKey, aValue);
     ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
 
-    CFDictionarySetValue(lProperties.Get(), aKey.Get(), aValue.Get());
-
+    const ProvisionsHold   lHold(*this);
     zqSharedPtr<Provision> lProvision;
-    zqError                lReturn = LookupListedProvision(aProvision, lProvision);
+
+    if (!lHold.IsHeld())
+        return zqError_TimedOut;
+
+    zqError lReturn = LookupListedProvision(aProvision, lProvision);
 
     if (lProvision == nullptr)
+        return lReturn;
+
+    lReturn = CheckProvision(lProvision->GetPath(), lProperties);
+    if (lReturn != zqError_None)
         return lReturn;
 
     lReturn = lProvision->Refresh(lProperties);
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
+    NoteProvisionChange(lProvision->GetPath(), lProperties);
     (void)UpdateConnManProvisions(true);
 
     return lReturn;
@@ -112,8 +189,13 @@ zqError Manager::ProvisionSetProperty(const Provision &aProvision, const CFUShar
 // cleared: clearing any but the passphrase fails and has removed it in memory.
 zqError Manager::ProvisionClearProperty(const Provision &aProvision, const CFUSharedRef<CFStringRef> &aKey)
 {
+    const ProvisionsHold   lHold(*this);
     zqSharedPtr<Provision> lProvision;
-    zqError                lReturn = LookupListedProvision(aProvision, lProvision);
+
+    if (!lHold.IsHeld())
+        return zqError_TimedOut;
+
+    zqError lReturn = LookupListedProvision(aProvision, lProvision);
 
     if (lProvision == nullptr)
         return lReturn;
@@ -129,6 +211,7 @@ zqError Manager::ProvisionClearProperty(const Provision &aProvision, const CFUSh
         return lReturn;
     }
 
+    NoteProvisionChange(lProvision->GetPath(), MakeEntry(aKey, aKey));
     (void)UpdateConnManProvisions(true);
 
     return lReturn;
@@ -136,8 +219,13 @@ zqError Manager::ProvisionClearProperty(const Provision &aProvision, const CFUSh
 
 zqError Manager::ProvisionRemove(const Provision &aProvision)
 {
+    const ProvisionsHold   lHold(*this);
     zqSharedPtr<Provision> lProvision;
-    zqError                lReturn = LookupListedProvision(aProvision, lProvision);
+
+    if (!lHold.IsHeld())
+        return zqError_TimedOut;
+
+    zqError lReturn = LookupListedProvision(aProvision, lProvision);
 
     if (lProvision == nullptr)
         return lReturn;
@@ -152,10 +240,37 @@ zqError Manager::ProvisionRemove(const Provision &aProvision)
 
 zqError Manager::ProvisionRemoveAll()
 {
+    const ProvisionsHold lHold(*this);
+
+    if (!lHold.IsHeld())
+        return zqError_TimedOut;
+
     (void)mProvisions.Clear();
-    (void)UpdateConnManProvisions(true);
+    (void)EraseConnManProvisions();
 
     return zqError_None;
+}
+
+zqError Manager::ReplaceProvision(const CFUSharedRef<CFStringRef> &anIdentifier, CFDictionaryRef aProperties)
+{
+    const ProvisionsHold   lHold(*this);
+    zqSharedPtr<Provision> lProvision;
+
+    if (!lHold.IsHeld())
+        return zqError_TimedOut;
+
+    (void)ManagerLookupProvisionIdentifier(anIdentifier, lProvision);
+    if (aProperties == nullptr)
+        return lProvision != nullptr ? mProvisions.Remove(lProvision) : zqError_None;
+
+    const auto lRecord = CFUAdopt(CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, aProperties));
+    ZQ_REQUIRE(lRecord != NULL, zqError_NoResources);
+
+    CFDictionarySetValue(lRecord.Get(), kServicePropertyProvisionIdentifier, anIdentifier.Get());
+    if (lProvision != nullptr)
+        ClearOthers(*lProvision, aProperties);
+
+    return AddProvision(lRecord, lProvision);
 }
 
 } // namespace NetworkManager

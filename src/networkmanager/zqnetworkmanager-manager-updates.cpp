@@ -274,20 +274,27 @@ zqError Manager::ChangeServices(CFArrayRef aServices)
     return lReturn;
 }
 
-// A record that cannot be used costs only itself: ProvisionCreate has logged it.
+// A record that cannot be used costs only itself: AddProvision has logged it.
 zqError Manager::AddProvisions(CFDictionaryRef aProvisions)
 {
+    const ProvisionsHold lHold(*this);
+
+    if (!lHold.IsHeld())
+        return zqError_TimedOut;
+
     CFDictionaryApplyFunction(
         aProvisions,
         [](const void *, const void *aValue, void *aContext) noexcept
         {
+            auto *const                   lManager = static_cast<Manager *>(aContext);
             zqSharedPtr<Provision>        lProvision;
             CFUSharedRef<CFDictionaryRef> lRecord;
 
             if (CFUIsTypeID(aValue, CFDictionaryGetTypeID()))
                 lRecord = CFURetain(static_cast<CFDictionaryRef>(aValue));
 
-            (void)static_cast<Manager *>(aContext)->ProvisionCreate(lRecord, lProvision, false);
+            if (lManager->AddProvision(lRecord, lProvision) == 0)
+                (void)lManager->UpdateConnManProvisions(false);
         },
         this);
 

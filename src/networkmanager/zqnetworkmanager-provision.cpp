@@ -5,6 +5,8 @@
 
 #include <zqlog.h>
 
+#include <cstdio>
+
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-provision"
 
@@ -42,6 +44,18 @@ const CachedProperty *GetTable()
     };
 
     return kTable;
+}
+
+/** An unsigned number of 64 bits, whose bits a signed CFNumber has. */
+CFUSharedRef<CFStringRef> CopyDecimalText(CFNumberRef aNumber)
+{
+    unsigned long long lNumber = 0;
+    char               lText[24];
+
+    (void)CFNumberGetValue(aNumber, kCFNumberSInt64Type, &lNumber);
+    (void)std::snprintf(lText, sizeof lText, "%llu", lNumber);
+
+    return CFUAdopt(CFStringCreateWithCString(kCFAllocatorDefault, lText, kCFStringEncodingUTF8));
 }
 
 } // namespace
@@ -88,8 +102,20 @@ zqError Provision::InitLocked()
     CFTypeRef     lValues[kNumCached];
     const zqError retval = Private::CollectLocked(*this, GetTable(), 0, kNumCached, lValues, ZQ_LOG_FILE);
 
-    if (retval == 0)
-        Private::ReplaceLocked(mCached, lValues, kNumCached);
+    if (retval != 0)
+        return retval;
+
+    // The one property that the file has as a number.
+    CFUSharedRef<CFStringRef> lNumber;
+    const CFTypeRef           lExtendedPANID = GetPropertyLockedUntyped(kServicePropertyExtendedPANID);
+
+    if (CFUIsTypeID(lExtendedPANID, CFNumberGetTypeID()))
+    {
+        lNumber = CopyDecimalText(static_cast<CFNumberRef>(lExtendedPANID));
+        ZQ_REQUIRE(lNumber != NULL, zqError_NoResources);
+        lValues[kCachedExtendedPANID] = lNumber.Get();
+    }
+    Private::ReplaceLocked(mCached, lValues, kNumCached);
 
     return retval;
 }

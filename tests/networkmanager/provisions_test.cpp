@@ -1,7 +1,9 @@
 #include "model.h"
 
 #include <gtest/gtest.h>
+#include <waituntil.h>
 
+#include <future>
 #include <utility>
 
 using namespace zq::Test;
@@ -97,6 +99,79 @@ TEST_F(AManagersProvision, IsChangedInTheListAlsoThroughACopy)
     EXPECT_EQ(mManager.ProvisionSetProperty(*mProvision, Str("SSID"), nullptr), -5);
     EXPECT_EQ(mManager.ProvisionSetProperty(*mProvision, Str("Type"), Number(1)), -4);
     EXPECT_EQ(TakeRequests(), Lines{});
+}
+
+TEST(AManagersProvisions, AreAskedAboutBeforeAnythingChangesUnlessTheyAreStoredAlready)
+{
+    struct Asking : public TestManager
+    {
+        zqError CheckProvision(const String &anIdentifier, const CFUSharedRef<CFDictionaryRef> &aProperties) override
+        {
+            mRequests.push_back("check " + Text(anIdentifier.Get()) + " " + Text(aProperties.Get()));
+            return -5;
+        }
+    } lManager;
+    zqSharedPtr<Provision> lProvision;
+    const auto             lStored = Dict({ { CFSTR("id"), ProvisionProperties("id") } });
+
+    EXPECT_EQ(lManager.ProvisionCreate(ProvisionProperties("new"), lProvision), -5);
+    EXPECT_EQ(lManager.UpdateProvisions(lStored.Get(), Manager::UpdateOperationAdd), 0);
+    ASSERT_EQ(lManager.ManagerLookupProvisionIdentifier(Str("id"), lProvision), 0);
+    EXPECT_EQ(lManager.ProvisionSetProperty(*lProvision, Str("SSID"), Str("ff")), -5);
+    EXPECT_EQ(lManager.ProvisionSetProperty(*lProvision, Str("ProvisionIdentifier"), Str("new")), -5);
+    EXPECT_TRUE(lProvision->GetSSID() == nullptr);
+    EXPECT_EQ(lManager.GetProvisionPaths(), "id");
+    EXPECT_EQ(lManager.mRequests,
+              (Lines{ "check new " + Text(ProvisionProperties("new").Get()), "keep", "check id {SSID: ff}" }));
+    EXPECT_EQ(lManager.GetProvisionsError(), 0);
+}
+
+TEST(AManagersProvisions, AreHeldByOneThreadAtATimeWhichIsWaitedForForALimitedTime)
+{
+    struct Slow : public TestManager
+    {
+        zqError UpdateConnManProvisions(bool) override
+        {
+            zqSharedPtr<Provision> lAgain;
+
+            if (mDepth++ == 0)
+            {
+                EXPECT_EQ(ProvisionCreate(ProvisionProperties("new", "secret"), lAgain), 0) << "its holder's own";
+                EXPECT_TRUE(WaitUntil([&] { return mMayGoOn.load(); }));
+            }
+            return 0;
+        }
+
+        std::atomic<int>  mDepth{ 0 };
+        std::atomic<bool> mMayGoOn{ false };
+    } lManager;
+    LogCapture             lLog;
+    zqSharedPtr<Provision> lProvision, lOther;
+    std::thread lHolder([&] { EXPECT_EQ(lManager.ProvisionCreate(ProvisionProperties("new"), lProvision), 0); });
+
+    ASSERT_TRUE(WaitUntil([&] { return lManager.mDepth == 2; }));
+    ASSERT_EQ(lManager.ManagerLookupProvisionIdentifier(Str("new"), lOther), 0) << "reading needs no hold";
+
+    std::vector<std::future<zqError>> lResults;
+    const auto lStart = [&](auto anOperation) { lResults.push_back(std::async(std::launch::async, anOperation)); };
+
+    lStart([&] { return lManager.ProvisionSetProperty(*lOther, Str("SSID"), Str("ff")); });
+    lStart([&] { return lManager.ProvisionClearProperty(*lOther, Str("Passphrase")); });
+    lStart([&] { return lManager.ProvisionRemove(*lOther); });
+    lStart([&] { return lManager.ProvisionRemoveAll(); });
+    for (auto &lResult : lResults)
+        EXPECT_EQ(lResult.get(), zqError_TimedOut);
+    EXPECT_EQ(lLog.Count(": the provisions are held by another thread: given up", 4), lResults.size());
+    EXPECT_EQ(Text(lOther->CopyProperties().Get()), Text(ProvisionProperties(nullptr, "secret").Get()));
+    EXPECT_EQ(lManager.GetProvisionPaths(), "new");
+
+    // Who waits has them next.
+    lResults.clear();
+    lStart([&] { return lManager.ProvisionRemove(*lOther); });
+    lManager.mMayGoOn = true;
+    EXPECT_EQ(lResults[0].get(), 0);
+    lHolder.join();
+    EXPECT_EQ(lManager.GetProvisionPaths(), "");
 }
 
 TEST_F(AManagersProvision, LosesItsPassphraseWhollyAndAnyOtherPropertyInMemoryAlone)
