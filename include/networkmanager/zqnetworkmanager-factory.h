@@ -37,6 +37,11 @@ class Manager;
  *  logged, the manager is made all the same, and its lists are filled when the
  *  daemon comes (anew). They are filled on the thread that runs Manager::Run.
  *
+ *  A process that may not read the stored networks has a manager without them;
+ *  that is logged, and what it changes of them is not stored (see
+ *  Manager::GetProvisionsError). When they cannot be read for another reason
+ *  there is no manager.
+ *
  *  Call it on the thread that will run the manager: that thread's connection
  *  to the bus becomes the process's.
  *

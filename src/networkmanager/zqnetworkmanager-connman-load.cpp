@@ -124,20 +124,6 @@ zqError Manager::InitTechnologies()
     return zqError_None;
 }
 
-zqError Manager::InitProvisions()
-{
-    const auto lProvisions = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                                &kCFTypeDictionaryValueCallBacks));
-    ZQ_REQUIRE(lProvisions != NULL, zqError_OutOfMemory);
-
-    zqError lReturn = mConnMan.GetProvisions(lProvisions.Get());
-    ZQ_REQUIRE(lReturn == 0, lReturn);
-
-    lReturn = UpdateProvisions(lProvisions.Get(), UpdateOperationAdd);
-    ZQ_REQUIRE(lReturn == 0, lReturn);
-    return zqError_None;
-}
-
 /** What is different about services and technologies when they are reconciled. */
 template <typename T>
 struct Manager::Kind

@@ -182,38 +182,6 @@ zqError Manager::TechnologySetProperty(const Technology &aTechnology, const CFUS
                                           lAsync ? kConnmanMethodAsync : kConnmanMethodSync);
 }
 
-// The stored provisions
-
-zqError Manager::UpdateConnManProvisions(bool aWrite)
-{
-    // The client does nothing then, and gathering the records once for each one
-    // that is read would be quadratic.
-    if (!aWrite)
-        return zqError_None;
-
-    zqRefObjectArray<Provision> lList;
-    const auto lProvisions = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                                &kCFTypeDictionaryValueCallBacks));
-    ZQ_REQUIRE(lProvisions != NULL, zqError_NoResources);
-
-    const zqError lReturn = GetProvisions(lList);
-    ZQ_REQUIRE(lReturn == 0, lReturn);
-
-    for (int lIndex = 0; lIndex < lList.GetNumElements(); ++lIndex)
-    {
-        const Provision *const lProvision  = lList.GetElementPtr(lIndex);
-        const auto             lProperties = lProvision->CopyProperties();
-
-        // A set that lacks a record would take it from the file.
-        ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
-        CFDictionarySetValue(lProvisions.Get(), lProvision->GetPath().Get(), lProperties.Get());
-    }
-
-    // The records are the manager's whether or not the file could be written.
-    (void)mConnMan.UpdateProvisions(lProvisions.Get(), aWrite);
-    return lReturn;
-}
-
 } // namespace ConnMan
 } // namespace NetworkManager
 } // namespace zq

@@ -88,6 +88,9 @@ zqError Manager::Init(zqEventQueue *aQueue)
 
 zqError Manager::InitClients()
 {
+    mSeen.Reset(); // an earlier life's
+    mWriteError = zqError_None;
+
     zqError lReturn = InitProvisions();
     if (!ZQ_CHECK_MESSAGE(lReturn == 0, "Failed to init provisions"))
         return lReturn;

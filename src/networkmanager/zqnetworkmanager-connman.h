@@ -29,7 +29,8 @@ namespace ConnMan
  *  Threads: Init, Destroy, the destructor and every callback run on the thread
  *  that drives the run loop, or while no loop runs. The operations of the
  *  application run on the caller's thread and take no lock here but those of the
- *  sleep preventers and of the manager's properties that are being set.
+ *  sleep preventers and of the manager's properties that are being set, and the
+ *  hold of the provisions.
  */
 class Manager final : public zq::NetworkManager::Manager, public ::zq::ConnMan::Delegate::Base
 {
@@ -78,6 +79,12 @@ public:
     zqError     ServiceCancelInput(const Service &aService) override;
     zqError     GetSleepPreventers(zqStringArray &aNames) override;
     zqError     QuerySleepPreventers() override;
+    zqError     GetProvisionsError() const override;
+    zqError     CheckProvision(const CFUSharedRef<CFStringRef>     &anIdentifier,
+                               const CFUSharedRef<CFDictionaryRef> &aProperties) override;
+    void        NoteProvisionChange(const CFUSharedRef<CFStringRef>     &anIdentifier,
+                                    const CFUSharedRef<CFDictionaryRef> &aProperties) override;
+    zqError     EraseConnManProvisions() override;
 
     // The client's delegate
 
@@ -123,6 +130,24 @@ private:
     zqError InitServices();
     zqError InitTechnologies();
     zqError InitProvisions();
+
+    // The stored provisions, of which this manager, and other processes, change
+    // what they have seen. Each is called with the provisions held.
+
+    using Records = CFUSharedRef<CFDictionaryRef>; // identifier to properties
+
+    zqError ReadProvisions();
+    zqError WriteProvisions(Records &aListed, const ProvisionsHold &aHold);
+    zqError GatherProvisions(Records &aRecords) const;
+
+    /**
+     *  Make the list what has come of it and of the file, and note what both have now.
+     *
+     *  @param[in,out]  aListed  What the list has.
+     *  @param[in]      aStored  What the file has.
+     */
+    zqError ListProvisions(Records &aListed, const Records &aMerged, const Records &aStored);
+    zqError NoteSeen(const Records &aListed, const Records &aMerged, const Records &aStored);
 
     // Reports by paths
 
@@ -206,6 +231,10 @@ private:
     bool    NextSleepPreventer(zqString &aName);
     zqError QueryOkToSleep(const zqString &anInterface) noexcept;
     void    ForgetSleep();
+
+    CFUSharedRef<CFMutableDictionaryRef> mSeen;           // what list and file agreed on when they were last compared
+    std::atomic<zqError>                 mReadError{ 0 }; // of the file, the last time
+    std::atomic<zqError>                 mWriteError{ 0 };
 
     zqConnMan                  mConnMan;
     std::unique_ptr<zqWPANCtl> mWPANCtl;
