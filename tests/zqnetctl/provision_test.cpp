@@ -117,6 +117,15 @@ TEST_F(ProvisionTest, AFileThatCannotBeWrittenIsAFailure)
                 Row::kAnything,
                 "zqnetctl: provision set service_home: " } });
     EXPECT_EQ(ReadFile(kFile), std::string(kHeader) + kRecord);
+
+    // Nor is one that may not be read an empty one; what needs no stored network goes on.
+    ASSERT_EQ(chmod(kFile, 0), 0);
+    RunRows({ { { "provisions" }, 1, "", "zqnetctl: provisions: permission denied (-19)\n" },
+              { { "provision", "create", "ProvisionIdentifier=service_new", "Type=wifi" },
+                1,
+                "",
+                "zqnetctl: provision create service_new: permission denied (-19)\n" },
+              { { "services" }, 0, Row::kAnything } });
 }
 
 } // namespace zq::Test

@@ -2,8 +2,6 @@
 #include "output.h"
 #include "prompt.h"
 
-#include <zqconnman.h>
-
 #include <functional>
 
 namespace zqnetctl
@@ -43,32 +41,11 @@ CFUSharedRef<CFTypeRef> ToValue(Prompt &aPrompt, const std::string &aKey, std::s
     return CFUAdopt<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &lNumber));
 }
 
-/**
- *  Whether the file has followed. The manager's operations succeed when the
- *  record has changed in memory, so the file is compared with the records here
- *  (and written, should it still differ).
- */
-zqError CheckFile(Manager &aManager)
-{
-    zqRefObjectArray<Provision> lProvisions;
-    const zqError               lError = aManager.GetProvisions(lProvisions);
-    const auto                  lSet   = CreateDictionary();
-
-    if (lError != zqError_None || !lSet)
-        return lError != zqError_None ? lError : zqError_NoResources;
-
-    for (int lIndex = 0; lIndex < lProvisions.GetNumElements(); lIndex++)
-        CFDictionarySetValue(lSet.Get(), lProvisions.GetElementPtr(lIndex)->GetPath().Get(),
-                             lProvisions.GetElementPtr(lIndex)->CopyProperties().Get());
-
-    return zqConnMan().UpdateProvisions(lSet.Get(), true);
-}
-
-/** The end of every change: complain of its failure, or of the file's. */
+/** The end of every change: complain of its failure, or of the file's, which the manager's operations do not tell. */
 ExitStatus Finish(Session &aSession, const std::string &aSubject, zqError anError)
 {
     return Complain(aSession.GetOptions().mCommand + aSubject,
-                    anError != zqError_None ? anError : CheckFile(aSession.GetManager()));
+                    anError != zqError_None ? anError : aSession.GetManager().GetProvisionsError());
 }
 
 ExitStatus RefuseUsage(Session &aSession, const std::string &aProblem)

@@ -117,6 +117,10 @@ ExitStatus ShowServices(Session &aSession)
 
 ExitStatus ShowProvisions(Session &aSession)
 {
+    // A file that may not be read is no error of the log's: who needs none of it is not troubled.
+    if (const zqError lError = aSession.GetManager().GetProvisionsError(); lError != zqError_None)
+        return Complain(aSession.GetOptions().mCommand, lError);
+
     return Show<Provision>(aSession, &Manager::GetProvisions,
                            { "IDENTIFIER", "TYPE", "NAME", "SSID", "SECURITY", "PASSPHRASE" }, ToProvisionRow);
 }
