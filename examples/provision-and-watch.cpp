@@ -47,10 +47,13 @@ zqError Store(Manager &aManager, const zqString &aName, const zqString &aPassphr
     const void            *lValues[] = { lIdentifier.GetAsCFString(), kServiceTypeWiFi, aName.GetAsCFString(),
                                          aPassphrase.GetAsCFString() };
 
-    return aManager.ProvisionCreate(
+    const zqError lError = aManager.ProvisionCreate(
         CFUAdopt(CFDictionaryCreate(kCFAllocatorDefault, lKeys, lValues, 4, &kCFTypeDictionaryKeyCallBacks,
                                     &kCFTypeDictionaryValueCallBacks)),
         lProvision);
+
+    // The record is the manager's; whether it is stored is asked.
+    return lError != zqError_None ? lError : aManager.GetProvisionsError();
 }
 
 } // namespace
