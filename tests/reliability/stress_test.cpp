@@ -306,9 +306,10 @@ TEST_F(Stress, ModelIsTrueWhenAllIsDoneAndNothingWasLost)
         }
     }
     EXPECT_EQ(lDescriptors, CountDescriptors());
-    if (!kIsSanitized)
+    if (!kIsSanitized) // what is still on its way takes some, too
     {
-        EXPECT_LT(mallinfo2().uordblks, lMemory + kMostGrowth);
+        EXPECT_TRUE(WaitUntil([&] { return mallinfo2().uordblks < lMemory + kMostGrowth; }))
+            << lMemory << " " << mallinfo2().uordblks;
     }
     EXPECT_EQ(0, lManager->RemoveObserver(&lOutcomes));
     std::printf("%ld requests, %ld records, %ld joins, %ld daemons\n", mConnects.load(), mRecords.load(), mJoins.load(),
