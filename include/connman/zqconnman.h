@@ -44,10 +44,7 @@ class zqConnMan;
 /** What a message of a certain form is decoded with; internal. */
 struct zqDBusCFForm;
 
-namespace zq
-{
-
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 namespace Delegate
@@ -242,9 +239,7 @@ public:
     ~ServiceConnectPendingCall() override;
 };
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan
 
 /** Whether TechnologySetProperty waits for the daemon's answer. */
 enum ConnmanMethodSyncFlag

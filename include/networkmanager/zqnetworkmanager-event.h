@@ -21,10 +21,7 @@
 
 #include <utility>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 class Manager;
@@ -387,8 +384,6 @@ private:
 
 } // namespace Event
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_EVENT_H

@@ -10,10 +10,7 @@
 #include <zqevent.h>
 #include <zqexport.h>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 class Manager;
@@ -59,8 +56,6 @@ class Manager;
  */
 ZQ_EXPORT Manager *CreateManager(zqError &aError, zqEventQueue *aQueue);
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_FACTORY_H

@@ -21,10 +21,7 @@
 #include <set>
 #include <thread>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 /**
@@ -700,8 +697,6 @@ private:
     mutable ProvisionsLock mProvisionsLock;
 };
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_MANAGER_H

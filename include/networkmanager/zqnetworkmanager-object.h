@@ -86,10 +86,7 @@ public:
     }
 };
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 /**
@@ -202,8 +199,6 @@ inline bool operator!=(const Object &aFirst, const Object &aSecond)
     return !(aFirst == aSecond);
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_OBJECT_H

@@ -11,10 +11,7 @@
 
 #include <memory>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 /**
@@ -173,8 +170,6 @@ zqSharedPtr<Object> ObjectList::Find(const CFUSharedRef<Pattern> &aPattern, Pred
     return lReturn;
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_OBJECTLIST_H

@@ -10,10 +10,7 @@
 #include <zqnetworkmanager-service.h>
 #include <zqnetworkmanager-technology.h>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 class Manager;
@@ -118,8 +115,6 @@ public:
 
 } // namespace Observer
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_OBSERVER_H

@@ -14,13 +14,7 @@
 
 #include <new>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Private
+namespace zq::NetworkManager::Private
 {
 
 /**
@@ -79,10 +73,6 @@ ZQ_EXPORT zqError BroadcastServiceInput(zqIEventHandler *aHandler, zqEventQueue 
 ZQ_EXPORT zqError BroadcastServiceError(zqIEventHandler *aHandler, zqEventQueue &aQueue, Manager *aManager,
                                         Service *aService, CFStringRef anError);
 
-} // namespace Private
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Private
 
 #endif // ZQNETWORKMANAGER_PRIVATE_H

@@ -9,10 +9,7 @@
 
 #include <zqnetworkmanager-object.h>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 /**
@@ -133,8 +130,6 @@ private:
 /** True when the identifiers are equal. */
 ZQ_EXPORT bool operator==(const Provision &aFirst, const Provision &aSecond);
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_PROVISION_H

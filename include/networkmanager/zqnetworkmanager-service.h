@@ -8,10 +8,7 @@
 
 #include <zqnetworkmanager-object.h>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 /**
@@ -211,8 +208,6 @@ private:
 /** True when the paths are equal. */
 ZQ_EXPORT bool operator==(const Service &aFirst, const Service &aSecond);
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_SERVICE_H

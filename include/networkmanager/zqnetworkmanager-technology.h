@@ -8,10 +8,7 @@
 
 #include <zqnetworkmanager-object.h>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 /**
@@ -86,8 +83,6 @@ private:
 /** True when the paths are equal. */
 ZQ_EXPORT bool operator==(const Technology &aFirst, const Technology &aSecond);
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager
 
 #endif // ZQNETWORKMANAGER_TECHNOLOGY_H

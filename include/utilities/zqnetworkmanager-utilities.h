@@ -17,13 +17,7 @@
 
 #include <netinet/in.h>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Utilities
+namespace zq::NetworkManager::Utilities
 {
 
 /** True when both are there and equal, letter case included. */
@@ -141,10 +135,6 @@ ZQ_EXPORT bool IsValidChannel(uint16_t aChannel);
 
 } // namespace SixLoWPAN
 
-} // namespace Utilities
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Utilities
 
 #endif // ZQNETWORKMANAGER_UTILITIES_H

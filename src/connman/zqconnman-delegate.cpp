@@ -5,13 +5,7 @@
 
 #include "zqconnman-private.h"
 
-namespace zq
-{
-
-namespace ConnMan
-{
-
-namespace Delegate
+namespace zq::ConnMan::Delegate
 {
 
 Base::~Base() = default;
@@ -40,8 +34,4 @@ zqError Default::ServiceRequestInput(zqConnMan *, CFStringRef, CFDictionaryRef)
     return zqError_None;
 }
 
-} // namespace Delegate
-
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan::Delegate

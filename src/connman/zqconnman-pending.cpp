@@ -5,10 +5,7 @@
 
 #include "zqconnman-private.h"
 
-namespace zq
-{
-
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 std::atomic<UInt32> PendingCall::sIdentifier{ 0 };
@@ -106,6 +103,4 @@ TechnologyScanPendingCall::~TechnologyScanPendingCall()
         GetConnMan()->SetScanning(false);
 }
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan

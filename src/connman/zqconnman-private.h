@@ -12,10 +12,7 @@
 #define ZQ_LOG_COMPONENT "connman"
 #define ZQ_LOG_FILE "zqconnman"
 
-namespace zq
-{
-
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 constexpr const char *kBusDaemonName       = "org.freedesktop.DBus";
@@ -103,9 +100,7 @@ CFUSharedRef<CFStringRef> MakeString(const char *aText) noexcept;
 /** The string for a text of the wire: that of the vocabulary, lent, or null when the vocabulary lacks the text. */
 CFStringRef FindCommonString(const char *aText) noexcept;
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan
 
 // What messages are decoded with. A signature that is not the form's is an
 // assertion and -5; a refused element is -5; memory -7. Results are set only

@@ -17,10 +17,7 @@
 
 #include <unistd.h>
 
-namespace zq
-{
-
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 constexpr const char *kProvisionsDirectory = "/var/lib/connman";
@@ -161,8 +158,6 @@ private:
     ProvisionsLock mLock;
 };
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan
 
 #endif // ZQCONNMAN_PROVISIONS_H

@@ -15,10 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace zq
-{
-
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 namespace
@@ -176,6 +173,4 @@ zqError ProvisionsFile::RemoveLeftovers()
     return lReturn;
 }
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan

@@ -18,10 +18,7 @@
 #include <pthread.h>
 #include <sys/stat.h>
 
-namespace zq
-{
-
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 namespace
@@ -150,6 +147,4 @@ void ProvisionsLock::ForkEndsInChild() noexcept
     sMutex.unlock();
 }
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan

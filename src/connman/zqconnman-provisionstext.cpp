@@ -14,10 +14,7 @@
 
 #include <fcntl.h>
 
-namespace zq
-{
-
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 namespace
@@ -454,6 +451,4 @@ catch (const std::bad_alloc &)
     return zqError_NoResources;
 }
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan

@@ -9,10 +9,7 @@
 #include <cstring>
 #include <new>
 
-namespace zq
-{
-
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 namespace
@@ -154,6 +151,4 @@ UTF8Text::UTF8Text(CFStringRef aString) noexcept
         mText = mBuffer;
 }
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan

@@ -10,11 +10,7 @@
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-connman"
 
-namespace zq
-{
-namespace NetworkManager
-{
-namespace ConnMan
+namespace zq::NetworkManager::ConnMan
 {
 
 namespace
@@ -301,6 +297,4 @@ void Manager::TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqErr
     (void)ZQ_CHECK(lError == 0);
 }
 
-} // namespace ConnMan
-} // namespace NetworkManager
-} // namespace zq
+} // namespace zq::NetworkManager::ConnMan

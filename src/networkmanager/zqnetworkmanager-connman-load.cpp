@@ -11,11 +11,7 @@
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-connman"
 
-namespace zq
-{
-namespace NetworkManager
-{
-namespace ConnMan
+namespace zq::NetworkManager::ConnMan
 {
 
 namespace
@@ -210,6 +206,4 @@ zqError Manager::DropTechnologies(CFArrayRef aPaths)
     return UpdateTechnologies(aPaths, false);
 }
 
-} // namespace ConnMan
-} // namespace NetworkManager
-} // namespace zq
+} // namespace zq::NetworkManager::ConnMan

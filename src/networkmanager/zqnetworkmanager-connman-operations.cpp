@@ -12,11 +12,7 @@
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-connman"
 
-namespace zq
-{
-namespace NetworkManager
-{
-namespace ConnMan
+namespace zq::NetworkManager::ConnMan
 {
 
 namespace
@@ -182,6 +178,4 @@ zqError Manager::TechnologySetProperty(const Technology &aTechnology, const CFUS
                                           lAsync ? kConnmanMethodAsync : kConnmanMethodSync);
 }
 
-} // namespace ConnMan
-} // namespace NetworkManager
-} // namespace zq
+} // namespace zq::NetworkManager::ConnMan

@@ -17,11 +17,7 @@
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-connman"
 
-namespace zq
-{
-namespace NetworkManager
-{
-namespace ConnMan
+namespace zq::NetworkManager::ConnMan
 {
 
 namespace
@@ -146,6 +142,4 @@ void Manager::PropertyNotSet(const CFUSharedRef<CFStringRef> &aKey, unsigned int
     }
 }
 
-} // namespace ConnMan
-} // namespace NetworkManager
-} // namespace zq
+} // namespace zq::NetworkManager::ConnMan

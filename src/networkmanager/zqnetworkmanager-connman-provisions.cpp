@@ -18,11 +18,7 @@
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-connman"
 
-namespace zq
-{
-namespace NetworkManager
-{
-namespace ConnMan
+namespace zq::NetworkManager::ConnMan
 {
 
 namespace
@@ -423,6 +419,4 @@ zqError Manager::NoteSeen(const Records &aListed, const Records &aMerged, const 
     return lReturn;
 }
 
-} // namespace ConnMan
-} // namespace NetworkManager
-} // namespace zq
+} // namespace zq::NetworkManager::ConnMan

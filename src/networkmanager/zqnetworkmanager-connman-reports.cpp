@@ -14,11 +14,7 @@
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-connman"
 
-namespace zq
-{
-namespace NetworkManager
-{
-namespace ConnMan
+namespace zq::NetworkManager::ConnMan
 {
 
 bool Manager::IsDaemonLost(zqError anError)
@@ -221,6 +217,4 @@ zqError Manager::CopyObjectProperties(CFStringRef aPath, Get aGet, CFDictionaryR
     return lReturn;
 }
 
-} // namespace ConnMan
-} // namespace NetworkManager
-} // namespace zq
+} // namespace zq::NetworkManager::ConnMan

@@ -14,9 +14,7 @@
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-connman"
 
-namespace zq
-{
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 namespace
@@ -165,5 +163,4 @@ int Manager::HandleEvents(PRPollDesc *aDescriptors)
 }
 
 } // namespace ConnMan
-} // namespace NetworkManager
-} // namespace zq
+} // namespace zq::NetworkManager

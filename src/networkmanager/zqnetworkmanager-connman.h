@@ -18,11 +18,7 @@
 #include <mutex>
 #include <set>
 
-namespace zq
-{
-namespace NetworkManager
-{
-namespace ConnMan
+namespace zq::NetworkManager::ConnMan
 {
 
 /**
@@ -253,8 +249,6 @@ private:
     std::map<zqString, unsigned int>     mLatestSets; // how often each property was set
 };
 
-} // namespace ConnMan
-} // namespace NetworkManager
-} // namespace zq
+} // namespace zq::NetworkManager::ConnMan
 
 #endif // ZQNETWORKMANAGER_CONNMAN_H

@@ -1,12 +1,6 @@
 #include <zqnetworkmanager-event.h>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Event
+namespace zq::NetworkManager::Event
 {
 
 bool IsType(const zqEvent *anEvent)
@@ -148,8 +142,4 @@ TechnologyDidNotScan::~TechnologyDidNotScan()   = default;
 DidPrepareForSleep::~DidPrepareForSleep()       = default;
 DidNotPrepareForSleep::~DidNotPrepareForSleep() = default;
 
-} // namespace Event
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Event

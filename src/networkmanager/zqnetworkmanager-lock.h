@@ -5,13 +5,7 @@
 
 #include <prlock.h>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Private
+namespace zq::NetworkManager::Private
 {
 
 /** Holds a lock, which is null for something that is not initialised: nobody else has that then. */
@@ -52,10 +46,6 @@ private:
     const T &mLockable;
 };
 
-} // namespace Private
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Private
 
 #endif // ZQNETWORKMANAGER_LOCK_H

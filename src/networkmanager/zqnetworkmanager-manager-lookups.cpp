@@ -7,10 +7,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 using Private::IsEqual;
@@ -161,6 +158,4 @@ zqError Manager::ManagerLookupProvision(const CFUSharedRef<CFDictionaryRef> &aPr
         CFURetain(Private::GetString(aProperties.Get(), kServicePropertyProvisionIdentifier)), aProvision);
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

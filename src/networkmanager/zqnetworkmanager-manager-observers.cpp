@@ -11,10 +11,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 using Private::LockOf;
@@ -172,6 +169,4 @@ zqError Manager::Notify(Observer::Base *aObserver)
     return lReturn;
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

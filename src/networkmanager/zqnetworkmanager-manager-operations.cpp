@@ -8,10 +8,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 using Private::ScopedLock;
@@ -108,6 +105,4 @@ zqError Manager::TechnologyOnlineCheck(const CFUSharedRef<CFStringRef> &aType)
     return zqError_NotConnected;
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

@@ -9,10 +9,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 namespace
@@ -273,6 +270,4 @@ zqError Manager::ReplaceProvision(const CFUSharedRef<CFStringRef> &anIdentifier,
     return AddProvision(lRecord, lProvision);
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

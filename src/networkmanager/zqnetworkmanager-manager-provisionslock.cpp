@@ -16,10 +16,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 namespace
@@ -121,6 +118,4 @@ int Manager::ProvisionsHold::GetTimeLeft() const
     return mIsHeld ? std::max(static_cast<int>(lLeft.count()), 0) : 0;
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

@@ -10,10 +10,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 using Observer::Base;
@@ -309,6 +306,4 @@ zqError Manager::SignalDidNotPrepareForSleep(zqError anError)
     return Signal(&Base::DidNotPrepareForSleep, &Private::BroadcastDidNotPrepareForSleep, anError);
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

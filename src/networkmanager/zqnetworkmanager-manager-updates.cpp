@@ -10,10 +10,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 using Private::AsString;
@@ -301,6 +298,4 @@ zqError Manager::AddProvisions(CFDictionaryRef aProvisions)
     return zqError_None;
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

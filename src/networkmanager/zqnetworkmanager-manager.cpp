@@ -12,10 +12,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 using Private::ScopedLock;
@@ -239,6 +236,4 @@ zqError Manager::SetNetworkResetWillRemoveTechnology(const zqString &aTechnology
     return zqError_None;
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

@@ -10,10 +10,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-object"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 using Private::ScopedLock;
@@ -163,6 +160,4 @@ bool operator==(const Object &aFirst, const Object &aSecond)
     return Private::IsEqual(lFirst.Get(), lSecond.Get());
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

@@ -13,10 +13,7 @@
 #define ZQ_LOG_COMPONENT "network manager"
 #define ZQ_LOG_FILE "zqnetworkmanager-objectlist"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 using Private::ScopedLock;
@@ -416,6 +413,4 @@ void ObjectList::Unlock() const
         (void)PR_Unlock(lOpaqueLock.uNetscape);
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

@@ -1,12 +1,6 @@
 #include <zqnetworkmanager-observer.h>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Observer
+namespace zq::NetworkManager::Observer
 {
 
 Base::~Base() = default;
@@ -58,8 +52,4 @@ void Default::DidPrepareForSleep(Manager *) {}
 
 void Default::DidNotPrepareForSleep(Manager *, zqError) {}
 
-} // namespace Observer
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Observer

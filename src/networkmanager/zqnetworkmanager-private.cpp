@@ -1,12 +1,6 @@
 #include <zqnetworkmanager-private.h>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Private
+namespace zq::NetworkManager::Private
 {
 
 template zqError BroadcastObjectsChanged<Service, Event::ServicesAdded>(zqIEventHandler *, zqEventQueue &, Manager *,
@@ -49,8 +43,4 @@ zqError BroadcastServiceError(zqIEventHandler *aHandler, zqEventQueue &aQueue, M
     return Broadcast<Event::ServiceError>(aHandler, aQueue, aManager, aService, anError);
 }
 
-} // namespace Private
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Private

@@ -10,10 +10,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-provision"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 namespace
@@ -243,6 +240,4 @@ bool operator==(const Provision &aFirst, const Provision &aSecond)
     return static_cast<const Object &>(aFirst) == static_cast<const Object &>(aSecond);
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

@@ -8,10 +8,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-service"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 namespace
@@ -354,6 +351,4 @@ bool operator==(const Service &aFirst, const Service &aSecond)
     return static_cast<const Object &>(aFirst) == static_cast<const Object &>(aSecond);
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

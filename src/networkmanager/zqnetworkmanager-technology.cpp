@@ -8,10 +8,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-technology"
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 namespace
@@ -127,6 +124,4 @@ bool operator==(const Technology &aFirst, const Technology &aSecond)
     return static_cast<const Object &>(aFirst) == static_cast<const Object &>(aSecond);
 }
 
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager

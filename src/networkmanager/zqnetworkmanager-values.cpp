@@ -2,13 +2,7 @@
 
 #include <zqlog.h>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Private
+namespace zq::NetworkManager::Private
 {
 
 zqError CollectLocked(const Object &anObject, const CachedProperty *aTable, int aFirst, int aLast, CFTypeRef *aValues,
@@ -51,8 +45,4 @@ bool IsEqual(CFStringRef aFirst, CFStringRef aSecond)
     return aFirst != nullptr && aSecond != nullptr && CFStringCompare(aFirst, aSecond, 0) == kCFCompareEqualTo;
 }
 
-} // namespace Private
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Private

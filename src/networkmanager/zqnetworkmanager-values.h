@@ -10,13 +10,7 @@
 #include <zqlog.h>
 #include <zqnetworkmanager-object.h>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Private
+namespace zq::NetworkManager::Private
 {
 
 /** A property that a kind of object caches. */
@@ -89,10 +83,6 @@ inline CFUSharedRef<CFBooleanRef> SharedBoolean(bool aValue)
     return CFUAdopt(CFUBooleanCreate(aValue));
 }
 
-} // namespace Private
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Private
 
 #endif // ZQNETWORKMANAGER_VALUES_H

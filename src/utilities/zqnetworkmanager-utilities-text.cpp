@@ -5,13 +5,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-utilities"
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Utilities
+namespace zq::NetworkManager::Utilities
 {
 
 namespace
@@ -65,8 +59,4 @@ zqError MakeText(CFStringRef aText, zqString &aResult)
     return zqError_None;
 }
 
-} // namespace Utilities
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Utilities

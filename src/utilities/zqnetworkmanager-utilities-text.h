@@ -12,13 +12,7 @@
 
 #include <zqstring.h>
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Utilities
+namespace zq::NetworkManager::Utilities
 {
 
 /** @retval 0, -2, or -5 for what is no UTF-8, which is logged. */
@@ -27,10 +21,6 @@ zqError MakeText(const char *aText, zqString &aResult);
 /** Needs no memory. @retval 0, or -5 for a string that C would end early, at a NUL inside, which is logged. */
 zqError MakeText(CFStringRef aText, zqString &aResult);
 
-} // namespace Utilities
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Utilities
 
 #endif // ZQNETWORKMANAGER_UTILITIES_TEXT_H

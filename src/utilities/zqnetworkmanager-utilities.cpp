@@ -10,13 +10,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-utilities"
 
-namespace zq
-{
-
-namespace NetworkManager
-{
-
-namespace Utilities
+namespace zq::NetworkManager::Utilities
 {
 
 namespace
@@ -204,8 +198,4 @@ bool IsValidChannel(uint16_t aChannel)
 
 } // namespace SixLoWPAN
 
-} // namespace Utilities
-
-} // namespace NetworkManager
-
-} // namespace zq
+} // namespace zq::NetworkManager::Utilities

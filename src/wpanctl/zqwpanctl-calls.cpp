@@ -13,9 +13,7 @@
 #define ZQ_LOG_COMPONENT "wpanctl"
 #define ZQ_LOG_FILE "zqwpanctl"
 
-namespace zq
-{
-namespace WPAN
+namespace zq::WPAN
 {
 
 namespace
@@ -139,8 +137,7 @@ zqError ReadReply(DBusMessage *aReply, CFUSharedRef<CFTypeRef> *aValue) noexcept
     return *aValue ? zqError_None : zqError_Failed;
 }
 
-} // namespace WPAN
-} // namespace zq
+} // namespace zq::WPAN
 
 // The receivers
 

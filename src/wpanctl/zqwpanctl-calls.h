@@ -14,9 +14,7 @@
 #include <initializer_list>
 #include <memory>
 
-namespace zq
-{
-namespace WPAN
+namespace zq::WPAN
 {
 
 /** One method: the D-Bus types of its arguments, and how many milliseconds the daemon has for it. */
@@ -98,8 +96,7 @@ zqError SendWith(std::unique_ptr<Helper> aHelper, const Send &aSend) noexcept
     return lReturn;
 }
 
-} // namespace WPAN
-} // namespace zq
+} // namespace zq::WPAN
 
 /** The bus deletes it once it was told the one outcome of its call. */
 class zqWPANCtl::Interface::AsyncCommandResponseHelper : public zqDBusPendingCall

@@ -16,9 +16,7 @@
 #define ZQ_LOG_COMPONENT "wpanctl"
 #define ZQ_LOG_FILE "zqwpanctl"
 
-namespace zq
-{
-namespace WPAN
+namespace zq::WPAN
 {
 
 namespace
@@ -248,5 +246,4 @@ catch (...)
     return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
 }
 
-} // namespace WPAN
-} // namespace zq
+} // namespace zq::WPAN

@@ -21,9 +21,7 @@
 
 class zqDBus;
 
-namespace zq
-{
-namespace WPAN
+namespace zq::WPAN
 {
 
 constexpr const char kInterface[]  = "com.corvanix.MeshLink";
@@ -107,7 +105,6 @@ public:
 /** The message filter. */
 DBusHandlerResult HandleMessage(DBusConnection *aConnection, DBusMessage *aMessage, void *aContext) noexcept;
 
-} // namespace WPAN
-} // namespace zq
+} // namespace zq::WPAN
 
 #endif // ZQWPANCTL_PRIVATE_H
