@@ -6,8 +6,8 @@ if(NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU)
 endif()
 
 file(GLOB HEADERS CONFIGURE_DEPENDS
-  ${CMAKE_SOURCE_DIR}/platform/*/include/*.h ${CMAKE_SOURCE_DIR}/platform/*/src/*.h
-  ${CMAKE_SOURCE_DIR}/include/*/*.h ${CMAKE_SOURCE_DIR}/include/*/*/*.h ${CMAKE_SOURCE_DIR}/src/*/*.h)
+  ${PROJECT_SOURCE_DIR}/platform/*/include/*.h ${PROJECT_SOURCE_DIR}/platform/*/src/*.h
+  ${PROJECT_SOURCE_DIR}/include/*/*.h ${PROJECT_SOURCE_DIR}/include/*/*/*.h ${PROJECT_SOURCE_DIR}/src/*/*.h)
 list(TRANSFORM HEADERS REPLACE "(.+)" "#include \"\\1\"\n")
 list(JOIN HEADERS "" HEADERS)
 file(CONFIGURE OUTPUT declarations.cpp CONTENT "${HEADERS}")
@@ -17,5 +17,5 @@ target_link_libraries(zq-declarations PRIVATE zq-headers-public PkgConfig::GLIB)
 target_compile_options(zq-declarations PRIVATE
   -O0 -g2 -fkeep-inline-functions -fno-eliminate-unused-debug-types -femit-class-debug-always)
 
-add_test(NAME declarations COMMAND ${CMAKE_SOURCE_DIR}/cmake/declarations
+add_test(NAME declarations COMMAND ${PROJECT_SOURCE_DIR}/cmake/declarations
   $<TARGET_OBJECTS:zq-declarations> $<TARGET_FILE:zqplatform> $<TARGET_FILE:zqnetworkmanager>)
