@@ -85,13 +85,13 @@ class Model
 public:
     explicit Model(int aCount)
     {
-        Test::FakeConnMan::Objects lServices;
+        Mock::FakeConnMan::Objects lServices;
         zqError                    lError = 0;
 
         for (int lIndex = 0; lIndex < aCount; ++lIndex)
-            lServices.emplace_back(ServicePath(lIndex), Test::FakeConnMan::WiFiService("Network"));
+            lServices.emplace_back(ServicePath(lIndex), Mock::FakeConnMan::WiFiService("Network"));
         mFake.AddServices(lServices);
-        Require(Test::SystemBus().Start() && mFake.Appear() && mQueue.Init() == 0);
+        Require(Mock::SystemBus().Start() && mFake.Appear() && mQueue.Init() == 0);
 
         mManager.reset(NetworkManager::CreateManager(lError, &mQueue));
         Require(lError == 0 && mManager->AddObserver(&mCounter) == 0);
@@ -109,7 +109,7 @@ public:
     void Emit(int aCount)
     {
         for (int lIndex = 0; lIndex < kBurst; ++lIndex)
-            mFake.Emit(ServicePath(lIndex * 7919 % aCount), Test::FakeConnMan::kService, "PropertyChanged",
+            mFake.Emit(ServicePath(lIndex * 7919 % aCount), Mock::FakeConnMan::kService, "PropertyChanged",
                        "('Strength', <byte " + std::to_string(++mStrength % 100) + ">)");
         mFake.Flush();
     }
@@ -133,7 +133,7 @@ public:
 
 private:
     zqEventQueue                             mQueue;
-    Test::FakeConnMan                        mFake;
+    Mock::FakeConnMan                        mFake;
     Counter                                  mCounter;
     std::unique_ptr<NetworkManager::Manager> mManager;
     int                                      mStrength = 0;
@@ -143,7 +143,7 @@ void PropertyChanged(benchmark::State &aState)
 {
     const int      lCount = static_cast<int>(aState.range(0));
     Model          lModel(lCount);
-    BareConnection lBare(Test::SystemBus().GetAddress());
+    BareConnection lBare(Mock::SystemBus().GetAddress());
 
     Compare(
         aState, "property to observer", lCount, kBurst,

@@ -16,13 +16,15 @@
 #include <zqconnman.h>
 
 #include "describe.h"
-#include "fakeconnman.h"
 #include "logcapture.h"
-#include "privatebus.h"
-#include "waituntil.h"
+#include <fakeconnman.h>
+#include <privatebus.h>
+#include <waituntil.h>
 
 namespace zq::Test
 {
+
+using namespace Mock;
 
 using Events = std::vector<std::string>;
 

@@ -108,7 +108,7 @@ bool PollOnce(zqDBus *aBus)
     unsigned int      lCount       = 0;
     PRPollDesc *const lDescriptors = aBus->GetPollDescriptors(lCount, nullptr);
 
-    if (PR_Poll(lDescriptors, static_cast<PRIntn>(lCount), PR_MillisecondsToInterval(kWaitLimit.count())) <= 0)
+    if (PR_Poll(lDescriptors, static_cast<PRIntn>(lCount), PR_MillisecondsToInterval(gWaitLimit.load().count())) <= 0)
         return false;
 
     EXPECT_EQ(1, aBus->HandleEvents(lDescriptors));
@@ -118,7 +118,7 @@ bool PollOnce(zqDBus *aBus)
 
 bool Drive(zqDBus *aBus, const std::function<bool()> &aCondition)
 {
-    const auto lEnd = std::chrono::steady_clock::now() + kWaitLimit;
+    const auto lEnd = std::chrono::steady_clock::now() + gWaitLimit.load();
 
     while (!aCondition())
     {

@@ -25,6 +25,8 @@
 namespace zq::Test
 {
 
+using namespace Mock;
+
 constexpr char kPeerName[]      = "com.example.Peer";
 constexpr char kPeerInterface[] = "com.example.Interface";
 constexpr char kPeerPath[]      = "/com/example";

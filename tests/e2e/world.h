@@ -14,6 +14,8 @@
 namespace zq::Test
 {
 
+using namespace Mock;
+
 /** Move the world: "cable down", "daemon kill". */
 bool World(const std::string &aCommand);
 

@@ -20,6 +20,7 @@
 #include <memory>
 #include <vector>
 
+using namespace zq::Mock;
 using namespace zq::Test;
 using namespace zq::NetworkManager;
 

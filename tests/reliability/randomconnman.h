@@ -16,6 +16,8 @@
 namespace zq::Test
 {
 
+using namespace Mock;
+
 /** One thread changes it; requests of anybody change nothing of what is compared. */
 class RandomConnMan
 {

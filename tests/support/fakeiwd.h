@@ -10,10 +10,12 @@
 #include <map>
 #include <string>
 
-#include "fakepeer.h"
+#include <fakepeer.h>
 
 namespace zq::Test
 {
+
+using namespace Mock;
 
 /** ConnMan 1.41 may crash when it goes: let it live longer. */
 class FakeIwd final : public FakePeer

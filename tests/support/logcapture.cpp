@@ -4,7 +4,7 @@
 
 #include <zqlog.h>
 
-#include "waituntil.h"
+#include <waituntil.h>
 
 namespace zq::Test
 {
@@ -64,7 +64,7 @@ std::size_t LogCapture::Count(const std::string &aText, int aLevel) const
 
 bool LogCapture::WaitFor(const std::string &aText, int aLevel) const
 {
-    return WaitUntil([&] { return Contains(aText, aLevel); });
+    return Mock::WaitUntil([&] { return Contains(aText, aLevel); });
 }
 
 std::string LogCapture::GetText() const

@@ -1,11 +1,28 @@
 #include <gtest/gtest.h>
 
-#include "privatebus.h"
+#include <privatebus.h>
+#include <waituntil.h>
+
+namespace
+{
+
+/** Once something has failed, what is waited for mostly does not come: the program fails soon. */
+class Impatience final : public testing::EmptyTestEventListener
+{
+    void OnTestPartResult(const testing::TestPartResult &aResult) override
+    {
+        if (aResult.failed())
+            zq::Mock::gWaitLimit = std::chrono::seconds(1);
+    }
+};
+
+} // namespace
 
 int main(int anArgumentCount, char **anArguments)
 {
     testing::InitGoogleTest(&anArgumentCount, anArguments);
-    zq::Test::UseNoSystemBus();
+    testing::UnitTest::GetInstance()->listeners().Append(new Impatience);
+    zq::Mock::UseNoSystemBus();
 
     return RUN_ALL_TESTS();
 }

@@ -4,8 +4,6 @@
 #include <sstream>
 #include <utility>
 
-#include "waituntil.h"
-
 namespace zq::Test
 {
 

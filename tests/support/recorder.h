@@ -13,11 +13,14 @@
 #include <string>
 #include <vector>
 
+#include <waituntil.h>
+
 #include "cfvalues.h"
 
 namespace zq::Test
 {
 
+using namespace Mock;
 using namespace NetworkManager;
 
 using Lines = std::vector<std::string>;

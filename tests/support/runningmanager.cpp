@@ -1,6 +1,6 @@
 #include "runningmanager.h"
 
-#include "fakeconnman.h"
+#include <fakeconnman.h>
 
 namespace zq::Test
 {

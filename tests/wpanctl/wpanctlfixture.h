@@ -24,6 +24,8 @@
 namespace zq::Test
 {
 
+using namespace Mock;
+
 using Lines = std::vector<std::string>;
 
 class WPANCtl : public testing::Test

@@ -133,7 +133,7 @@ int Tool::Wait()
         return waitpid(mPid, &lStatus, WNOHANG) == mPid;
     };
 
-    if (!WaitUntil(lEnded, 4 * kWaitLimit))
+    if (!WaitUntil(lEnded, 4 * gWaitLimit.load()))
         return -1;
 
     mPid = -1;

@@ -13,12 +13,14 @@
 #include <nlohmann/json.hpp>
 #include <sys/types.h>
 
-#include "fakeconnman.h"
-#include "privatebus.h"
-#include "waituntil.h"
+#include <fakeconnman.h>
+#include <privatebus.h>
+#include <waituntil.h>
 
 namespace zq::Test
 {
+
+using namespace Mock;
 
 using Json  = nlohmann::json;
 using Words = std::vector<std::string>;

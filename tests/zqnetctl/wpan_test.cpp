@@ -1,6 +1,6 @@
 #include "tool.h"
 
-#include "fakemeshd.h"
+#include <fakemeshd.h>
 
 namespace zq::Test
 {

@@ -1,20 +1,20 @@
 /**
  *  @file
- *    A message bus of the test's own.
+ *    A message bus of the program's own.
  *
- *  The test programs' main() points DBUS_SYSTEM_BUS_ADDRESS at an address where
- *  nobody listens, so that no test can reach the machine's bus. SystemBus()
- *  starts the program's own bus and points the variable at that.
+ *  UseNoSystemBus() points DBUS_SYSTEM_BUS_ADDRESS at an address where nobody
+ *  listens, so that nothing can reach the machine's bus. SystemBus() starts the
+ *  program's own bus and points the variable at that.
  */
 
-#ifndef ZQ_TEST_PRIVATEBUS_H
-#define ZQ_TEST_PRIVATEBUS_H
+#ifndef ZQ_MOCK_PRIVATEBUS_H
+#define ZQ_MOCK_PRIVATEBUS_H
 
 #include <string>
 
 #include <sys/types.h>
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 /**
@@ -61,6 +61,6 @@ PrivateBus &SystemBus();
 /** Make the system bus unreachable for connections that are opened from now on. */
 void UseNoSystemBus();
 
-} // namespace zq::Test
+} // namespace zq::Mock
 
-#endif // ZQ_TEST_PRIVATEBUS_H
+#endif // ZQ_MOCK_PRIVATEBUS_H

@@ -1,12 +1,12 @@
 /**
  *  @file
- *    The story of connman-netns, played by the fake ConnMan where the kernel
- *    refuses namespaces.
+ *    ConnMan, played: the story of connman-netns by the fake daemon, where the
+ *    kernel refuses namespaces.
  *
- *      zq-fake-connmand COMMAND [ARGUMENT...]   on a bus of its own
- *      zq-fake-connmand cable down|up           from inside
- *      zq-fake-connmand daemon start|stop|kill
- *      zq-fake-connmand thread up               a Thread network over wpan0
+ *      zq-mock-connmand COMMAND [ARGUMENT...]   on a bus of its own
+ *      zq-mock-connmand cable down|up           from inside
+ *      zq-mock-connmand daemon start|stop|kill
+ *      zq-mock-connmand thread up               a Thread network over wpan0
  */
 
 #include <cstdio>
@@ -22,7 +22,7 @@
 #include "fakeconnman.h"
 #include "privatebus.h"
 
-using namespace zq::Test;
+using namespace zq::Mock;
 
 namespace
 {
@@ -152,7 +152,7 @@ int main(int anArgumentCount, char **anArguments)
 
     if (lPipe != nullptr || anArgumentCount < 2)
     {
-        std::fprintf(stderr, "usage: zq-fake-connmand COMMAND [ARGUMENT...]\n");
+        std::fprintf(stderr, "usage: zq-mock-connmand COMMAND [ARGUMENT...]\n");
         return 2;
     }
 

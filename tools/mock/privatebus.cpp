@@ -10,7 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 namespace
@@ -76,7 +76,7 @@ PrivateBus::PrivateBus() : mOwner(getpid()), mPid(0)
 
 PrivateBus::~PrivateBus()
 {
-    // A death test's process ends too, and the bus is not its own.
+    // A child that this process forked ends too, and the bus is not its own.
     if (getpid() != mOwner)
         return;
 
@@ -157,4 +157,4 @@ void UseNoSystemBus()
     setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/zq-no-bus", 1);
 }
 
-} // namespace zq::Test
+} // namespace zq::Mock

@@ -1,6 +1,6 @@
 #include "fakemeshd.h"
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 namespace
@@ -200,4 +200,4 @@ Answer FakeMeshd::AnswerLocked(const Call &aCall, GVariant *aBody)
     return Answer::Value("(0,)");
 }
 
-} // namespace zq::Test
+} // namespace zq::Mock

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 namespace
@@ -420,4 +420,4 @@ Answer FakeConnMan::AnswerServiceLocked(const Call &aCall, Properties &aProperti
     return Answer::Value("");
 }
 
-} // namespace zq::Test
+} // namespace zq::Mock

@@ -8,7 +8,7 @@
 
 #include "waituntil.h"
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 namespace
@@ -497,4 +497,4 @@ void FakePeer::ReleaseHeldLocked()
         AnswerCallLocked(lMessage.get(), ReadCall(lMessage.get()), Answer::Normal());
 }
 
-} // namespace zq::Test
+} // namespace zq::Mock

@@ -28,7 +28,7 @@
 
 #include "fakemeshd.h"
 
-using namespace zq::Test;
+using namespace zq::Mock;
 
 namespace
 {
@@ -64,7 +64,7 @@ public:
         const auto lFound = lVerbs.find(lVerb);
 
         if (lFound == lVerbs.end())
-            std::cerr << "zq-fake-meshd: what is \"" << aLine << "\"?" << std::endl;
+            std::cerr << "zq-mock-meshd: what is \"" << aLine << "\"?" << std::endl;
         else
             lFound->second();
 
@@ -107,7 +107,7 @@ int main()
 
     if (!lPlayer.Appear())
     {
-        std::cerr << "zq-fake-meshd: the bus, or the name on it, cannot be had" << std::endl;
+        std::cerr << "zq-mock-meshd: the bus, or the name on it, cannot be had" << std::endl;
         return 3;
     }
 

@@ -1,8 +1,8 @@
 /**
  *  @file
- *    A scripted peer on the private bus.
+ *    A scripted peer on the system bus of this process.
  *
- *  It speaks through GDBus, so that the two ends of a test are different D-Bus
+ *  It speaks through GDBus, so that the two ends of a conversation are different D-Bus
  *  implementations, and below GDBus's objects, so that it can say what no
  *  decent peer would.
  *
@@ -11,8 +11,8 @@
  *  "" no arguments at all.
  */
 
-#ifndef ZQ_TEST_FAKEPEER_H
-#define ZQ_TEST_FAKEPEER_H
+#ifndef ZQ_MOCK_FAKEPEER_H
+#define ZQ_MOCK_FAKEPEER_H
 
 #include <cstdint>
 #include <list>
@@ -23,7 +23,7 @@
 
 #include <gio/gio.h>
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 /** The lock that every fake's state is under: hold it in a derived fake's operations. */
@@ -234,6 +234,6 @@ std::string GetArgument(GVariant *aBody, std::size_t anIndex);
 /** A value as text, with types. */
 std::string PrintValue(GVariant *aValue);
 
-} // namespace zq::Test
+} // namespace zq::Mock
 
-#endif // ZQ_TEST_FAKEPEER_H
+#endif // ZQ_MOCK_FAKEPEER_H

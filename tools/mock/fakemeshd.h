@@ -1,17 +1,17 @@
 /**
  *  @file
- *    A radio daemon that plays whatever a test asks of it.
+ *    A radio daemon that plays whatever it is told to.
  */
 
-#ifndef ZQ_TEST_FAKEMESHD_H
-#define ZQ_TEST_FAKEMESHD_H
+#ifndef ZQ_MOCK_FAKEMESHD_H
+#define ZQ_MOCK_FAKEMESHD_H
 
 #include <map>
 #include <string>
 
 #include "fakepeer.h"
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 /**
@@ -64,6 +64,6 @@ private:
     std::map<std::string, Properties> mInterfaces;
 };
 
-} // namespace zq::Test
+} // namespace zq::Mock
 
-#endif // ZQ_TEST_FAKEMESHD_H
+#endif // ZQ_MOCK_FAKEMESHD_H

@@ -1,10 +1,10 @@
 /**
  *  @file
- *    A ConnMan that plays whatever a test asks of it.
+ *    A ConnMan that plays whatever it is told to.
  */
 
-#ifndef ZQ_TEST_FAKECONNMAN_H
-#define ZQ_TEST_FAKECONNMAN_H
+#ifndef ZQ_MOCK_FAKECONNMAN_H
+#define ZQ_MOCK_FAKECONNMAN_H
 
 #include <map>
 #include <string>
@@ -13,7 +13,7 @@
 
 #include "fakepeer.h"
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 /** Property names with their values' texts: { "Strength", "byte 60" }. */
@@ -117,6 +117,6 @@ private:
     std::vector<std::pair<std::string, std::string>> mAgents;
 };
 
-} // namespace zq::Test
+} // namespace zq::Mock
 
-#endif // ZQ_TEST_FAKECONNMAN_H
+#endif // ZQ_MOCK_FAKECONNMAN_H
