@@ -294,8 +294,8 @@ TEST_F(Stress, ModelIsTrueWhenAllIsDoneAndNothingWasLost)
         std::string lDifference;
 
         // On a busy machine the loop follows the daemon from behind, by up to as long as it was disturbed.
-        EXPECT_TRUE(
-            WaitUntil([&] { return (lDifference = lDaemon.Differs(lManager.Get())).empty(); }, kWaitLimit + lDuration))
+        EXPECT_TRUE(WaitUntil([&] { return (lDifference = lDaemon.Differs(lManager.Get())).empty(); },
+                              Mock::gWaitLimit.load() + lDuration))
             << lDifference;
         EXPECT_TRUE(WaitUntil([&] { return lFollower.IsTrue(); }));
         EXPECT_TRUE(WaitUntil([&] { return lOutcomes.mCount >= mConnects; })) << lOutcomes.mCount << " " << mConnects;
