@@ -19,7 +19,6 @@ struct zqDBusCFForm
     const char  *mWhat;
     const char  *mSignature;
     zqDBusWalker mExact;
-    zqDBusWalker mTolerant;
     Wrapping     mWrapping;
 };
 
@@ -28,24 +27,21 @@ constexpr auto kWrapEntry  = zqDBusCFForm::kWrapEntry;
 constexpr auto kWrapObject = zqDBusCFForm::kWrapObject;
 
 // clang-format off
-const zqDBusCFForm kFormManagerProperties    = { "manager properties",    "a{sv}",     PropertiesWalker,           AnyWalker,        kWrapNone };
-const zqDBusCFForm kFormManagerProperty      = { "manager property",      "sv",        PropertiesWalker,           AnyWalker,        kWrapEntry };
-const zqDBusCFForm kFormServiceProperties    = { "service properties",    "a{sv}",     ServicePropertiesWalker,    AnyWalker,        kWrapNone };
-const zqDBusCFForm kFormServiceProperty      = { "service property",      "sv",        ServicePropertiesWalker,    AnyWalker,        kWrapEntry };
-const zqDBusCFForm kFormServices             = { "services",              "a(oa{sv})", ServiceObjectsWalker,       AnyObjectsWalker, kWrapNone };
-const zqDBusCFForm kFormTechnologyProperties = { "technology properties", "a{sv}",     TechnologyPropertiesWalker, AnyWalker,        kWrapNone };
-const zqDBusCFForm kFormTechnologyProperty   = { "technology property",   "sv",        PropertiesWalkerNoPaths,    AnyWalker,        kWrapEntry };
-const zqDBusCFForm kFormTechnologies         = { "technologies",          "a(oa{sv})", ObjectsWalker,              AnyObjectsWalker, kWrapNone };
-const zqDBusCFForm kFormTechnology           = { "technology",            "oa{sv}",    ObjectWalker,               AnyObjectsWalker, kWrapObject };
+const zqDBusCFForm kFormManagerProperties    = { "manager properties",    "a{sv}",     PropertiesWalker,           kWrapNone };
+const zqDBusCFForm kFormManagerProperty      = { "manager property",      "sv",        PropertiesWalker,           kWrapEntry };
+const zqDBusCFForm kFormServiceProperties    = { "service properties",    "a{sv}",     ServicePropertiesWalker,    kWrapNone };
+const zqDBusCFForm kFormServiceProperty      = { "service property",      "sv",        ServicePropertiesWalker,    kWrapEntry };
+const zqDBusCFForm kFormServices             = { "services",              "a(oa{sv})", ServiceObjectsWalker,       kWrapNone };
+const zqDBusCFForm kFormTechnologyProperties = { "technology properties", "a{sv}",     TechnologyPropertiesWalker, kWrapNone };
+const zqDBusCFForm kFormTechnologyProperty   = { "technology property",   "sv",        PropertiesWalkerNoPaths,    kWrapEntry };
+const zqDBusCFForm kFormTechnologies         = { "technologies",          "a(oa{sv})", ObjectsWalker,              kWrapNone };
+const zqDBusCFForm kFormTechnology           = { "technology",            "oa{sv}",    ObjectWalker,               kWrapObject };
 // clang-format on
 
 namespace
 {
 
-bool IsTolerant()
-{
-    return zqConnMan::GetDecoding() == zqConnMan::kDecodingTolerant;
-}
+constexpr zqDBusDecoding kTolerant = { zq::ConnMan::FindCommonString, false, true };
 
 zqError WalkWrapped(DBusMessageIter *anIterator, zqDBusWalker aWalker, zqDBusCFForm::Wrapping aWrapping,
                     zqDBusCFContext &aContext)
@@ -76,11 +72,10 @@ zqError Report(const char *aWhat, zqError anError)
     return anError;
 }
 
-zqError DecodeDictionary(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
-try
+zqError DecodeExactly(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
 {
     zqDBusCFContext lContext;
-    zqError lReturn = WalkWrapped(anIterator, IsTolerant() ? aForm.mTolerant : aForm.mExact, aForm.mWrapping, lContext);
+    zqError         lReturn = WalkWrapped(anIterator, aForm.mExact, aForm.mWrapping, lContext);
 
     if (lReturn == zqError_None)
         lReturn = lContext.mStatus;
@@ -89,7 +84,39 @@ try
     if (lReturn == zqError_None)
         aResult = CFUAdopt(static_cast<CFDictionaryRef>(lContext.TakeResult()));
 
-    return Report(aForm.mWhat, lReturn);
+    return lReturn;
+}
+
+/** Each form is entries: properties by their names, or objects by their paths. */
+zqError DecodeTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFDictionaryRef> &aResult)
+{
+    const auto    lEntries = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                                &kCFTypeDictionaryValueCallBacks));
+    const zqError lReturn =
+        lEntries != nullptr ? zqDBus::AddEntries(anIterator, kTolerant, lEntries.Get()) : zqError_NoResources;
+
+    if (lReturn == zqError_None)
+        aResult = lEntries;
+    return lReturn;
+}
+
+/** The elements from the iterator on. */
+zqError DecodeTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFArrayRef> &aResult)
+{
+    const auto    lElements = CFUAdopt(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    const zqError lReturn =
+        lElements != nullptr ? zqDBus::AddElements(anIterator, kTolerant, lElements.Get()) : zqError_NoResources;
+
+    if (lReturn == zqError_None)
+        aResult = lElements;
+    return lReturn;
+}
+
+zqError DecodeDictionary(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
+try
+{
+    return Report(aForm.mWhat, zq::ConnMan::IsTolerant() ? DecodeTolerantly(anIterator, aResult)
+                                                         : DecodeExactly(anIterator, aForm, aResult));
 }
 catch (const std::bad_alloc &)
 {
@@ -128,19 +155,14 @@ zqError zqDBusCFDecode(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, C
     return DecodeDictionary(anIterator, aForm, aResult);
 }
 
-zqError zqDBusCFDecodeServicesChanged(DBusMessage *aMessage, CFUSharedRef<CFDictionaryRef> &aChanged,
-                                      CFUSharedRef<CFArrayRef> &aRemoved)
-try
+namespace
 {
-    ZQ_REQUIRE(dbus_message_has_signature(aMessage, "a(oa{sv})ao"), zqError_InvalidArgument);
 
+zqError DecodeChangesExactly(DBusMessageIter *anIterator, CFUSharedRef<CFDictionaryRef> &aChanged,
+                             CFUSharedRef<CFArrayRef> &aRemoved)
+{
     ServicesChangedContext lContext;
-    DBusMessageIter        lIterator;
-
-    lContext.mWalkServices = IsTolerant() ? AnyObjectsWalker : ServiceObjectsWalker;
-    (void)dbus_message_iter_init(aMessage, &lIterator);
-
-    zqError lReturn = zqDBus::WalkDBusMsgIter(&lIterator, ServicesChangedWalker, &lContext);
+    zqError                lReturn = zqDBus::WalkDBusMsgIter(anIterator, ServicesChangedWalker, &lContext);
 
     if (lReturn == zqError_None)
         lReturn = lContext.mStatus;
@@ -152,7 +174,60 @@ try
         aChanged = std::move(lContext.mChanged);
         aRemoved = std::move(lContext.mRemoved);
     }
-    return Report("changed services", lReturn);
+    return lReturn;
+}
+
+zqError DecodeChangesTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFDictionaryRef> &aChanged,
+                                CFUSharedRef<CFArrayRef> &aRemoved)
+{
+    CFUSharedRef<CFDictionaryRef> lChanged;
+    DBusMessageIter               lPaths;
+    zqError                       lReturn = DecodeTolerantly(anIterator, lChanged);
+
+    if (lReturn == zqError_None)
+    {
+        (void)dbus_message_iter_next(anIterator);
+        dbus_message_iter_recurse(anIterator, &lPaths);
+        lReturn = DecodeTolerantly(&lPaths, aRemoved);
+    }
+    if (lReturn == zqError_None)
+        aChanged = std::move(lChanged);
+    return lReturn;
+}
+
+zqError DecodeInputExactly(DBusMessageIter *anIterator, CFUSharedRef<CFArrayRef> &aValues)
+{
+    zqDBusCFContext lContext;
+    zqError         lReturn = zqDBusCFPushArray(lContext);
+
+    if (lReturn == zqError_None)
+        lReturn = zqDBus::WalkDBusMsgIter(anIterator, TechnologyPropertiesWalker, &lContext);
+    if (lReturn == zqError_None)
+        lReturn = lContext.mStatus;
+
+    if (lReturn == zqError_None)
+    {
+        zqDBusCFPopState(lContext);
+        aValues = CFUAdopt(static_cast<CFArrayRef>(lContext.TakeResult()));
+    }
+    return lReturn;
+}
+
+} // namespace
+
+zqError zqDBusCFDecodeServicesChanged(DBusMessage *aMessage, CFUSharedRef<CFDictionaryRef> &aChanged,
+                                      CFUSharedRef<CFArrayRef> &aRemoved)
+try
+{
+    ZQ_REQUIRE(dbus_message_has_signature(aMessage, "a(oa{sv})ao"), zqError_InvalidArgument);
+
+    DBusMessageIter lIterator;
+
+    (void)dbus_message_iter_init(aMessage, &lIterator);
+
+    return Report("changed services", zq::ConnMan::IsTolerant()
+                                          ? DecodeChangesTolerantly(&lIterator, aChanged, aRemoved)
+                                          : DecodeChangesExactly(&lIterator, aChanged, aRemoved));
 }
 catch (const std::bad_alloc &)
 {
@@ -162,22 +237,12 @@ catch (const std::bad_alloc &)
 zqError zqDBusCFDecodeInput(DBusMessage *aMessage, CFUSharedRef<CFArrayRef> &aValues)
 try
 {
-    zqDBusCFContext lContext;
     DBusMessageIter lIterator;
-    zqError         lReturn = zqDBusCFPushArray(lContext);
 
-    if (lReturn == zqError_None && dbus_message_iter_init(aMessage, &lIterator))
-        lReturn = zqDBus::WalkDBusMsgIter(&lIterator, IsTolerant() ? AnyWalker : TechnologyPropertiesWalker, &lContext);
+    (void)dbus_message_iter_init(aMessage, &lIterator);
 
-    if (lReturn == zqError_None)
-        lReturn = lContext.mStatus;
-
-    if (lReturn == zqError_None)
-    {
-        zqDBusCFPopState(lContext);
-        aValues = CFUAdopt(static_cast<CFArrayRef>(lContext.TakeResult()));
-    }
-    return Report("requested input", lReturn);
+    return Report("requested input", zq::ConnMan::IsTolerant() ? DecodeTolerantly(&lIterator, aValues)
+                                                               : DecodeInputExactly(&lIterator, aValues));
 }
 catch (const std::bad_alloc &)
 {

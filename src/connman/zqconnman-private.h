@@ -67,6 +67,11 @@ private:
     DBusMessage *mMessage;
 };
 
+inline bool IsTolerant() noexcept
+{
+    return zqConnMan::GetDecoding() == zqConnMan::kDecodingTolerant;
+}
+
 /** Call @a aFunction(key, value) for every entry, in the dictionary's order. */
 template <typename F>
 void ForEachEntry(CFDictionaryRef aDictionary, F aFunction)

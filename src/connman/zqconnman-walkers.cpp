@@ -238,7 +238,7 @@ zqError ServicesChangedWalker(void *theContext, int anEvent, const char *aName, 
     zqError                 lReturn  = zqError_None;
 
     if (lContext.mPhase == 1)
-        lReturn = lContext.mWalkServices(static_cast<zqDBusCFContext *>(&lContext), anEvent, aName, aValue);
+        lReturn = ServiceObjectsWalker(static_cast<zqDBusCFContext *>(&lContext), anEvent, aName, aValue);
     else if (lContext.mPhase == 2)
         lReturn = WalkRemovedPaths(lContext, anEvent, aValue);
 

@@ -1,7 +1,7 @@
 /**
  *  @file
- *    The walkers, which are handed one element of a message after the other,
- *    and the stack of containers that they fill.
+ *    The exact walkers, which are handed one element of a message after the
+ *    other, and the stack of containers that they fill.
  */
 
 #ifndef ZQCONNMAN_WALKERS_H
@@ -86,7 +86,6 @@ class ServicesChangedContext : public zqDBusCFContext
 public:
     SInt32 mPhase = 1; // 1: changed services; 2: removed paths; 0: done
 
-    zqDBusWalker                  mWalkServices = nullptr;
     CFUSharedRef<CFDictionaryRef> mChanged;
     CFUSharedRef<CFArrayRef>      mRemoved;
 };
@@ -118,7 +117,8 @@ inline const char *zqDBusCFText(const void *aValue)
     return *static_cast<const char *const *>(aValue);
 }
 
-/** The elements that every walker takes: strings, keys, booleans; a variant is what it holds. -5 for any other. */
+/** The elements that every exact walker takes: strings, keys, booleans; a variant is what it holds. -5 for any other.
+ */
 zqError zqDBusCFWalkScalar(zqDBusCFContext &aContext, int anEvent, const void *aValue);
 
 // The exact walkers
@@ -131,13 +131,5 @@ zqError TechnologyPropertiesWalker(void *theContext, int anEvent, const char *aN
 zqError ServicePropertiesWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
 zqError ServiceObjectsWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
 zqError ServicesChangedWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
-
-// The tolerant ones
-
-/** Any value, each container as what it is. */
-zqError AnyWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
-
-/** A set of objects; what a property holds is any value. */
-zqError AnyObjectsWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
 
 #endif // ZQCONNMAN_WALKERS_H

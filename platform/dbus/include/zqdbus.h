@@ -137,6 +137,17 @@ enum : int
     zqDBusWalkStructureEnd   = 0x7265  ///< "re"
 };
 
+/** How values are decoded where their natural kinds, those of zqDBus::CopyValue, are not all that is wanted. */
+struct zqDBusDecoding
+{
+    CFStringRef (*mFindString)(const char *aText) noexcept; ///< a string that there is for a text, lent; or null
+    bool mBytesAreData;                                     ///< an array of bytes is data, and not of numbers
+    bool mKeysAreTexts; ///< a key that is none becomes one (a boolean "0" or "1"); a descriptor is refused
+};
+
+/** As what a value, never null, is sent: one of the signatures of zqDBus::AppendVariant, or "y"; null: refused. */
+using zqDBusSignatureOf = const char *(*)(CFTypeRef aValue) noexcept;
+
 /**
  *  A connection to the system bus.
  *
@@ -420,6 +431,28 @@ public:
     static CFUSharedRef<CFTypeRef> CopyValue(DBusMessageIter *anIterator) noexcept;
 
     /**
+     *  The elements from the iterator on, appended to an array. What has no value is left out.
+     *
+     *  @retval 0, -5 for a null argument or a refused key, -7 when memory is exhausted; then some were appended.
+     */
+    static zqError AddElements(DBusMessageIter *anIterator, const zqDBusDecoding &aDecoding,
+                               CFMutableArrayRef anArray) noexcept;
+
+    /**
+     *  The entries of the array at the iterator, or its structures of a key and
+     *  a value, set in a dictionary; or, when there is no array, the key at the
+     *  iterator with the value after it. An entry that lacks one of them is
+     *  left out.
+     *
+     *  @retval as AddElements.
+     */
+    static zqError AddEntries(DBusMessageIter *anIterator, const zqDBusDecoding &aDecoding,
+                              CFMutableDictionaryRef aDictionary) noexcept;
+
+    /** As what AppendVariant sends a value unless it is told otherwise; null when it cannot. */
+    static const char *GetNaturalSignature(CFTypeRef aValue) noexcept;
+
+    /**
      *  Append a CoreFoundation value as a variant, so that CopyValue yields an
      *  equal one.
      *
@@ -428,6 +461,10 @@ public:
      *  they were created as: integers of 1 and 2 bytes become 'n', of 4 'i', of
      *  8 'x', floating-point ones 'd'.
      *
+     *  @param[in]  aSignatureOf  Asked of the value and of those inside it:
+     *                            numbers may become others of 'y', 'n', 'i', 'x'
+     *                            and 'd', and any value may be refused.
+     *
      *  @retval  0
      *  @retval -5  The iterator or the value is null; or the value or one
      *              inside it has no such form: of another type, a string that
@@ -435,7 +472,12 @@ public:
      *              nested more than 16 deep. Nothing was appended.
      *  @retval -7  Memory is exhausted. The message cannot be used.
      */
-    static zqError AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue) noexcept;
+    static zqError AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue,
+                                 zqDBusSignatureOf aSignatureOf = GetNaturalSignature) noexcept;
+
+    /** The same of a dictionary that is no variant but 'a{sv}' itself. */
+    static zqError AppendDictionary(DBusMessageIter *anIterator, CFDictionaryRef aDictionary,
+                                    zqDBusSignatureOf aSignatureOf = GetNaturalSignature) noexcept;
 
 private:
     struct State;

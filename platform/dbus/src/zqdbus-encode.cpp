@@ -11,8 +11,6 @@ namespace
 // A container that holds itself must end somewhere, well before libdbus's own limit.
 constexpr int kMaximumDepth = 16;
 
-zqError AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue, int aDepth) noexcept;
-
 /** Open a container, let @a aFill fill it, and close it; nothing of it stays when that fails. */
 template <typename Fill>
 zqError AppendContainer(DBusMessageIter *anIterator, int aType, const char *aSignature, const Fill &aFill) noexcept
@@ -24,7 +22,7 @@ zqError AppendContainer(DBusMessageIter *anIterator, int aType, const char *aSig
 
     const zqError lReturn = aFill(&lContainer);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
     {
         dbus_message_iter_abandon_container(anIterator, &lContainer);
         return lReturn;
@@ -48,43 +46,35 @@ zqError AppendText(DBusMessageIter *anIterator, CFTypeRef aString) noexcept
     return zqDBusIsValidText(lText) ? AppendBasic(anIterator, DBUS_TYPE_STRING, &lText) : zqError_InvalidArgument;
 }
 
-zqError AppendBasicVariant(DBusMessageIter *anIterator, int aType, const void *aValue) noexcept
-{
-    const char lSignature[] = { static_cast<char>(aType), '\0' };
-
-    return AppendContainer(anIterator, DBUS_TYPE_VARIANT, lSignature,
-                           [=](DBusMessageIter *aVariant) { return AppendBasic(aVariant, aType, aValue); });
-}
-
 zqError AppendBoolean(DBusMessageIter *anIterator, CFBooleanRef aBoolean) noexcept
 {
     const dbus_bool_t lFlag = CFBooleanGetValue(aBoolean) ? TRUE : FALSE;
 
-    return AppendBasicVariant(anIterator, DBUS_TYPE_BOOLEAN, &lFlag);
+    return AppendBasic(anIterator, DBUS_TYPE_BOOLEAN, &lFlag);
 }
 
-zqError AppendNumber(DBusMessageIter *anIterator, CFNumberRef aNumber) noexcept
+zqError AppendNumber(DBusMessageIter *anIterator, CFNumberRef aNumber, int aType) noexcept
 {
     DBusBasicValue lValue = {};
 
-    const auto lAppend = [&](int aType, CFNumberType aReadAs)
+    const auto lAppend = [&](CFNumberType aReadAs)
     {
         (void)CFNumberGetValue(aNumber, aReadAs, &lValue);
-        return AppendBasicVariant(anIterator, aType, &lValue);
+        return AppendBasic(anIterator, aType, &lValue);
     };
 
-    if (CFNumberIsFloatType(aNumber))
-        return lAppend(DBUS_TYPE_DOUBLE, kCFNumberDoubleType);
-
-    switch (CFNumberGetByteSize(aNumber))
+    switch (aType)
     {
-    case 1:
-    case 2:
-        return lAppend(DBUS_TYPE_INT16, kCFNumberSInt16Type);
-    case 4:
-        return lAppend(DBUS_TYPE_INT32, kCFNumberSInt32Type);
+    case DBUS_TYPE_BYTE:
+        return lAppend(kCFNumberSInt8Type);
+    case DBUS_TYPE_INT16:
+        return lAppend(kCFNumberSInt16Type);
+    case DBUS_TYPE_INT32:
+        return lAppend(kCFNumberSInt32Type);
+    case DBUS_TYPE_INT64:
+        return lAppend(kCFNumberSInt64Type);
     default:
-        return lAppend(DBUS_TYPE_INT64, kCFNumberSInt64Type);
+        return lAppend(kCFNumberDoubleType);
     }
 }
 
@@ -124,98 +114,156 @@ zqError AppendArray(DBusMessageIter *anIterator, CFArrayRef anArray, const char 
                            {
                                zqError lReturn = zqError_None;
 
-                               for (CFIndex lIndex = 0; lReturn == 0 && lIndex < CFArrayGetCount(anArray); ++lIndex)
+                               for (CFIndex lIndex = 0; lReturn == zqError_None && lIndex < CFArrayGetCount(anArray);
+                                    ++lIndex)
                                    lReturn = anAppend(aContents, CFArrayGetValueAtIndex(anArray, lIndex));
 
                                return lReturn;
                            });
 }
 
-struct Entries
+const char *GetNumberSignature(CFNumberRef aNumber) noexcept
 {
-    DBusMessageIter *mArray;
-    int              mDepth;
-    zqError          mResult;
-};
+    if (CFNumberIsFloatType(aNumber))
+        return "d";
 
-void AppendEntry(const void *aKey, const void *aValue, void *aContext) noexcept
-{
-    auto *const lEntries = static_cast<Entries *>(aContext);
-
-    if (lEntries->mResult != 0)
-        return;
-
-    lEntries->mResult =
-        AppendContainer(lEntries->mArray, DBUS_TYPE_DICT_ENTRY, nullptr,
-                        [&](DBusMessageIter *anEntry)
-                        {
-                            const zqError lReturn = AppendText(anEntry, aKey);
-
-                            return lReturn == 0 ? AppendVariant(anEntry, aValue, lEntries->mDepth) : lReturn;
-                        });
+    switch (CFNumberGetByteSize(aNumber))
+    {
+    case 1:
+    case 2:
+        return "n";
+    case 4:
+        return "i";
+    default:
+        return "x";
+    }
 }
 
-zqError AppendDictionary(DBusMessageIter *anIterator, CFDictionaryRef aDictionary, int aDepth) noexcept
+class Encoder
 {
-    return AppendContainer(anIterator, DBUS_TYPE_ARRAY, "{sv}",
-                           [&](DBusMessageIter *anArray)
+public:
+    explicit Encoder(zqDBusSignatureOf aSignatureOf, int aDepth = 0) noexcept
+        : mSignatureOf(aSignatureOf), mDepth(aDepth)
+    {
+    }
+
+    zqError AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue) const noexcept;
+    zqError AppendDictionary(DBusMessageIter *anIterator, CFDictionaryRef aDictionary) const noexcept;
+
+private:
+    zqError AppendValue(DBusMessageIter *anIterator, const char *aSignature, CFTypeRef aValue) const noexcept;
+    zqError AppendEntry(DBusMessageIter *anArray, CFTypeRef aKey, CFTypeRef aValue) const noexcept;
+
+    const zqDBusSignatureOf mSignatureOf;
+    const int               mDepth; ///< how many containers it is in
+};
+
+zqError Encoder::AppendEntry(DBusMessageIter *anArray, CFTypeRef aKey, CFTypeRef aValue) const noexcept
+{
+    return AppendContainer(anArray, DBUS_TYPE_DICT_ENTRY, nullptr,
+                           [&](DBusMessageIter *anEntry)
                            {
-                               Entries lEntries = { anArray, aDepth, zqError_None };
+                               const zqError lReturn = AppendText(anEntry, aKey);
 
-                               CFDictionaryApplyFunction(aDictionary, AppendEntry, &lEntries);
-
-                               return lEntries.mResult;
+                               return lReturn == zqError_None ? AppendVariant(anEntry, aValue) : lReturn;
                            });
 }
 
-zqError AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue, int aDepth) noexcept
+zqError Encoder::AppendDictionary(DBusMessageIter *anIterator, CFDictionaryRef aDictionary) const noexcept
 {
-    const CFTypeID lType = CFGetTypeID(aValue);
+    const auto lAppendEntries = [&](DBusMessageIter *anArray)
+    {
+        zqError lReturn = zqError_None;
+        auto    lAppend = [&, lInside = Encoder(mSignatureOf, mDepth + 1)](CFTypeRef aKey, CFTypeRef aValue)
+        { lReturn = lReturn == zqError_None ? lInside.AppendEntry(anArray, aKey, aValue) : lReturn; };
 
-    const auto lInVariant = [&](const char *aSignature, const auto &anAppend)
-    { return AppendContainer(anIterator, DBUS_TYPE_VARIANT, aSignature, anAppend); };
+        CFDictionaryApplyFunction(
+            aDictionary,
+            [](const void *aKey, const void *aValue, void *aContext)
+            { (*static_cast<decltype(lAppend) *>(aContext))(aKey, aValue); },
+            &lAppend);
 
-    if (lType == CFStringGetTypeID())
-        return lInVariant("s", [=](DBusMessageIter *aVariant) { return AppendText(aVariant, aValue); });
+        return lReturn;
+    };
 
-    if (lType == CFBooleanGetTypeID())
+    return AppendContainer(anIterator, DBUS_TYPE_ARRAY, "{sv}", lAppendEntries);
+}
+
+/** @param[in]  aSignature  One that the value can have. */
+zqError Encoder::AppendValue(DBusMessageIter *anIterator, const char *aSignature, CFTypeRef aValue) const noexcept
+{
+    switch (*aSignature)
+    {
+    case DBUS_TYPE_STRING:
+        return AppendText(anIterator, aValue);
+    case DBUS_TYPE_BOOLEAN:
         return AppendBoolean(anIterator, static_cast<CFBooleanRef>(aValue));
+    case DBUS_TYPE_ARRAY:
+        break;
+    default:
+        return AppendNumber(anIterator, static_cast<CFNumberRef>(aValue), *aSignature);
+    }
 
-    if (lType == CFNumberGetTypeID())
-        return AppendNumber(anIterator, static_cast<CFNumberRef>(aValue));
+    if (aSignature[1] == DBUS_TYPE_BYTE)
+        return AppendBytes(anIterator, static_cast<CFDataRef>(aValue));
 
-    if (lType == CFDataGetTypeID())
-        return lInVariant("ay", [=](DBusMessageIter *aVariant)
-                          { return AppendBytes(aVariant, static_cast<CFDataRef>(aValue)); });
-
-    if (aDepth >= kMaximumDepth)
+    if (mDepth >= kMaximumDepth)
         return zqError_InvalidArgument;
 
-    if (lType == CFDictionaryGetTypeID())
-        return lInVariant("a{sv}", [=](DBusMessageIter *aVariant)
-                          { return AppendDictionary(aVariant, static_cast<CFDictionaryRef>(aValue), aDepth + 1); });
+    if (CFUIsTypeID(aValue, CFDictionaryGetTypeID()))
+        return AppendDictionary(anIterator, static_cast<CFDictionaryRef>(aValue));
 
-    if (lType != CFArrayGetTypeID())
+    return AppendArray(anIterator, static_cast<CFArrayRef>(aValue), aSignature + 1,
+                       [=, lInside = Encoder(mSignatureOf, mDepth + 1)](DBusMessageIter *anArray, CFTypeRef anElement)
+                       {
+                           return aSignature[1] == DBUS_TYPE_STRING ? AppendText(anArray, anElement)
+                                                                    : lInside.AppendVariant(anArray, anElement);
+                       });
+}
+
+zqError Encoder::AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue) const noexcept
+{
+    const char *const lSignature = aValue != nullptr ? mSignatureOf(aValue) : nullptr;
+
+    if (lSignature == nullptr)
         return zqError_InvalidArgument;
 
-    const auto *const lArray = static_cast<CFArrayRef>(aValue);
-
-    if (IsArrayOfStrings(lArray))
-        return lInVariant("as",
-                          [=](DBusMessageIter *aVariant) { return AppendArray(aVariant, lArray, "s", AppendText); });
-
-    return lInVariant("av",
-                      [=](DBusMessageIter *aVariant)
-                      {
-                          return AppendArray(aVariant, lArray, "v",
-                                             [=](DBusMessageIter *anArray, CFTypeRef anElement)
-                                             { return AppendVariant(anArray, anElement, aDepth + 1); });
-                      });
+    return AppendContainer(anIterator, DBUS_TYPE_VARIANT, lSignature,
+                           [&](DBusMessageIter *aVariant) { return AppendValue(aVariant, lSignature, aValue); });
 }
 
 } // namespace
 
-zqError zqDBus::AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue) noexcept
+const char *zqDBus::GetNaturalSignature(CFTypeRef aValue) noexcept
 {
-    return anIterator != nullptr ? ::AppendVariant(anIterator, aValue, 0) : zqError_InvalidArgument;
+    const CFTypeID lType = CFGetTypeID(aValue);
+
+    if (lType == CFStringGetTypeID())
+        return "s";
+    if (lType == CFBooleanGetTypeID())
+        return "b";
+    if (lType == CFNumberGetTypeID())
+        return GetNumberSignature(static_cast<CFNumberRef>(aValue));
+    if (lType == CFDataGetTypeID())
+        return "ay";
+    if (lType == CFDictionaryGetTypeID())
+        return "a{sv}";
+    if (lType == CFArrayGetTypeID())
+        return IsArrayOfStrings(static_cast<CFArrayRef>(aValue)) ? "as" : "av";
+
+    return nullptr;
+}
+
+zqError zqDBus::AppendVariant(DBusMessageIter *anIterator, CFTypeRef aValue, zqDBusSignatureOf aSignatureOf) noexcept
+{
+    return anIterator != nullptr ? Encoder(aSignatureOf).AppendVariant(anIterator, aValue) : zqError_InvalidArgument;
+}
+
+zqError zqDBus::AppendDictionary(DBusMessageIter *anIterator, CFDictionaryRef aDictionary,
+                                 zqDBusSignatureOf aSignatureOf) noexcept
+{
+    if (anIterator == nullptr || aDictionary == nullptr)
+        return zqError_InvalidArgument;
+
+    return Encoder(aSignatureOf).AppendDictionary(anIterator, aDictionary);
 }
