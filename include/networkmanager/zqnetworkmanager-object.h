@@ -89,6 +89,11 @@ public:
 namespace zq::NetworkManager
 {
 
+namespace Private
+{
+struct Kind;
+}
+
 /**
  *  A reference counted object with a path, which identifies it, a dictionary
  *  of properties and a lock that guards both.
@@ -171,6 +176,9 @@ public:
      *  @retval  -5  The key is null.
      */
     zqError ClearProperty(const CFUSharedRef<CFStringRef> &aKey);
+
+    /** Remove every property that a dictionary lacks, which a refresh with it, being a merge, would leave. */
+    void ClearOthers(CFDictionaryRef aProperties);
 
     /** Take and release the object's lock; nothing happens before Init. */
     void Lock() const;

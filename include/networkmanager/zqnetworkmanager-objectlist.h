@@ -98,8 +98,8 @@ public:
      * empty argument. */
     zqError Remove(const zqSharedPtr<Object> &anObject);
 
-    /** Add each element of an array, in its order; the first failure ends it, and what was added before it stays.
-     * @retval as Add. */
+    /** Add each element of an array, in its order; the first failure ends it, and what was added before it stays. The
+     * manager itself uses AppendAll. @retval as Add. */
     zqError Append(const zqRefCountArray &anArray);
 
     /** As Append, but in one step for whoever looks at the list, and all or nothing: after a failure the list is as it

@@ -100,31 +100,12 @@ public:
     zqError ClearProvisionProperty(const CFUSharedRef<CFStringRef> &aName);
 
 private:
-    enum Cached
-    {
-        kCachedType,
-        kCachedName,
-        kCachedSSID,
-        kCachedEAP,
-        kCachedCACertFile,
-        kCachedClientCertFile,
-        kCachedPrivateKeyFile,
-        kCachedPrivateKeyPassphrase,
-        kCachedPrivateKeyPassphraseType,
-        kCachedIdentity,
-        kCachedPhase2,
-        kCachedPassphrase,
-        kCachedSecurity,
-        kCachedHidden,
-        kCachedExtendedPANID,
-        kNumCached
-    };
+    friend struct Private::Kind;
 
-    CFUSharedRef<CFStringRef> GetCached(Cached aCached) const;
-    zqError                   InitLocked();
+    zqError InitLocked();
 
     bool                    mInitialized;
-    CFUSharedRef<CFTypeRef> mCached[kNumCached];
+    CFUSharedRef<CFTypeRef> mCached[15]; // in the order of the rows in the source
 };
 
 /** True when the identifiers are equal. */

@@ -170,29 +170,10 @@ protected:
                                const CFUSharedRef<CFDictionaryRef> &aConfiguration);
 
 private:
-    enum Cached
-    {
-        kCachedName,
-        kCachedAutoConnect,
-        kCachedDomains,
-        kCachedError,
-        kCachedEthernet,
-        kCachedFavorite,
-        kCachedImmutable,
-        kCachedNameservers,
-        kCachedPassphrase,
-        kCachedRoaming,
-        kCachedSecurity,
-        kCachedState,
-        kCachedStrength,
-        kCachedAge,
-        kCachedType,
-        kNumCached
-    };
+    friend struct Private::Kind;
 
-    template <typename T>
-    CFUSharedRef<T> GetCached(Cached aCached) const;
-    zqError         InitFamiliesLocked();
+    void    UndoInitLocked();
+    zqError InitFamiliesLocked();
     zqError StoreFamily(CFUSharedRef<CFMutableDictionaryRef> &aFamilies, const CFUSharedRef<CFStringRef> &aFamily,
                         const CFUSharedRef<CFDictionaryRef> &aConfiguration);
     CFUSharedRef<CFDictionaryRef> FindFamily(const CFUSharedRef<CFMutableDictionaryRef> &aFamilies,
@@ -201,7 +182,7 @@ private:
     bool                                 mInitialized;
     CFUSharedRef<CFMutableDictionaryRef> mAddresses;
     CFUSharedRef<CFMutableDictionaryRef> mConfigurations;
-    CFUSharedRef<CFTypeRef>              mCached[kNumCached];
+    CFUSharedRef<CFTypeRef>              mCached[15]; // in the order of the rows in the source
     CFUSharedRef<CFTypeRef>              mRawStrength;
 };
 

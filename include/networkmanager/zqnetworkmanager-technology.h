@@ -62,22 +62,12 @@ public:
     CFUSharedRef<CFBooleanRef> IsType(const CFUSharedRef<CFStringRef> &aType) const;
 
 private:
-    enum Cached
-    {
-        kCachedName,
-        kCachedConnected,
-        kCachedPowered,
-        kCachedTethering,
-        kCachedType,
-        kNumCached
-    };
+    friend struct Private::Kind;
 
-    template <typename T>
-    CFUSharedRef<T> GetCached(Cached aCached) const;
-    zqError         InitLocked();
+    zqError InitLocked();
 
     bool                    mInitialized;
-    CFUSharedRef<CFTypeRef> mCached[kNumCached];
+    CFUSharedRef<CFTypeRef> mCached[5]; // in the order of the rows in the source
 };
 
 /** True when the paths are equal. */

@@ -1,4 +1,7 @@
-// Scoped holders of the model's locks.
+/**
+ *  @file
+ *    How the model's locks are taken and held.
+ */
 
 #ifndef ZQNETWORKMANAGER_LOCK_H
 #define ZQNETWORKMANAGER_LOCK_H
@@ -8,27 +11,31 @@
 namespace zq::NetworkManager::Private
 {
 
-/** Holds a lock, which is null for something that is not initialised: nobody else has that then. */
+// A lock is null for something that is not initialised: nobody else has that then.
+
+inline void Take(PRLock *aLock)
+{
+    if (aLock != nullptr)
+        PR_Lock(aLock);
+}
+
+inline void Give(PRLock *aLock)
+{
+    if (aLock != nullptr)
+        (void)PR_Unlock(aLock);
+}
+
 class ScopedLock
 {
 public:
-    explicit ScopedLock(PRLock *aLock) : mLock(aLock)
-    {
-        if (mLock != nullptr)
-            PR_Lock(mLock);
-    }
-
-    ~ScopedLock()
-    {
-        if (mLock != nullptr)
-            (void)PR_Unlock(mLock);
-    }
+    explicit ScopedLock(PRLock *aLock) : mLock(aLock) { Take(mLock); }
+    ~ScopedLock() { Give(mLock); }
 
     ScopedLock(const ScopedLock &)            = delete;
     ScopedLock &operator=(const ScopedLock &) = delete;
 
 private:
-    PRLock *mLock;
+    PRLock *const mLock;
 };
 
 /** Holds the lock of an object or a list. */

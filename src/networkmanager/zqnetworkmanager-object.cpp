@@ -137,16 +137,27 @@ zqError Object::ClearProperty(const CFUSharedRef<CFStringRef> &aKey)
     return zqError_None;
 }
 
+void Object::ClearOthers(CFDictionaryRef aProperties)
+{
+    const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(CopyProperties().Get()));
+
+    for (CFIndex lIndex = 0; lKeys != nullptr && lIndex < CFArrayGetCount(lKeys.Get()); ++lIndex)
+    {
+        const auto lKey = CFURetain(static_cast<CFStringRef>(CFArrayGetValueAtIndex(lKeys.Get(), lIndex)));
+
+        if (!CFDictionaryContainsKey(aProperties, lKey.Get()))
+            (void)ClearProperty(lKey);
+    }
+}
+
 void Object::Lock() const
 {
-    if (lOpaqueLock.uNetscape != nullptr)
-        PR_Lock(lOpaqueLock.uNetscape);
+    Private::Take(lOpaqueLock.uNetscape);
 }
 
 void Object::Unlock() const
 {
-    if (lOpaqueLock.uNetscape != nullptr)
-        (void)PR_Unlock(lOpaqueLock.uNetscape);
+    Private::Give(lOpaqueLock.uNetscape);
 }
 
 bool operator==(const Object &aFirst, const Object &aSecond)

@@ -33,23 +33,24 @@ using Private::ScopedLock;
 class ObjectList::Index
 {
 public:
-    using Sequence = std::uint64_t;
-
-    /** The elements that were added without a path, in list order. */
-    const std::vector<Sequence> &GetUnnamed() const { return mUnnamed; }
-
-    /** Where an element is. */
-    int GetPosition(Sequence aSequence) const
-    {
-        return static_cast<int>(std::lower_bound(mSequences.begin(), mSequences.end(), aSequence) - mSequences.begin());
-    }
-
-    /** Where the element with a path is; -1 when it is not among those with one. */
-    int Find(CFStringRef aPath) const
+    /** Where the first element is that has a path, or that was added without one and of whose position a predicate
+     * holds; -1 when there is none. */
+    template <typename Predicate>
+    int Find(CFStringRef aPath, Predicate aMatches) const
     {
         const auto lFound = aPath != nullptr ? mByPath.find(aPath) : mByPath.end();
+        const int  lNamed = lFound != mByPath.end() ? GetPosition(lFound->second) : -1;
 
-        return lFound != mByPath.end() ? GetPosition(lFound->second) : -1;
+        for (const Sequence lSequence : mUnnamed)
+        {
+            const int lPosition = GetPosition(lSequence);
+
+            if (lNamed >= 0 && lNamed < lPosition)
+                break;
+            if (aMatches(lPosition))
+                return lPosition;
+        }
+        return lNamed;
     }
 
     /** An element follows at the end. @retval 0, -2 (nothing changed). */
@@ -121,6 +122,13 @@ public:
     }
 
 private:
+    using Sequence = std::uint64_t;
+
+    int GetPosition(Sequence aSequence) const
+    {
+        return static_cast<int>(std::lower_bound(mSequences.begin(), mSequences.end(), aSequence) - mSequences.begin());
+    }
+
     struct Hash
     {
         size_t operator()(CFStringRef aPath) const { return CFHash(aPath); }
@@ -222,21 +230,13 @@ int ObjectList::FindLocked(const zqSharedPtr<Object> &anObject) const
     if (mIndex == nullptr || anObject == nullptr)
         return -1;
 
-    const int lNamed = mIndex->Find(anObject->GetPath().Get());
+    return mIndex->Find(anObject->GetPath().Get(),
+                        [&](int aPosition)
+                        {
+                            const Object *object = mElements.GetElementPtr(aPosition);
 
-    for (const auto lSequence : mIndex->GetUnnamed())
-    {
-        const int     lPosition = mIndex->GetPosition(lSequence);
-        const Object *object    = mElements.GetElementPtr(lPosition);
-
-        if (lNamed >= 0 && lNamed < lPosition)
-            break;
-
-        if (ZQ_CHECK(object != NULL) && (anObject == object || *object == *anObject))
-            return lPosition;
-    }
-
-    return lNamed;
+                            return ZQ_CHECK(object != NULL) && (anObject == object || *object == *anObject);
+                        });
 }
 
 zqSharedPtr<Object> ObjectList::Find(const zqSharedPtr<Object> &anObject) const
@@ -256,22 +256,15 @@ zqSharedPtr<Object> ObjectList::Find(const CFUSharedRef<CFStringRef> &aPath) con
         return nullptr;
 
     ScopedLock lLock(lOpaqueLock.uNetscape);
-    const int  lNamed = mIndex->Find(aPath.Get());
 
-    for (const auto lSequence : mIndex->GetUnnamed())
-    {
-        const int lPosition = mIndex->GetPosition(lSequence);
+    return mElements.GetElement(mIndex->Find(aPath.Get(),
+                                             [&](int aPosition)
+                                             {
+                                                 const auto lPath = mElements.GetElementPtr(aPosition)->GetPath();
 
-        if (lNamed >= 0 && lNamed < lPosition)
-            break;
-
-        const auto lPath = mElements.GetElementPtr(lPosition)->GetPath();
-
-        if (CheckFind(lPath != nullptr, "path != __null", __LINE__) && Private::IsEqual(lPath.Get(), aPath.Get()))
-            return mElements.GetElement(lPosition);
-    }
-
-    return mElements.GetElement(lNamed);
+                                                 return CheckFind(lPath != nullptr, "path != __null", __LINE__) &&
+                                                        Private::IsEqual(lPath.Get(), aPath.Get());
+                                             }));
 }
 
 zqError ObjectList::Add(const zqSharedPtr<Object> &anObject)
@@ -293,11 +286,11 @@ zqError ObjectList::AddLocked(const zqSharedPtr<Object> &anObject)
     const auto lPath  = anObject->GetPath();
     zqError    retval = mIndex->Append(lPath.Get());
 
-    if (retval == 0)
+    if (retval == zqError_None)
     {
         retval = mElements.Append(anObject);
 
-        if (retval != 0)
+        if (retval != zqError_None)
         {
             mIndex->Forget(mElements.GetNumElements(), lPath.Get());
             mIndex->Compact();
@@ -344,7 +337,7 @@ zqError ObjectList::AppendAll(const zqRefCountArray &anArray)
     ScopedLock lLock(lOpaqueLock.uNetscape);
     const int  lBefore = mElements.GetNumElements();
 
-    for (int i = 0, lCount = anArray.GetNumElements(); i < lCount && retval == 0; i++)
+    for (int i = 0, lCount = anArray.GetNumElements(); i < lCount && retval == zqError_None; i++)
         retval = AddLocked(zqSharedPtr<Object>(static_cast<Object *>(anArray.GetElementPtr(i))));
 
     if (!ZQ_CHECK(retval == 0))
@@ -367,7 +360,7 @@ zqError ObjectList::Erase(const zqRefCountArray &anArray)
     zqError    retval = ZQ_CHECK(mInitialized) ? zqError_None : zqError_WrongState;
     ScopedLock lLock(lOpaqueLock.uNetscape);
 
-    for (int i = 0, lCount = anArray.GetNumElements(); i < lCount && retval == 0; i++)
+    for (int i = 0, lCount = anArray.GetNumElements(); i < lCount && retval == zqError_None; i++)
     {
         const zqSharedPtr<Object> anObject(static_cast<Object *>(anArray.GetElementPtr(i)));
         const int                 lIndex = FindLocked(anObject);
@@ -403,14 +396,12 @@ void ObjectList::CompactLocked()
 
 void ObjectList::Lock() const
 {
-    if (lOpaqueLock.uNetscape != nullptr)
-        PR_Lock(lOpaqueLock.uNetscape);
+    Private::Take(lOpaqueLock.uNetscape);
 }
 
 void ObjectList::Unlock() const
 {
-    if (lOpaqueLock.uNetscape != nullptr)
-        (void)PR_Unlock(lOpaqueLock.uNetscape);
+    Private::Give(lOpaqueLock.uNetscape);
 }
 
 } // namespace zq::NetworkManager

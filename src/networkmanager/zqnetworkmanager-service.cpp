@@ -1,12 +1,30 @@
 #include <zqnetworkmanager-service.h>
 
-#include "zqnetworkmanager-lock.h"
+#include "zqnetworkmanager-kind.h"
 #include "zqnetworkmanager-values.h"
-
-#include <zqlog.h>
 
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-service"
+#define ZQ_KIND Service
+
+// clang-format off
+#define ZQ_CACHED(ROW)                                                                                                 \
+    ROW(GetName,        CFStringRef,     kServicePropertyName,        CFStringGetTypeID,     nullptr)                  \
+    ROW(IsAutoConnect,  CFBooleanRef,    kServicePropertyAutoConnect, CFBooleanGetTypeID,    "isAutoConnect != __null")\
+    ROW(GetDomains,     CFArrayRef,      kServicePropertyDomains,     CFArrayGetTypeID,      "theDomains != __null")   \
+    ROW(GetError,       CFStringRef,     kServicePropertyError,       CFStringGetTypeID,     nullptr)                  \
+    ROW(GetEthernet,    CFDictionaryRef, kServicePropertyEthernet,    CFDictionaryGetTypeID, "theEthernet != __null")  \
+    ROW(IsFavorite,     CFBooleanRef,    kServicePropertyFavorite,    CFBooleanGetTypeID,    "isFavorite != __null")   \
+    ROW(IsImmutable,    CFBooleanRef,    kServicePropertyImmutable,   CFBooleanGetTypeID,    "isImmutable != __null")  \
+    ROW(GetNameservers, CFArrayRef,      kServicePropertyNameservers, CFArrayGetTypeID,      "theNameservers != __null")\
+    ROW(GetPassphrase,  CFStringRef,     kServicePropertyPassphrase,  CFStringGetTypeID,     nullptr)                  \
+    ROW(IsRoaming,      CFBooleanRef,    kServicePropertyRoaming,     CFBooleanGetTypeID,    nullptr)                  \
+    ROW(GetSecurity,    CFArrayRef,      kServicePropertySecurity,    CFArrayGetTypeID,      "theSecurity != __null")  \
+    ROW(GetState,       CFStringRef,     kServicePropertyState,       CFStringGetTypeID,     "theState != __null")     \
+    ROW(GetStrength,    CFTypeRef,       kServicePropertyStrength,    CFNumberGetTypeID,     nullptr)                  \
+    ROW(IsAged,         CFBooleanRef,    kServicePropertyAge,         CFBooleanGetTypeID,    nullptr)                  \
+    ROW(GetType,        CFStringRef,     kServicePropertyType,        CFStringGetTypeID,     "theType != __null")
+// clang-format on
 
 namespace zq::NetworkManager
 {
@@ -14,95 +32,41 @@ namespace zq::NetworkManager
 namespace
 {
 
-using Private::CachedProperty;
+using Private::Kind;
 using Private::LockOf;
 
 const SInt32 kRawStrengthOffset = 120;
 
-// In the order of Service::Cached, which is the order of checking.
-const CachedProperty *GetTable()
-{
-    static const CachedProperty kTable[] = {
-        { kServicePropertyName, CFStringGetTypeID(), nullptr },
-        { kServicePropertyAutoConnect, CFBooleanGetTypeID(), "isAutoConnect != __null" },
-        { kServicePropertyDomains, CFArrayGetTypeID(), "theDomains != __null" },
-        { kServicePropertyError, CFStringGetTypeID(), nullptr },
-        { kServicePropertyEthernet, CFDictionaryGetTypeID(), "theEthernet != __null" },
-        { kServicePropertyFavorite, CFBooleanGetTypeID(), "isFavorite != __null" },
-        { kServicePropertyImmutable, CFBooleanGetTypeID(), "isImmutable != __null" },
-        { kServicePropertyNameservers, CFArrayGetTypeID(), "theNameservers != __null" },
-        { kServicePropertyPassphrase, CFStringGetTypeID(), nullptr },
-        { kServicePropertyRoaming, CFBooleanGetTypeID(), nullptr },
-        { kServicePropertySecurity, CFArrayGetTypeID(), "theSecurity != __null" },
-        { kServicePropertyState, CFStringGetTypeID(), "theState != __null" },
-        { kServicePropertyStrength, CFNumberGetTypeID(), nullptr },
-        { kServicePropertyAge, CFBooleanGetTypeID(), nullptr },
-        { kServicePropertyType, CFStringGetTypeID(), "theType != __null" },
-    };
-
-    return kTable;
-}
+ZQ_DEFINE_CACHED
 
 } // namespace
 
-Service::Service() noexcept : mInitialized(false) {}
+ZQ_DEFINE_KIND(nullptr)
 
-Service::~Service() = default;
-
-void Service::Destroy()
+void Service::UndoInitLocked()
 {
-    delete this;
-}
-
-zqError Service::Init(const CFUSharedRef<CFStringRef> &aPath, const CFUSharedRef<CFDictionaryRef> &aProperties)
-{
-    zqError retval = Object::Init(aPath, aProperties);
-
-    if (retval == 0)
-    {
-        LockOf<Object> lLock(*this);
-
-        retval       = InitLocked();
-        mInitialized = (retval == 0);
-
-        if (!mInitialized)
-        {
-            mConfigurations.Reset();
-            mAddresses.Reset();
-            UndoInitLocked();
-        }
-    }
-
-    return retval;
-}
-
-zqError Service::Init(const Service &aService)
-{
-    return Object::Init(aService);
-}
-
-zqError Service::Refresh(const CFUSharedRef<CFDictionaryRef> &aProperties)
-{
-    return Private::Refresh(*this, mInitialized, aProperties, ZQ_LOG_FILE, [this] { return InitLocked(); });
+    mConfigurations.Reset();
+    mAddresses.Reset();
+    Object::UndoInitLocked();
 }
 
 zqError Service::InitLocked()
 {
     CFTypeRef               lValues[kNumCached];
     CFUSharedRef<CFTypeRef> theRawStrength = CFURetain<CFTypeRef>(kCFBooleanFalse);
-    zqError                 retval         = InitFamiliesLocked();
+    zqError                 lReturn        = InitFamiliesLocked();
 
-    if (retval == 0)
-        retval = Private::CollectLocked(*this, GetTable(), 0, kCachedAge, lValues, ZQ_LOG_FILE);
+    if (lReturn == zqError_None)
+        lReturn = Kind::CollectLocked(*this, kTable, 0, kIsAged, lValues, ZQ_LOG_FILE);
 
-    if (retval != 0)
-        return retval;
+    if (lReturn != zqError_None)
+        return lReturn;
 
-    if (lValues[kCachedStrength] != nullptr)
+    if (lValues[kGetStrength] != nullptr)
     {
         SInt16 theStrength = 0;
 
-        (void)CFNumberGetValue(static_cast<CFNumberRef>(lValues[kCachedStrength]), kCFNumberSInt16Type, &theStrength);
+        (void)CFNumberGetValue(static_cast<CFNumberRef>(lValues[kGetStrength]), kCFNumberSInt16Type, &theStrength);
 
         const SInt32 lRawStrength = theStrength - kRawStrengthOffset;
 
@@ -111,18 +75,18 @@ zqError Service::InitLocked()
     }
     else
     {
-        lValues[kCachedStrength] = kCFBooleanFalse;
+        lValues[kGetStrength] = kCFBooleanFalse;
     }
 
-    retval = Private::CollectLocked(*this, GetTable(), kCachedAge, kNumCached, lValues, ZQ_LOG_FILE);
+    lReturn = Kind::CollectLocked(*this, kTable, kIsAged, kNumCached, lValues, ZQ_LOG_FILE);
 
-    if (retval == 0)
+    if (lReturn == zqError_None)
     {
-        Private::ReplaceLocked(mCached, lValues, kNumCached);
+        Kind::ReplaceLocked(mCached, lValues);
         mRawStrength = theRawStrength;
     }
 
-    return retval;
+    return lReturn;
 }
 
 zqError Service::InitFamiliesLocked()
@@ -212,89 +176,6 @@ CFUSharedRef<CFDictionaryRef> Service::GetConfiguration(const CFUSharedRef<CFStr
     return FindFamily(mConfigurations, lKey);
 }
 
-template <typename T>
-CFUSharedRef<T> Service::GetCached(Cached aCached) const
-{
-    LockOf<Object> lLock(*this);
-
-    return CFURetain(static_cast<T>(mCached[aCached].Get()));
-}
-
-CFUSharedRef<CFStringRef> Service::GetName() const
-{
-    return GetCached<CFStringRef>(kCachedName);
-}
-
-CFUSharedRef<CFBooleanRef> Service::IsAutoConnect() const
-{
-    return GetCached<CFBooleanRef>(kCachedAutoConnect);
-}
-
-CFUSharedRef<CFArrayRef> Service::GetDomains() const
-{
-    return GetCached<CFArrayRef>(kCachedDomains);
-}
-
-CFUSharedRef<CFStringRef> Service::GetError() const
-{
-    return GetCached<CFStringRef>(kCachedError);
-}
-
-CFUSharedRef<CFDictionaryRef> Service::GetEthernet() const
-{
-    return GetCached<CFDictionaryRef>(kCachedEthernet);
-}
-
-CFUSharedRef<CFBooleanRef> Service::IsFavorite() const
-{
-    return GetCached<CFBooleanRef>(kCachedFavorite);
-}
-
-CFUSharedRef<CFBooleanRef> Service::IsImmutable() const
-{
-    return GetCached<CFBooleanRef>(kCachedImmutable);
-}
-
-CFUSharedRef<CFBooleanRef> Service::IsRoaming() const
-{
-    return GetCached<CFBooleanRef>(kCachedRoaming);
-}
-
-CFUSharedRef<CFArrayRef> Service::GetNameservers() const
-{
-    return GetCached<CFArrayRef>(kCachedNameservers);
-}
-
-CFUSharedRef<CFStringRef> Service::GetPassphrase() const
-{
-    return GetCached<CFStringRef>(kCachedPassphrase);
-}
-
-CFUSharedRef<CFArrayRef> Service::GetSecurity() const
-{
-    return GetCached<CFArrayRef>(kCachedSecurity);
-}
-
-CFUSharedRef<CFStringRef> Service::GetState() const
-{
-    return GetCached<CFStringRef>(kCachedState);
-}
-
-CFUSharedRef<CFStringRef> Service::GetType() const
-{
-    return GetCached<CFStringRef>(kCachedType);
-}
-
-CFUSharedRef<CFBooleanRef> Service::IsAged() const
-{
-    return GetCached<CFBooleanRef>(kCachedAge);
-}
-
-CFUSharedRef<CFTypeRef> Service::GetStrength() const
-{
-    return GetCached<CFTypeRef>(kCachedStrength);
-}
-
 CFUSharedRef<CFTypeRef> Service::GetRawStrength() const
 {
     LockOf<Object> lLock(*this);
@@ -328,7 +209,7 @@ bool Service::HasSecurityLocked(const CFUSharedRef<CFStringRef> &aSecurity) cons
 {
     ZQ_REQUIRE(aSecurity != NULL, false);
 
-    const auto lSecurity = static_cast<CFArrayRef>(mCached[kCachedSecurity].Get());
+    const auto lSecurity = static_cast<CFArrayRef>(mCached[kGetSecurity].Get());
 
     return lSecurity != nullptr &&
            CFArrayContainsValue(lSecurity, CFRangeMake(0, CFArrayGetCount(lSecurity)), aSecurity.Get()) != 0;
@@ -344,11 +225,6 @@ bool Service::HasSecurity(const CFUSharedRef<CFStringRef> &aSecurity) const
 bool Service::IsSecured() const
 {
     return !HasSecurity(CFURetain(kServiceSecurityNone));
-}
-
-bool operator==(const Service &aFirst, const Service &aSecond)
-{
-    return static_cast<const Object &>(aFirst) == static_cast<const Object &>(aSecond);
 }
 
 } // namespace zq::NetworkManager
