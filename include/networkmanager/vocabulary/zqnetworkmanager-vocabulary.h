@@ -26,35 +26,24 @@
 #include <CoreFoundation.h>
 #include <zqexport.h>
 
-namespace zq
-{
-
-namespace NetworkManager
+namespace zq::NetworkManager
 {
 
 #define ZQ_BOTH(aName, aText) extern ZQ_EXPORT CFStringRef aName;
 #define ZQ_MANAGER_ONLY(aName, aText) extern ZQ_EXPORT CFStringRef aName;
 #define ZQ_CLIENT_ONLY(aName, aText)
 #include <zqnetworkmanager-vocabulary.def>
-#undef ZQ_BOTH
-#undef ZQ_MANAGER_ONLY
-#undef ZQ_CLIENT_ONLY
 
-} // namespace NetworkManager
+} // namespace zq::NetworkManager
 
-namespace ConnMan
+namespace zq::ConnMan
 {
 
 #define ZQ_BOTH(aName, aText) extern ZQ_EXPORT const char *aName;
 #define ZQ_MANAGER_ONLY(aName, aText)
 #define ZQ_CLIENT_ONLY(aName, aText) extern ZQ_EXPORT const char *aName;
 #include <zqnetworkmanager-vocabulary.def>
-#undef ZQ_BOTH
-#undef ZQ_MANAGER_ONLY
-#undef ZQ_CLIENT_ONLY
 
-} // namespace ConnMan
-
-} // namespace zq
+} // namespace zq::ConnMan
 
 #endif // ZQNETWORKMANAGER_VOCABULARY_H
