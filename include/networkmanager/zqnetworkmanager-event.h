@@ -34,6 +34,10 @@ ZQ_EXPORT bool IsType(const zqEvent *anEvent);
 
 // What the events have in common. Each Init yields 0, or -3 for a second Init
 // where the platform refuses one.
+//
+// Only the base defines its destructor out of line. The library makes every
+// event, so it has the table of each; a receiver that compiles a copy of its
+// own casts all the same, since the classes are exported.
 
 /** An event of a manager. */
 class ZQ_EXPORT Base : public zqEvent
@@ -61,9 +65,6 @@ public:
     /** Replace the contents of @a aServices by the event's. @retval 0, -2 when memory is exhausted. */
     zqError GetServices(zqRefObjectArray<Service> &aServices) const;
 
-protected:
-    ~ServicesChanged() override;
-
 private:
     zqRefObjectArray<Service> mServices;
 };
@@ -78,9 +79,6 @@ public:
     /** Replace the contents of @a aTechnologies by the event's. @retval 0, -2 when memory is exhausted. */
     zqError GetTechnologies(zqRefObjectArray<Technology> &aTechnologies) const;
 
-protected:
-    ~TechnologiesChanged() override;
-
 private:
     zqRefObjectArray<Technology> mTechnologies;
 };
@@ -92,9 +90,6 @@ public:
     zqError Init(unsigned int aType, Manager *aManager, Object *anObject);
 
     Object *GetObject() const { return mObject.Get(); }
-
-protected:
-    ~ObjectBase() override;
 
 private:
     zqSharedPtr<Object> mObject;
@@ -109,9 +104,6 @@ public:
     /** The properties that were reported, or the object's whole dictionary as it was when the event was raised. */
     CFDictionaryRef GetProperties() const { return mProperties.Get(); }
 
-protected:
-    ~ObjectChanged() override;
-
 private:
     CFUSharedRef<CFDictionaryRef> mProperties;
 };
@@ -119,8 +111,6 @@ private:
 /** A request on an object succeeded. */
 class ZQ_EXPORT ObjectDid : public ObjectBase
 {
-protected:
-    ~ObjectDid() override;
 };
 
 /** A request on an object failed. */
@@ -130,9 +120,6 @@ public:
     zqError Init(unsigned int aType, Manager *aManager, Object *anObject, const zqError &anError);
 
     zqError GetError() const { return mError; }
-
-protected:
-    ~ObjectDidNot() override;
 
 private:
     zqError mError = 0;
@@ -146,9 +133,6 @@ public:
 
     /** The radio's reason, whole (observers get its low 8 bits). */
     int GetReason() const { return mReason; }
-
-protected:
-    ~ObjectWake() override;
 
 private:
     int mReason = 0;
@@ -187,9 +171,9 @@ public:
     Technology *GetTechnology() const { return static_cast<Technology *>(this->GetObject()); }
 };
 
-// The events themselves
+// The events themselves: when each is raised, and what it carries
 
-/** The manager's state changed. */
+/** The manager's state changed; also part of the replay to a new subscriber, when the state is known. */
 class ZQ_EXPORT StateChanged : public Base
 {
 public:
@@ -200,14 +184,12 @@ public:
     /** A kManagerState*. */
     CFStringRef GetState() const { return mState.Get(); }
 
-protected:
-    ~StateChanged() override;
-
 private:
     CFUSharedRef<CFStringRef> mState;
 };
 
-/** Properties of the manager changed. */
+/** Properties of the manager changed, or the connection manager refused one that was set; also first in the replay to
+ * a new subscriber. */
 class ZQ_EXPORT PropertiesChanged : public Base
 {
 public:
@@ -218,32 +200,29 @@ public:
     /** Those that were reported; in the replay to a new subscriber all that the manager has at that time. */
     CFDictionaryRef GetProperties() const { return mProperties.Get(); }
 
-protected:
-    ~PropertiesChanged() override;
-
 private:
     CFUSharedRef<CFDictionaryRef> mProperties;
 };
 
+/** Services came into the manager's list: new ones of a report, or all that it has, in the replay to a new
+ * subscriber. Carries them, in the report's order. */
 class ZQ_EXPORT ServicesAdded : public Typed<ServicesChanged, 0x30010003>
 {
-protected:
-    ~ServicesAdded() override;
 };
 
+/** Services left the manager's list. Carries them; the application may keep them. */
 class ZQ_EXPORT ServicesRemoved : public Typed<ServicesChanged, 0x30010004>
 {
-protected:
-    ~ServicesRemoved() override;
 };
 
+/** A service was refreshed. Carries it and the properties that were reported; where it was fetched anew, all that it
+ * has. */
 class ZQ_EXPORT ServiceChanged : public TypedService<ObjectChanged, 0x30010005>
 {
-protected:
-    ~ServiceChanged() override;
 };
 
-/** The connection manager asks for credentials. */
+/** The connection manager asks for a service's credentials: answer with Manager::ServiceCompleteInput or
+ * Manager::ServiceCancelInput. */
 class ZQ_EXPORT ServiceInput : public Base
 {
 public:
@@ -256,15 +235,13 @@ public:
     /** The fields that are asked for. */
     CFDictionaryRef GetProperties() const { return mProperties.Get(); }
 
-protected:
-    ~ServiceInput() override;
-
 private:
     zqSharedPtr<Service>          mService;
     CFUSharedRef<CFDictionaryRef> mProperties;
 };
 
-/** The connection manager reports an error of a service, or of one that is not known any more. */
+/** The connection manager reports an error of a service; or the outcome of Manager::ServiceConnect came for one that is
+ * not known any more, which is null then, with kServiceErrorNotFound. */
 class ZQ_EXPORT ServiceError : public Base
 {
 public:
@@ -278,94 +255,80 @@ public:
     /** A kServiceError*, or another name that the connection manager gave. */
     CFStringRef GetError() const { return mError.Get(); }
 
-protected:
-    ~ServiceError() override;
-
 private:
     zqSharedPtr<Service>      mService;
     CFUSharedRef<CFStringRef> mError;
 };
 
+/** Manager::ServiceConnect succeeded. Carries the service. */
 class ZQ_EXPORT ServiceDidConnect : public TypedService<ObjectDid, 0x30010008>
 {
-protected:
-    ~ServiceDidConnect() override;
 };
 
+/** Manager::ServiceConnect failed. Carries the service and why: -16 for a time-out, -20 when it was given up. */
 class ZQ_EXPORT ServiceDidNotConnect : public TypedService<ObjectDidNot, 0x30010009>
 {
-protected:
-    ~ServiceDidNotConnect() override;
 };
 
+/** Manager::ServiceOnlineCheck succeeded. Carries the service. */
 class ZQ_EXPORT ServiceIsOnline : public TypedService<ObjectDid, 0x3001000A>
 {
-protected:
-    ~ServiceIsOnline() override;
 };
 
+/** Manager::ServiceOnlineCheck failed. Carries the service and why. */
 class ZQ_EXPORT ServiceIsNotOnline : public TypedService<ObjectDidNot, 0x3001000B>
 {
-protected:
-    ~ServiceIsNotOnline() override;
 };
 
-/** The host is being woken; the code is ServiceDidWake's as well. */
+/** The host is being woken through a service. Carries it and the radio's reason. The code is ServiceDidWake's as well.
+ */
 class ZQ_EXPORT ServiceIsWaking : public TypedService<ObjectWake, 0x3001000C>
 {
-protected:
-    ~ServiceIsWaking() override;
 };
 
-/** The host has been woken; the code is ServiceIsWaking's as well. */
+/** The host has been woken through a service. Carries the same as ServiceIsWaking, whose code it has. */
 class ZQ_EXPORT ServiceDidWake : public TypedService<ObjectWake, 0x3001000C>
 {
-protected:
-    ~ServiceDidWake() override;
 };
 
+/** The host was not woken. Carries a service and why. Nothing in this library raises it: it is for a concrete manager
+ * that learns of such a failure. */
 class ZQ_EXPORT ServiceDidNotWake : public TypedService<ObjectDidNot, 0x3001000E>
 {
-protected:
-    ~ServiceDidNotWake() override;
 };
 
+/** Technologies came into the manager's list, as ServicesAdded. Carries them. */
 class ZQ_EXPORT TechnologiesAdded : public Typed<TechnologiesChanged, 0x3001000F>
 {
-protected:
-    ~TechnologiesAdded() override;
 };
 
+/** Technologies left the manager's list. Carries them. */
 class ZQ_EXPORT TechnologiesRemoved : public Typed<TechnologiesChanged, 0x30010010>
 {
-protected:
-    ~TechnologiesRemoved() override;
 };
 
+/** A technology was refreshed. Carries it and properties, as ServiceChanged. */
 class ZQ_EXPORT TechnologyChanged : public TypedTechnology<ObjectChanged, 0x30010011>
 {
-protected:
-    ~TechnologyChanged() override;
 };
 
+/** Manager::TechnologyScan succeeded. Carries the technology. */
 class ZQ_EXPORT TechnologyDidScan : public TypedTechnology<ObjectDid, 0x30010012>
 {
-protected:
-    ~TechnologyDidScan() override;
 };
 
+/** Manager::TechnologyScan failed. Carries the technology and why. */
 class ZQ_EXPORT TechnologyDidNotScan : public TypedTechnology<ObjectDidNot, 0x30010013>
 {
-protected:
-    ~TechnologyDidNotScan() override;
 };
 
+/** The host's sleep was prepared. Carries nothing. Nothing in this library raises it: the sleep is the application's
+ * decision (Manager::GetSleepPreventers). */
 class ZQ_EXPORT DidPrepareForSleep : public Typed<Base, 0x30010014>
 {
-protected:
-    ~DidPrepareForSleep() override;
 };
 
+/** The host's sleep could not be prepared. Carries why. Nothing in this library raises it, either. */
 class ZQ_EXPORT DidNotPrepareForSleep : public Base
 {
 public:
@@ -374,9 +337,6 @@ public:
     zqError Init(Manager *aManager, zqError anError);
 
     zqError GetError() const { return mError; }
-
-protected:
-    ~DidNotPrepareForSleep() override;
 
 private:
     zqError mError = 0;

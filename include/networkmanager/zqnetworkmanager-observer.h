@@ -74,14 +74,19 @@ public:
     /** The host has been woken. @param[in]  aReason  The low 8 bits of the radio's reason. */
     virtual void ServiceDidWake(Manager *aManager, Service *aService, unsigned char aReason) = 0;
 
-    virtual void ServiceDidNotWake(Manager *aManager, Service *aService, zqError anError)                  = 0;
+    /** Nothing in this library raises it. */
+    virtual void ServiceDidNotWake(Manager *aManager, Service *aService, zqError anError) = 0;
+
     virtual void TechnologiesAdded(Manager *aManager, const zqRefObjectArray<Technology> &aTechnologies)   = 0;
     virtual void TechnologiesRemoved(Manager *aManager, const zqRefObjectArray<Technology> &aTechnologies) = 0;
     virtual void TechnologyChanged(Manager *aManager, Technology *aTechnology, CFDictionaryRef aChanged)   = 0;
     virtual void TechnologyDidScan(Manager *aManager, Technology *aTechnology)                             = 0;
     virtual void TechnologyDidNotScan(Manager *aManager, Technology *aTechnology, zqError anError)         = 0;
-    virtual void DidPrepareForSleep(Manager *aManager)                                                     = 0;
-    virtual void DidNotPrepareForSleep(Manager *aManager, zqError anError)                                 = 0;
+
+    // Nothing in this library raises these: the host's sleep is the application's decision.
+
+    virtual void DidPrepareForSleep(Manager *aManager)                     = 0;
+    virtual void DidNotPrepareForSleep(Manager *aManager, zqError anError) = 0;
 };
 
 /** An observer that does nothing: override what is of interest. */

@@ -20,7 +20,7 @@ zqError ServicesChanged::Init(unsigned int aType, Manager *aManager, const zqRef
 {
     const zqError lReturn = Base::Init(aType, aManager);
 
-    return lReturn == 0 ? mServices.Copy(aServices) : lReturn;
+    return lReturn == zqError_None ? mServices.Copy(aServices) : lReturn;
 }
 
 zqError ServicesChanged::GetServices(zqRefObjectArray<Service> &aServices) const
@@ -35,7 +35,7 @@ zqError TechnologiesChanged::Init(unsigned int aType, Manager *aManager,
 {
     const zqError lReturn = Base::Init(aType, aManager);
 
-    return lReturn == 0 ? mTechnologies.Copy(aTechnologies) : lReturn;
+    return lReturn == zqError_None ? mTechnologies.Copy(aTechnologies) : lReturn;
 }
 
 zqError TechnologiesChanged::GetTechnologies(zqRefObjectArray<Technology> &aTechnologies) const
@@ -111,35 +111,5 @@ zqError DidNotPrepareForSleep::Init(Manager *aManager, zqError anError)
 }
 
 Base::~Base() = default;
-
-ServicesChanged::~ServicesChanged()         = default;
-TechnologiesChanged::~TechnologiesChanged() = default;
-ObjectBase::~ObjectBase()                   = default;
-ObjectChanged::~ObjectChanged()             = default;
-ObjectDid::~ObjectDid()                     = default;
-ObjectDidNot::~ObjectDidNot()               = default;
-ObjectWake::~ObjectWake()                   = default;
-
-StateChanged::~StateChanged()                   = default;
-PropertiesChanged::~PropertiesChanged()         = default;
-ServicesAdded::~ServicesAdded()                 = default;
-ServicesRemoved::~ServicesRemoved()             = default;
-ServiceChanged::~ServiceChanged()               = default;
-ServiceInput::~ServiceInput()                   = default;
-ServiceError::~ServiceError()                   = default;
-ServiceDidConnect::~ServiceDidConnect()         = default;
-ServiceDidNotConnect::~ServiceDidNotConnect()   = default;
-ServiceIsOnline::~ServiceIsOnline()             = default;
-ServiceIsNotOnline::~ServiceIsNotOnline()       = default;
-ServiceIsWaking::~ServiceIsWaking()             = default;
-ServiceDidWake::~ServiceDidWake()               = default;
-ServiceDidNotWake::~ServiceDidNotWake()         = default;
-TechnologiesAdded::~TechnologiesAdded()         = default;
-TechnologiesRemoved::~TechnologiesRemoved()     = default;
-TechnologyChanged::~TechnologyChanged()         = default;
-TechnologyDidScan::~TechnologyDidScan()         = default;
-TechnologyDidNotScan::~TechnologyDidNotScan()   = default;
-DidPrepareForSleep::~DidPrepareForSleep()       = default;
-DidNotPrepareForSleep::~DidNotPrepareForSleep() = default;
 
 } // namespace zq::NetworkManager::Event
