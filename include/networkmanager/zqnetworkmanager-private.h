@@ -40,7 +40,7 @@ zqError Broadcast(zqIEventHandler *aHandler, zqEventQueue &aQueue, Manager *aMan
 
     zqError lReturn = theEvent->Init(aManager, aPayload...);
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn = aQueue.Enqueue(theEvent.Get(), aHandler);
 
     return lReturn;
@@ -59,7 +59,7 @@ extern template ZQ_EXPORT zqError BroadcastObjectsChanged<Service, Event::Servic
 extern template ZQ_EXPORT zqError BroadcastObjectsChanged<Technology, Event::TechnologiesAdded>(
     zqIEventHandler *, zqEventQueue &, Manager *, const zqRefObjectArray<Technology> &);
 
-// Each as Broadcast, for one event.
+// Each as Broadcast, for one event. The manager itself uses those of its replay.
 
 ZQ_EXPORT zqError BroadcastDidPrepareForSleep(zqIEventHandler *aHandler, zqEventQueue &aQueue, Manager *aManager);
 ZQ_EXPORT zqError BroadcastDidNotPrepareForSleep(zqIEventHandler *aHandler, zqEventQueue &aQueue, Manager *aManager,

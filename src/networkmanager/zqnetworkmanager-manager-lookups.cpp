@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The manager's snapshots of its lists, and how one object of them is found.
+ */
+
 #include <zqnetworkmanager-manager.h>
 
 #include "zqnetworkmanager-values.h"

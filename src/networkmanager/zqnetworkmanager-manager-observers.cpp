@@ -1,3 +1,9 @@
+/**
+ *  @file
+ *    Observers and subscribers: how they come and go, and what they are told of the
+ *    present state.
+ */
+
 #include <zqnetworkmanager-manager.h>
 
 #include "zqnetworkmanager-lock.h"
@@ -37,7 +43,7 @@ zqError Replay(const ObjectList &aList, zqIEventHandler *aHandler, zqEventQueue 
     zqRefObjectArray<T>      lObjects;
     zqError                  lReturn = aList.CreateCopyAsArrayLocked(lObjects);
 
-    if (lReturn == 0 && !lObjects.IsEmpty())
+    if (lReturn == zqError_None && !lObjects.IsEmpty())
         lReturn = Private::BroadcastObjectsChanged<T, Event>(aHandler, aQueue, aManager, lObjects);
 
     (void)ZQ_CHECK(lReturn == 0);
@@ -66,9 +72,9 @@ zqError Manager::Subscribe(zqEventQueue *aQueue, zqIEventHandler *aHandler, cons
 
     lReturn = ReplayProperties(aHandler, *aQueue);
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn = Replay<Service, Event::ServicesAdded>(mServices, aHandler, *aQueue, this);
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn = Replay<Technology, Event::TechnologiesAdded>(mTechnologies, aHandler, *aQueue, this);
 
     return lReturn;
@@ -85,7 +91,7 @@ zqError Manager::ReplayProperties(zqIEventHandler *aHandler, zqEventQueue &aQueu
 
     zqError lReturn = Private::BroadcastPropertiesChanged(aHandler, aQueue, this, lProperties.Get());
 
-    if (lReturn == 0 && lState != nullptr)
+    if (lReturn == zqError_None && lState != nullptr)
         lReturn = Private::BroadcastStateChanged(aHandler, aQueue, this, lState.Get());
 
     (void)ZQ_CHECK(lReturn == 0);

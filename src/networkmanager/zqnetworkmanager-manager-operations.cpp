@@ -1,3 +1,9 @@
+/**
+ *  @file
+ *    What an application asks of the manager: its properties, technologies, and what the
+ *    concrete manager may leave out.
+ */
+
 #include <zqnetworkmanager-manager.h>
 
 #include "zqnetworkmanager-lock.h"
@@ -78,7 +84,7 @@ zqError Manager::TechnologySetEnabled(const CFUSharedRef<CFStringRef> &aType, bo
     zqSharedPtr<Technology> lTechnology;
     const zqError           lReturn = ManagerLookupTechnology(aType, lTechnology);
 
-    return lReturn == 0 ? TechnologySetEnabled(*lTechnology, anEnabled) : lReturn;
+    return lReturn == zqError_None ? TechnologySetEnabled(*lTechnology, anEnabled) : lReturn;
 }
 
 zqError Manager::TechnologyOnlineCheck(const CFUSharedRef<CFStringRef> &aType)
@@ -86,7 +92,7 @@ zqError Manager::TechnologyOnlineCheck(const CFUSharedRef<CFStringRef> &aType)
     zqRefObjectArray<Service> lServices;
     const zqError             lReturn = GetServices(lServices);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
     {
         ZQ_LOG(zqLogLevel_Error, ": GetServices() failed with %d", lReturn);
         return lReturn;

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    How provisions are made, changed and removed, and the file follows.
+ */
+
 #include <zqnetworkmanager-manager.h>
 
 #include "zqnetworkmanager-values.h"
@@ -23,21 +28,6 @@ CFUSharedRef<CFDictionaryRef> MakeEntry(const CFUSharedRef<CFStringRef> &aKey, c
 
     return CFUAdopt(CFDictionaryCreate(kCFAllocatorDefault, &lKey, &lValue, 1, &kCFTypeDictionaryKeyCallBacks,
                                        &kCFTypeDictionaryValueCallBacks));
-}
-
-/** A refresh merges: properties that the record has no more would stay. */
-void ClearOthers(Provision &aProvision, CFDictionaryRef aProperties)
-{
-    const auto lHad  = aProvision.CopyProperties();
-    const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(lHad.Get()));
-
-    for (CFIndex lIndex = 0; lKeys != nullptr && lIndex < CFArrayGetCount(lKeys.Get()); ++lIndex)
-    {
-        const auto lKey = CFURetain(static_cast<CFStringRef>(CFArrayGetValueAtIndex(lKeys.Get(), lIndex)));
-
-        if (!CFDictionaryContainsKey(aProperties, lKey.Get()))
-            (void)aProvision.ClearProperty(lKey);
-    }
 }
 
 } // namespace
@@ -110,7 +100,7 @@ zqError Manager::AddProvision(const CFUSharedRef<CFDictionaryRef> &aProperties, 
         const zqSharedPtr<Provision> lProvision(new (std::nothrow) Provision);
         ZQ_REQUIRE(lProvision != NULL, zqError_OutOfMemory);
 
-        if (lProvision->Init(lIdentifier, lProperties) != 0)
+        if (lProvision->Init(lIdentifier, lProperties) != zqError_None)
             return zqError_Failed;
 
         const zqError lReturn = mProvisions.Add(lProvision);
@@ -135,15 +125,29 @@ zqError Manager::ProvisionGetProperty(const Provision &aProvision, const CFUShar
     return zqError_None;
 }
 
-// The provision of the list, which the caller's may be a copy of.
-zqError Manager::LookupListedProvision(const Provision &aProvision, zqSharedPtr<Provision> &aListed)
+// What is changed is the provision of the list, which the caller's may be a copy of.
+template <typename Change>
+zqError Manager::ChangeListed(const Provision &aProvision, Change aChange)
 {
-    const auto    lIdentifier = aProvision.GetPath();
-    const zqError lReturn     = ManagerLookupProvisionIdentifier(lIdentifier, aListed);
+    const ProvisionsHold   lHold(*this);
+    zqSharedPtr<Provision> lProvision;
 
-    if (!ZQ_CHECK_TEXT(aListed != NULL, "lProvision != __null"))
+    if (!lHold.IsHeld())
+        return zqError_TimedOut;
+
+    const auto lIdentifier = aProvision.GetPath();
+    zqError    lReturn     = ManagerLookupProvisionIdentifier(lIdentifier, lProvision);
+
+    if (!ZQ_CHECK(lProvision != NULL))
+    {
         ZQ_LOG(zqLogLevel_Error, ": failed to find provision %s for properties change",
                zqString(lIdentifier).GetAsUTFArray());
+        return lReturn;
+    }
+
+    lReturn = aChange(*lProvision);
+    if (lReturn == zqError_None)
+        (void)UpdateConnManProvisions(true);
 
     return lReturn;
 }
@@ -158,81 +162,53 @@ zqError Manager::ProvisionSetProperty(const Provision &aProvision, const CFUShar
     const auto lProperties = MakeEntry(aKey, aValue);
     ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
 
-    const ProvisionsHold   lHold(*this);
-    zqSharedPtr<Provision> lProvision;
+    return ChangeListed(aProvision,
+                        [&](Provision &aListed) -> zqError
+                        {
+                            zqError lReturn = CheckProvision(aListed.GetPath(), lProperties);
 
-    if (!lHold.IsHeld())
-        return zqError_TimedOut;
+                            if (lReturn != zqError_None)
+                                return lReturn;
 
-    zqError lReturn = LookupListedProvision(aProvision, lProvision);
+                            lReturn = aListed.Refresh(lProperties);
+                            ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    if (lProvision == nullptr)
-        return lReturn;
-
-    lReturn = CheckProvision(lProvision->GetPath(), lProperties);
-    if (lReturn != zqError_None)
-        return lReturn;
-
-    lReturn = lProvision->Refresh(lProperties);
-    ZQ_REQUIRE(lReturn == 0, lReturn);
-
-    NoteProvisionChange(lProvision->GetPath(), lProperties);
-    (void)UpdateConnManProvisions(true);
-
-    return lReturn;
+                            NoteProvisionChange(aListed.GetPath(), lProperties);
+                            return zqError_None;
+                        });
 }
 
 // The key leaves the record before it is known whether it is one that can be
 // cleared: clearing any but the passphrase fails and has removed it in memory.
 zqError Manager::ProvisionClearProperty(const Provision &aProvision, const CFUSharedRef<CFStringRef> &aKey)
 {
-    const ProvisionsHold   lHold(*this);
-    zqSharedPtr<Provision> lProvision;
+    return ChangeListed(aProvision,
+                        [&](Provision &aListed) -> zqError
+                        {
+                            zqError lReturn = aListed.ClearProperty(aKey);
+                            ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    if (!lHold.IsHeld())
-        return zqError_TimedOut;
+                            lReturn = aListed.ClearProvisionProperty(aKey);
+                            if (!ZQ_CHECK_TEXT(lReturn == 0, "lReturn == Success"))
+                                ZQ_LOG(zqLogLevel_Error, ": failed to clear provision %s for properties change",
+                                       zqString(aListed.GetPath()).GetAsUTFArray());
+                            else
+                                NoteProvisionChange(aListed.GetPath(), MakeEntry(aKey, aKey));
 
-    zqError lReturn = LookupListedProvision(aProvision, lProvision);
-
-    if (lProvision == nullptr)
-        return lReturn;
-
-    lReturn = lProvision->ClearProperty(aKey);
-    ZQ_REQUIRE(lReturn == 0, lReturn);
-
-    lReturn = lProvision->ClearProvisionProperty(aKey);
-    if (!ZQ_CHECK_TEXT(lReturn == 0, "lReturn == Success"))
-    {
-        ZQ_LOG(zqLogLevel_Error, ": failed to clear provision %s for properties change",
-               zqString(lProvision->GetPath()).GetAsUTFArray());
-        return lReturn;
-    }
-
-    NoteProvisionChange(lProvision->GetPath(), MakeEntry(aKey, aKey));
-    (void)UpdateConnManProvisions(true);
-
-    return lReturn;
+                            return lReturn;
+                        });
 }
 
 zqError Manager::ProvisionRemove(const Provision &aProvision)
 {
-    const ProvisionsHold   lHold(*this);
-    zqSharedPtr<Provision> lProvision;
+    return ChangeListed(aProvision,
+                        [&](Provision &aListed) -> zqError
+                        {
+                            const zqError lReturn = mProvisions.Remove(zqSharedPtr<Object>(&aListed));
+                            ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    if (!lHold.IsHeld())
-        return zqError_TimedOut;
-
-    zqError lReturn = LookupListedProvision(aProvision, lProvision);
-
-    if (lProvision == nullptr)
-        return lReturn;
-
-    lReturn = mProvisions.Remove(lProvision);
-    ZQ_REQUIRE(lReturn == 0, lReturn);
-
-    (void)UpdateConnManProvisions(true);
-
-    return lReturn;
+                            return zqError_None;
+                        });
 }
 
 zqError Manager::ProvisionRemoveAll()
@@ -265,7 +241,7 @@ zqError Manager::ReplaceProvision(const CFUSharedRef<CFStringRef> &anIdentifier,
 
     CFDictionarySetValue(lRecord.Get(), kServicePropertyProvisionIdentifier, anIdentifier.Get());
     if (lProvision != nullptr)
-        ClearOthers(*lProvision, aProperties);
+        lProvision->ClearOthers(aProperties);
 
     return AddProvision(lRecord, lProvision);
 }

@@ -16,7 +16,7 @@
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-manager"
 
-namespace zq::NetworkManager
+namespace zq::NetworkManager::Private
 {
 
 namespace
@@ -28,7 +28,7 @@ constexpr std::chrono::seconds kLimit{ 2 };
 
 } // namespace
 
-struct Manager::ProvisionsLock::Waiter
+struct ProvisionsLock::Waiter
 {
     const std::thread::id   mThread;
     const Time              mDeadline;
@@ -37,7 +37,7 @@ struct Manager::ProvisionsLock::Waiter
     std::condition_variable mHanded{};
 };
 
-bool Manager::ProvisionsLock::Take()
+bool ProvisionsLock::Take()
 {
     const std::thread::id        lThread   = std::this_thread::get_id();
     const Time                   lDeadline = Clock::now() + kLimit;
@@ -55,7 +55,7 @@ bool Manager::ProvisionsLock::Take()
     return true;
 }
 
-bool Manager::ProvisionsLock::AwaitTurn(std::unique_lock<std::mutex> &aGuard, Time aDeadline)
+bool ProvisionsLock::AwaitTurn(std::unique_lock<std::mutex> &aGuard, Time aDeadline)
 {
     Waiter   lWaiter{ std::this_thread::get_id(), aDeadline };
     Waiter **lLink = &mFirst;
@@ -74,7 +74,7 @@ bool Manager::ProvisionsLock::AwaitTurn(std::unique_lock<std::mutex> &aGuard, Ti
     return false;
 }
 
-void Manager::ProvisionsLock::Give()
+void ProvisionsLock::Give()
 {
     const std::lock_guard<std::mutex> lGuard(mMutex);
 
@@ -90,32 +90,30 @@ void Manager::ProvisionsLock::Give()
     lNext->mHanded.notify_one();
 }
 
-void Manager::ProvisionsLock::Hand(std::thread::id aThread, Time aDeadline)
+void ProvisionsLock::Hand(std::thread::id aThread, Time aDeadline)
 {
     mHolder   = aThread;
     mDepth    = 1;
     mDeadline = aDeadline;
 }
 
-Manager::ProvisionsHold::ProvisionsHold(const Manager &aManager)
-    : mManager(aManager), mIsHeld(aManager.mProvisionsLock.Take())
+ProvisionsHold::ProvisionsHold(const Manager &aManager) : mLock(aManager.mProvisionsLock), mIsHeld(mLock.Take())
 {
     if (!mIsHeld)
         ZQ_LOG(zqLogLevel_Error, ": the provisions are held by another thread: given up");
 }
 
-Manager::ProvisionsHold::~ProvisionsHold()
+ProvisionsHold::~ProvisionsHold()
 {
     if (mIsHeld)
-        mManager.mProvisionsLock.Give();
+        mLock.Give();
 }
 
-int Manager::ProvisionsHold::GetTimeLeft() const
+int ProvisionsHold::GetTimeLeft() const
 {
-    const auto lLeft =
-        std::chrono::ceil<std::chrono::milliseconds>(mManager.mProvisionsLock.GetDeadline() - Clock::now());
+    const auto lLeft = std::chrono::ceil<std::chrono::milliseconds>(mLock.GetDeadline() - Clock::now());
 
     return mIsHeld ? std::max(static_cast<int>(lLeft.count()), 0) : 0;
 }
 
-} // namespace zq::NetworkManager
+} // namespace zq::NetworkManager::Private

@@ -1,3 +1,9 @@
+/**
+ *  @file
+ *    The run loop: a poll over the manager's own queue, which ends it, and over the
+ *    descriptors of the concrete manager.
+ */
+
 #include <zqnetworkmanager-manager.h>
 
 #include <zqlog.h>

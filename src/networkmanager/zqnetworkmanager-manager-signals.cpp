@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    How every event is raised.
+ */
+
 #include <zqnetworkmanager-manager.h>
 
 #include "zqnetworkmanager-lock.h"
@@ -14,8 +19,6 @@ namespace zq::NetworkManager
 {
 
 using Observer::Base;
-using Private::Broadcast;
-using Private::BroadcastObjectsChanged;
 
 namespace
 {
@@ -52,30 +55,27 @@ struct Kept<CFDictionaryRef>
 };
 
 template <typename T>
-struct Kept<const zqRefObjectArray<T> &>
+struct Kept<zqRefObjectArray<T>>
 {
     zqRefObjectArray<T> mValue;
 
     zqError Keep(const zqRefObjectArray<T> &anArray) { return mValue.Copy(anArray); }
 };
 
-/** What is published to every subscriber: a broadcast function and what it is called with. */
-template <typename... Payload>
+/** What is published to every subscriber: an event with its payload. */
+template <typename Raised, typename... Payload>
 class Publication
 {
 public:
-    using Function = zqError (*)(zqIEventHandler *, zqEventQueue &, Manager *, Payload...);
+    explicit Publication(Manager *aManager) : mManager(aManager) {}
 
-    Publication(Function aFunction, Manager *aManager) : mFunction(aFunction), mManager(aManager) {}
-
-    template <typename... Given>
-    zqError Keep(const Given &...aPayload)
+    zqError Keep(const Payload &...aPayload)
     {
         return std::apply(
             [&](auto &...aKept)
             {
                 zqError lReturn = zqError_None;
-                (void)(... && ((lReturn = aKept.Keep(aPayload)) == 0));
+                (void)(... && ((lReturn = aKept.Keep(aPayload)) == zqError_None));
                 return lReturn;
             },
             mPayload);
@@ -85,13 +85,15 @@ public:
     {
         auto &lSelf = *static_cast<Publication *>(aContext);
 
-        return std::apply([&](auto &...aKept)
-                          { return lSelf.mFunction(aHandler, *aQueue, lSelf.mManager, aKept.mValue...); },
-                          lSelf.mPayload);
+        return std::apply(
+            [&](auto &...aKept) {
+                return Private::Broadcast<Raised, const Payload &...>(aHandler, *aQueue, lSelf.mManager,
+                                                                      aKept.mValue...);
+            },
+            lSelf.mPayload);
     }
 
 private:
-    Function                     mFunction;
     Manager                     *mManager;
     std::tuple<Kept<Payload>...> mPayload;
 };
@@ -122,18 +124,17 @@ int RSSIOf(const Service *aService)
 // How every event is raised: the observers first, in the order of their
 // addresses, then the subscribers, all in one hold of the observer lock so that
 // everybody sees events in one order.
-template <typename Slot, typename... Published, typename... Payload>
-zqError Manager::Signal(Slot aSlot, zqError (*aBroadcast)(zqIEventHandler *, zqEventQueue &, Manager *, Published...),
-                        const Payload &...aPayload)
+template <typename Raised, typename Slot, typename... Payload>
+zqError Manager::Signal(Slot aSlot, const Payload &...aPayload)
 {
-    Publication<Published...> lPublication(aBroadcast, this);
-    Private::ScopedLock       lLock(lOpaqueLock.uOpaque);
+    Publication<Raised, Payload...> lPublication(this);
+    Private::ScopedLock             lLock(lOpaqueLock.uOpaque);
 
     for (Base *lObserver : mObservers)
         (void)(lObserver->*aSlot)(this, aPayload...);
 
     const zqError err     = lPublication.Keep(aPayload...);
-    const zqError lReturn = ZQ_CHECK(err == 0) ? Publish(&Publication<Published...>::Send, &lPublication) : err;
+    const zqError lReturn = ZQ_CHECK(err == 0) ? Publish(&lPublication.Send, &lPublication) : err;
 
     (void)ZQ_CHECK(lReturn == 0);
 
@@ -144,28 +145,28 @@ zqError Manager::SignalStateChanged(CFStringRef aState)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling state \"%s\" changed", zqString(aState).GetAsUTFArray());
 
-    return Signal(&Base::StateChanged, &Private::BroadcastStateChanged, aState);
+    return Signal<Event::StateChanged>(&Base::StateChanged, aState);
 }
 
 zqError Manager::SignalPropertiesChanged(CFDictionaryRef aProperties)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling properties changed");
 
-    return Signal(&Base::PropertiesChanged, &Private::BroadcastPropertiesChanged, aProperties);
+    return Signal<Event::PropertiesChanged>(&Base::PropertiesChanged, aProperties);
 }
 
 zqError Manager::SignalServicesAdded(const zqRefObjectArray<Service> &aServices)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling %d services added", aServices.GetNumElements());
 
-    return Signal(&Base::ServicesAdded, &BroadcastObjectsChanged<Service, Event::ServicesAdded>, aServices);
+    return Signal<Event::ServicesAdded>(&Base::ServicesAdded, aServices);
 }
 
 zqError Manager::SignalServicesRemoved(const zqRefObjectArray<Service> &aServices)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling %d services removed", aServices.GetNumElements());
 
-    return Signal(&Base::ServicesRemoved, &BroadcastObjectsChanged<Service, Event::ServicesRemoved>, aServices);
+    return Signal<Event::ServicesRemoved>(&Base::ServicesRemoved, aServices);
 }
 
 zqError Manager::SignalServiceChanged(Service *aService, CFDictionaryRef aChanged)
@@ -173,15 +174,14 @@ zqError Manager::SignalServiceChanged(Service *aService, CFDictionaryRef aChange
     ZQ_LOG(zqLogLevel_Information, ": signaling properties changed for service \"%s\" rssi %d",
            NameOf(aService).GetAsUTFArray(), RSSIOf(aService));
 
-    return Signal(&Base::ServiceChanged, &Broadcast<Event::ServiceChanged, Service *, CFDictionaryRef>, aService,
-                  aChanged);
+    return Signal<Event::ServiceChanged>(&Base::ServiceChanged, aService, aChanged);
 }
 
 zqError Manager::SignalServiceInput(Service *aService, CFDictionaryRef aFields)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling input request for service \"%s\"", NameOf(aService).GetAsUTFArray());
 
-    return Signal(&Base::ServiceInput, &Private::BroadcastServiceInput, aService, aFields);
+    return Signal<Event::ServiceInput>(&Base::ServiceInput, aService, aFields);
 }
 
 zqError Manager::SignalServiceError(Service *aService, CFStringRef anError)
@@ -189,14 +189,14 @@ zqError Manager::SignalServiceError(Service *aService, CFStringRef anError)
     ZQ_LOG(zqLogLevel_Notice, ": signaling error \"%s\" for service \"%s\"", zqString(anError).GetAsUTFArray(),
            NameOf(aService).GetAsUTFArray());
 
-    return Signal(&Base::ServiceError, &Private::BroadcastServiceError, aService, anError);
+    return Signal<Event::ServiceError>(&Base::ServiceError, aService, anError);
 }
 
 zqError Manager::SignalServiceDidConnect(Service *aService)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling did connect for service \"%s\"", NameOf(aService).GetAsUTFArray());
 
-    return Signal(&Base::ServiceDidConnect, &Broadcast<Event::ServiceDidConnect, Service *>, aService);
+    return Signal<Event::ServiceDidConnect>(&Base::ServiceDidConnect, aService);
 }
 
 zqError Manager::SignalServiceDidNotConnect(Service *aService, const zqError &anError)
@@ -204,15 +204,14 @@ zqError Manager::SignalServiceDidNotConnect(Service *aService, const zqError &an
     ZQ_LOG(zqLogLevel_Notice, ": signaling did not connect for service \"%s\" with error %d",
            NameOf(aService).GetAsUTFArray(), anError);
 
-    return Signal(&Base::ServiceDidNotConnect, &Broadcast<Event::ServiceDidNotConnect, Service *, zqError>, aService,
-                  anError);
+    return Signal<Event::ServiceDidNotConnect>(&Base::ServiceDidNotConnect, aService, anError);
 }
 
 zqError Manager::SignalServiceIsOnline(Service *aService)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling online for service \"%s\"", NameOf(aService).GetAsUTFArray());
 
-    return Signal(&Base::ServiceIsOnline, &Broadcast<Event::ServiceIsOnline, Service *>, aService);
+    return Signal<Event::ServiceIsOnline>(&Base::ServiceIsOnline, aService);
 }
 
 zqError Manager::SignalServiceIsNotOnline(Service *aService, const zqError &anError)
@@ -220,8 +219,7 @@ zqError Manager::SignalServiceIsNotOnline(Service *aService, const zqError &anEr
     ZQ_LOG(zqLogLevel_Notice, ": signaling offline for service \"%s\" with error %d", NameOf(aService).GetAsUTFArray(),
            anError);
 
-    return Signal(&Base::ServiceIsNotOnline, &Broadcast<Event::ServiceIsNotOnline, Service *, zqError>, aService,
-                  anError);
+    return Signal<Event::ServiceIsNotOnline>(&Base::ServiceIsNotOnline, aService, anError);
 }
 
 // An observer takes the low 8 bits of a wake reason, the event all of it.
@@ -231,7 +229,7 @@ zqError Manager::SignalServiceIsWaking(Service *aService, int aReason)
     ZQ_LOG(zqLogLevel_Notice, ": signaling iswaking for service \"%s\" with reason 0x%02X",
            NameOf(aService).GetAsUTFArray(), static_cast<unsigned int>(aReason));
 
-    return Signal(&Base::ServiceIsWaking, &Broadcast<Event::ServiceIsWaking, Service *, int>, aService, aReason);
+    return Signal<Event::ServiceIsWaking>(&Base::ServiceIsWaking, aService, aReason);
 }
 
 zqError Manager::SignalServiceDidWake(Service *aService, int aReason)
@@ -239,7 +237,7 @@ zqError Manager::SignalServiceDidWake(Service *aService, int aReason)
     ZQ_LOG(zqLogLevel_Notice, ": signaling didwake for service \"%s\" with reason 0x%02X",
            NameOf(aService).GetAsUTFArray(), static_cast<unsigned int>(aReason));
 
-    return Signal(&Base::ServiceDidWake, &Broadcast<Event::ServiceDidWake, Service *, int>, aService, aReason);
+    return Signal<Event::ServiceDidWake>(&Base::ServiceDidWake, aService, aReason);
 }
 
 zqError Manager::SignalServiceDidNotWake(Service *aService, const zqError &anError)
@@ -247,24 +245,21 @@ zqError Manager::SignalServiceDidNotWake(Service *aService, const zqError &anErr
     ZQ_LOG(zqLogLevel_Notice, ": signaling did not wake for service \"%s\" with error %d",
            NameOf(aService).GetAsUTFArray(), anError);
 
-    return Signal(&Base::ServiceDidNotWake, &Broadcast<Event::ServiceDidNotWake, Service *, zqError>, aService,
-                  anError);
+    return Signal<Event::ServiceDidNotWake>(&Base::ServiceDidNotWake, aService, anError);
 }
 
 zqError Manager::SignalTechnologiesAdded(const zqRefObjectArray<Technology> &aTechnologies)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling %d technologies added", aTechnologies.GetNumElements());
 
-    return Signal(&Base::TechnologiesAdded, &BroadcastObjectsChanged<Technology, Event::TechnologiesAdded>,
-                  aTechnologies);
+    return Signal<Event::TechnologiesAdded>(&Base::TechnologiesAdded, aTechnologies);
 }
 
 zqError Manager::SignalTechnologiesRemoved(const zqRefObjectArray<Technology> &aTechnologies)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling %d technologies removed", aTechnologies.GetNumElements());
 
-    return Signal(&Base::TechnologiesRemoved, &BroadcastObjectsChanged<Technology, Event::TechnologiesRemoved>,
-                  aTechnologies);
+    return Signal<Event::TechnologiesRemoved>(&Base::TechnologiesRemoved, aTechnologies);
 }
 
 zqError Manager::SignalTechnologyChanged(Technology *aTechnology, CFDictionaryRef aChanged)
@@ -272,15 +267,14 @@ zqError Manager::SignalTechnologyChanged(Technology *aTechnology, CFDictionaryRe
     ZQ_LOG(zqLogLevel_Information, ": signaling properties changed for technology \"%s\"",
            NameOf(aTechnology).GetAsUTFArray());
 
-    return Signal(&Base::TechnologyChanged, &Broadcast<Event::TechnologyChanged, Technology *, CFDictionaryRef>,
-                  aTechnology, aChanged);
+    return Signal<Event::TechnologyChanged>(&Base::TechnologyChanged, aTechnology, aChanged);
 }
 
 zqError Manager::SignalTechnologyDidScan(Technology *aTechnology)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling did scan for technology \"%s\"", NameOf(aTechnology).GetAsUTFArray());
 
-    return Signal(&Base::TechnologyDidScan, &Broadcast<Event::TechnologyDidScan, Technology *>, aTechnology);
+    return Signal<Event::TechnologyDidScan>(&Base::TechnologyDidScan, aTechnology);
 }
 
 zqError Manager::SignalTechnologyDidNotScan(Technology *aTechnology, const zqError &anError)
@@ -288,22 +282,21 @@ zqError Manager::SignalTechnologyDidNotScan(Technology *aTechnology, const zqErr
     ZQ_LOG(zqLogLevel_Notice, ": signaling did not scan for technology \"%s\" with error %d",
            NameOf(aTechnology).GetAsUTFArray(), anError);
 
-    return Signal(&Base::TechnologyDidNotScan, &Broadcast<Event::TechnologyDidNotScan, Technology *, zqError>,
-                  aTechnology, anError);
+    return Signal<Event::TechnologyDidNotScan>(&Base::TechnologyDidNotScan, aTechnology, anError);
 }
 
 zqError Manager::SignalDidPrepareForSleep()
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling did prepare for sleep");
 
-    return Signal(&Base::DidPrepareForSleep, &Private::BroadcastDidPrepareForSleep);
+    return Signal<Event::DidPrepareForSleep>(&Base::DidPrepareForSleep);
 }
 
 zqError Manager::SignalDidNotPrepareForSleep(zqError anError)
 {
     ZQ_LOG(zqLogLevel_Information, ": signaling did NOT prepare for sleep, error %d", anError);
 
-    return Signal(&Base::DidNotPrepareForSleep, &Private::BroadcastDidNotPrepareForSleep, anError);
+    return Signal<Event::DidNotPrepareForSleep>(&Base::DidNotPrepareForSleep, anError);
 }
 
 } // namespace zq::NetworkManager

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    How reports of the connection manager change the model.
+ */
+
 #include <zqnetworkmanager-manager.h>
 
 #include "zqnetworkmanager-lock.h"
@@ -22,9 +27,15 @@ namespace
 // The objects of a report are collected in a list of their own, which takes one
 // that the report names twice once.
 
+using Copy = zqError (Manager::*)(CFStringRef aPath, CFDictionaryRef &aProperties);
+
+template <typename T>
+using Signal = zqError (Manager::*)(const zqRefObjectArray<T> &anObjects);
+
 /** Make the objects of a report that a list does not hold yet; aCopy fetches the properties of one. */
-template <typename T, typename Copy>
-zqError CreateObjects(const ObjectList &aList, CFArrayRef aPaths, Copy aCopy, zqRefObjectArray<T> &aCreated)
+template <typename T>
+zqError CreateObjects(Manager &aManager, const ObjectList &aList, CFArrayRef aPaths, Copy aCopy,
+                      zqRefObjectArray<T> &aCreated)
 {
     ObjectList lCreated;
     zqError    lReturn = lCreated.Init();
@@ -40,7 +51,7 @@ zqError CreateObjects(const ObjectList &aList, CFArrayRef aPaths, Copy aCopy, zq
 
         CFDictionaryRef lCopied = nullptr;
 
-        lReturn                = aCopy(lAddedPath.Get(), lCopied);
+        lReturn                = (aManager.*aCopy)(lAddedPath.Get(), lCopied);
         const auto lProperties = CFUAdopt(lCopied);
         ZQ_REQUIRE(lReturn == 0, lReturn);
 
@@ -80,27 +91,27 @@ zqError FindObjects(const ObjectList &aList, CFArrayRef aPaths, zqRefObjectArray
 }
 
 /** Add the new objects of a report to a list, all or none, and tell of them with aSignal. */
-template <typename T, typename Copy, typename Signal>
-zqError AddObjects(ObjectList &aList, CFArrayRef aPaths, Copy aCopy, Signal aSignal)
+template <typename T>
+zqError AddObjects(Manager &aManager, ObjectList &aList, CFArrayRef aPaths, Copy aCopy, Signal<T> aSignal)
 {
     zqRefObjectArray<T> lAdded;
-    zqError             lReturn = CreateObjects<T>(aList, aPaths, aCopy, lAdded);
+    zqError             lReturn = CreateObjects(aManager, aList, aPaths, aCopy, lAdded);
 
-    if (lReturn != 0 || lAdded.IsEmpty())
+    if (lReturn != zqError_None || lAdded.IsEmpty())
         return lReturn;
 
     lReturn = aList.AppendAll(lAdded);
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    lReturn = aSignal(lAdded);
+    lReturn = (aManager.*aSignal)(lAdded);
     (void)ZQ_CHECK(lReturn == 0);
 
     return lReturn;
 }
 
 /** Remove the objects of a report from a list and tell of them with aSignal. */
-template <typename T, typename Signal>
-zqError RemoveObjects(ObjectList &aList, CFArrayRef aPaths, Signal aSignal)
+template <typename T>
+zqError RemoveObjects(Manager &aManager, ObjectList &aList, CFArrayRef aPaths, Signal<T> aSignal)
 {
     zqRefObjectArray<T> lRemoved;
     zqError             lReturn = FindObjects(aList, aPaths, lRemoved);
@@ -114,7 +125,7 @@ zqError RemoveObjects(ObjectList &aList, CFArrayRef aPaths, Signal aSignal)
     lReturn = aList.Erase(lRemoved);
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    lReturn = aSignal(lRemoved);
+    lReturn = (aManager.*aSignal)(lRemoved);
     (void)ZQ_CHECK(lReturn == 0);
 
     return lReturn;
@@ -194,49 +205,28 @@ zqError Manager::UpdateProvisions(CFDictionaryRef aProvisions, UpdateOperation a
 
 zqError Manager::AddServices(CFArrayRef aServices)
 {
-    ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);
-
-    return AddObjects<Service>(
-        mServices, aServices,
-        [this](CFStringRef aPath, CFDictionaryRef &aProperties)
-        { return CopyServicePropertiesAux(aPath, aProperties); },
-        [this](const zqRefObjectArray<Service> &anAdded) { return SignalServicesAdded(anAdded); });
+    return AddObjects(*this, mServices, aServices, &Manager::CopyServicePropertiesAux, &Manager::SignalServicesAdded);
 }
 
 zqError Manager::RemoveServices(CFArrayRef aServices)
 {
-    ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);
-
-    return RemoveObjects<Service>(mServices, aServices,
-                                  [this](const zqRefObjectArray<Service> &aRemoved)
-                                  { return SignalServicesRemoved(aRemoved); });
+    return RemoveObjects(*this, mServices, aServices, &Manager::SignalServicesRemoved);
 }
 
 zqError Manager::AddTechnologies(CFArrayRef aTechnologies)
 {
-    ZQ_REQUIRE(aTechnologies != NULL, zqError_InvalidArgument);
-
-    return AddObjects<Technology>(
-        mTechnologies, aTechnologies,
-        [this](CFStringRef aPath, CFDictionaryRef &aProperties)
-        { return CopyTechnologyPropertiesAux(aPath, aProperties); },
-        [this](const zqRefObjectArray<Technology> &anAdded) { return SignalTechnologiesAdded(anAdded); });
+    return AddObjects(*this, mTechnologies, aTechnologies, &Manager::CopyTechnologyPropertiesAux,
+                      &Manager::SignalTechnologiesAdded);
 }
 
 zqError Manager::RemoveTechnologies(CFArrayRef aTechnologies)
 {
-    ZQ_REQUIRE(aTechnologies != NULL, zqError_InvalidArgument);
-
-    return RemoveObjects<Technology>(mTechnologies, aTechnologies,
-                                     [this](const zqRefObjectArray<Technology> &aRemoved)
-                                     { return SignalTechnologiesRemoved(aRemoved); });
+    return RemoveObjects(*this, mTechnologies, aTechnologies, &Manager::SignalTechnologiesRemoved);
 }
 
 zqError Manager::ChangeServices(CFArrayRef aServices)
 {
     zqRefObjectArray<Service> lUpdated;
-
-    ZQ_REQUIRE(aServices != NULL, zqError_InvalidArgument);
 
     for (CFIndex i = 0, lCount = CFArrayGetCount(aServices); i < lCount; i++)
     {
@@ -290,7 +280,7 @@ zqError Manager::AddProvisions(CFDictionaryRef aProvisions)
             if (CFUIsTypeID(aValue, CFDictionaryGetTypeID()))
                 lRecord = CFURetain(static_cast<CFDictionaryRef>(aValue));
 
-            if (lManager->AddProvision(lRecord, lProvision) == 0)
+            if (lManager->AddProvision(lRecord, lProvision) == zqError_None)
                 (void)lManager->UpdateConnManProvisions(false);
         },
         this);

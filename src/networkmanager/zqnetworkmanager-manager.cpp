@@ -1,3 +1,9 @@
+/**
+ *  @file
+ *    How a manager comes and goes: what Init makes and Destroy undoes, its locks, and the
+ *    names that a network reset removes.
+ */
+
 #include <zqnetworkmanager-manager.h>
 
 #include "zqnetworkmanager-lock.h"
@@ -61,7 +67,7 @@ zqError Manager::Init(zqEventQueue *aQueue, CFMutableDictionaryRef aProperties)
 
     lReturn = InitModel(aQueue, aProperties);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         zqEventPublisher::Destroy();
 
     return lReturn;
@@ -72,10 +78,10 @@ zqError Manager::InitModel(zqEventQueue *aQueue, CFMutableDictionaryRef aPropert
     Resources lResources;
     zqError   lReturn = InitResources(lResources, aQueue, aProperties);
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn = InitLists();
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         return lReturn;
 
     lOpaqueLock.uOpaque         = lResources.mLock.release();
@@ -93,32 +99,37 @@ zqError Manager::InitResources(Resources &aResources, zqEventQueue *aQueue, CFMu
     if (!ZQ_CHECK_TEXT(aResources.mLock != NULL, "lOpaqueLock.uOpaque != __null"))
         return zqError_NoResources;
 
-    aResources.mEventQueue.reset(new (std::nothrow) zqEventQueue);
-    if (!ZQ_CHECK_TEXT(aResources.mEventQueue != NULL, "lEventQueue != __null"))
-        return zqError_NoResources;
+    std::unique_ptr<zqEventQueue> lEventQueue(new (std::nothrow) zqEventQueue);
+    ZQ_REQUIRE(lEventQueue != NULL, zqError_NoResources);
 
-    const zqError lReturn = aResources.mEventQueue->Init();
+    const zqError lReturn = lEventQueue->Init();
     ZQ_REQUIRE(lReturn == 0, lReturn);
+
+    aResources.mEventQueue = std::move(lEventQueue);
 
     if (aQueue != nullptr)
     {
-        aResources.mHBClient.reset(new (std::nothrow)
-                                       zqHeartBeatClient(aResources.mEventQueue.get(), aQueue, "", kHeartBeatPeriod));
-        if (!ZQ_CHECK_TEXT(aResources.mHBClient != NULL, "lHBClient != __null"))
-            return zqError_NoResources;
+        std::unique_ptr<zqHeartBeatClient> lHBClient(
+            new (std::nothrow) zqHeartBeatClient(aResources.mEventQueue.get(), aQueue, "", kHeartBeatPeriod));
+        ZQ_REQUIRE(lHBClient != NULL, zqError_NoResources);
+
+        aResources.mHBClient = std::move(lHBClient);
     }
 
     aResources.mPropertyLock.reset(PR_NewLock());
     if (!ZQ_CHECK_TEXT(aResources.mPropertyLock != NULL, "lOpaquePropertyLock.uOpaque != __null"))
         return zqError_NoResources;
 
-    if (aProperties != nullptr)
-        aResources.mProperties = CFURetain(aProperties);
-    else
-        aResources.mProperties = CFUAdopt(CFDictionaryCreateMutable(
-            kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    const auto lProperties =
+        aProperties != nullptr
+            ? CFURetain(aProperties)
+            : CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                 &kCFTypeDictionaryValueCallBacks));
+    ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
 
-    return ZQ_CHECK_TEXT(aResources.mProperties != NULL, "lProperties != __null") ? zqError_None : zqError_NoResources;
+    aResources.mProperties = lProperties;
+
+    return zqError_None;
 }
 
 zqError Manager::InitLists()
@@ -136,7 +147,7 @@ zqError Manager::InitLists()
         lDone++;
     }
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
     {
         const std::lock_guard<std::mutex> lGuard(mNetworkResetLock);
 
@@ -145,7 +156,7 @@ zqError Manager::InitLists()
             lReturn = zqError_Failed;
     }
 
-    while (lReturn != 0 && lDone > 0)
+    while (lReturn != zqError_None && lDone > 0)
         lLists[--lDone]->Destroy();
 
     return lReturn;
@@ -190,26 +201,22 @@ void Manager::Destroy()
 
 void Manager::Lock() const
 {
-    if (lOpaqueLock.uOpaque != nullptr)
-        PR_Lock(lOpaqueLock.uOpaque);
+    Private::Take(lOpaqueLock.uOpaque);
 }
 
 void Manager::Unlock() const
 {
-    if (lOpaqueLock.uOpaque != nullptr)
-        (void)PR_Unlock(lOpaqueLock.uOpaque);
+    Private::Give(lOpaqueLock.uOpaque);
 }
 
 void Manager::LockProperties() const
 {
-    if (lOpaquePropertyLock.uOpaque != nullptr)
-        PR_Lock(lOpaquePropertyLock.uOpaque);
+    Private::Take(lOpaquePropertyLock.uOpaque);
 }
 
 void Manager::UnlockProperties() const
 {
-    if (lOpaquePropertyLock.uOpaque != nullptr)
-        (void)PR_Unlock(lOpaquePropertyLock.uOpaque);
+    Private::Give(lOpaquePropertyLock.uOpaque);
 }
 
 bool Manager::WillNetworkResetRemoveTechnology(const zqString &aTechnology)
