@@ -23,6 +23,20 @@ void LogNotFound(const char *aKind, CFStringRef aPath, const char *aReason)
            aReason);
 }
 
+// What a callback cannot hand on is asserted, under one of two names. @returns it.
+
+zqError CheckReturn(zqError lReturn)
+{
+    (void)ZQ_CHECK(lReturn == 0);
+    return lReturn;
+}
+
+zqError CheckError(zqError lError)
+{
+    (void)ZQ_CHECK(lError == 0);
+    return lError;
+}
+
 } // namespace
 
 bool Manager::IsOwn(const zqConnMan *aConnMan) const
@@ -51,96 +65,78 @@ bool Manager::IsOwnForOnline(const zqConnMan *aConnMan, CFStringRef aPath) const
     return true;
 }
 
-zqSharedPtr<Service> Manager::FindReportedService(CFStringRef aPath, const char *aReason, Absence anAbsence)
+template <typename T>
+zqSharedPtr<T> Manager::FindReported(CFStringRef aPath, const char *aReason, Absence anAbsence)
 {
-    zqSharedPtr<Service> lService = FindService(aPath);
+    zqSharedPtr<T> lReturn = (this->*Kind<T>::kKind.mFind)(aPath);
 
-    if (lService == nullptr)
+    if (lReturn == nullptr)
     {
         if (anAbsence == kAsserted)
-            (void)ZQ_CHECK(lService != NULL);
-        LogNotFound("service", aPath, aReason);
+            (void)ZQ_CHECK_TEXT(lReturn != nullptr, Kind<T>::kKind.mAssertion);
+        LogNotFound(Kind<T>::kKind.mName, aPath, aReason);
     }
-    return lService;
+    return lReturn;
 }
 
-zqSharedPtr<Technology> Manager::FindReportedTechnology(CFStringRef aPath, const char *aReason, Absence anAbsence)
+template <typename T>
+void Manager::Changed(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties, zqError (*aCheck)(zqError))
 {
-    zqSharedPtr<Technology> lTechnology = FindTechnology(aPath);
+    if (!IsOwn(aConnMan, aPath) || !ZQ_CHECK(aProperties != NULL))
+        return;
 
-    if (lTechnology == nullptr)
-    {
-        if (anAbsence == kAsserted)
-            (void)ZQ_CHECK(lTechnology != NULL);
-        LogNotFound("technology", aPath, aReason);
-    }
-    return lTechnology;
+    const zqSharedPtr<T> lObject = FindReported<T>(aPath, "properties change", kAsserted);
+
+    if (lObject != nullptr && aCheck(MakeUpLater(lObject->Refresh(CFURetain(aProperties)))) == zqError_None)
+        (void)aCheck((this->*Kind<T>::kKind.mSignalChanged)(lObject.Get(), aProperties));
+}
+
+template <typename T, typename Raise, typename... Payload>
+void Manager::Tell(CFStringRef aPath, const char *aReason, Absence anAbsence, Raise aRaise, const Payload &...aPayload)
+{
+    const zqSharedPtr<T> lObject = FindReported<T>(aPath, aReason, anAbsence);
+
+    if (lObject != nullptr)
+        CheckError((this->*aRaise)(lObject.Get(), aPayload...));
 }
 
 // The daemon's manager
 
 void Manager::StateChanged(zqConnMan *aConnMan, CFStringRef aState)
 {
-    if (!IsOwn(aConnMan))
-        return;
-
-    const zqError lReturn = SignalStateChanged(aState);
-    (void)ZQ_CHECK(lReturn == 0);
+    if (IsOwn(aConnMan))
+        CheckReturn(SignalStateChanged(aState));
 }
 
 void Manager::PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties)
 {
-    if (!IsOwn(aConnMan))
-        return;
-
-    const zqError lReturn = MakeUpLater(TakeProperties(aProperties));
-    (void)ZQ_CHECK(lReturn == 0);
+    if (IsOwn(aConnMan))
+        CheckReturn(MakeUpLater(TakeProperties(aProperties)));
 }
 
 // Services
 
 void Manager::ServicesAdded(zqConnMan *aConnMan, CFArrayRef aServices)
 {
-    if (!IsOwn(aConnMan))
-        return;
-
-    const zqError lReturn = AddReported<Service>(aServices);
-    (void)ZQ_CHECK(lReturn == 0);
+    if (IsOwn(aConnMan))
+        CheckReturn(AddReported<Service>(aServices));
 }
 
 void Manager::ServicesRemoved(zqConnMan *aConnMan, CFArrayRef aServices)
 {
-    if (!IsOwn(aConnMan))
-        return;
-
-    const zqError lReturn = MakeUpLater(DropServices(aServices));
-    (void)ZQ_CHECK(lReturn == 0);
+    if (IsOwn(aConnMan))
+        CheckReturn(MakeUpLater(UpdateServices(aServices, UpdateOperationRemove)));
 }
 
 void Manager::ServicesUpdated(zqConnMan *aConnMan, CFArrayRef aServices)
 {
-    if (!IsOwn(aConnMan))
-        return;
-
-    const zqError lReturn = RefreshReported(aServices);
-    (void)ZQ_CHECK(lReturn == 0);
+    if (IsOwn(aConnMan))
+        CheckReturn(RefreshReported(aServices));
 }
 
 void Manager::ServiceChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties)
 {
-    if (!IsOwn(aConnMan, aPath) || !ZQ_CHECK(aProperties != NULL))
-        return;
-
-    const zqSharedPtr<Service> lService = FindReportedService(aPath, "properties change", kAsserted);
-    if (lService == nullptr)
-        return;
-
-    zqError lReturn = MakeUpLater(lService->Refresh(CFURetain(aProperties)));
-    if (ZQ_CHECK(lReturn == 0))
-    {
-        lReturn = SignalServiceChanged(lService.Get(), aProperties);
-        (void)ZQ_CHECK(lReturn == 0);
-    }
+    Changed<Service>(aConnMan, aPath, aProperties, CheckReturn);
 }
 
 zqError Manager::ServiceRequestInput(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties)
@@ -148,13 +144,9 @@ zqError Manager::ServiceRequestInput(zqConnMan *aConnMan, CFStringRef aPath, CFD
     if (!IsOwn(aConnMan, aPath) || !ZQ_CHECK(aProperties != NULL))
         return zqError_InvalidArgument;
 
-    const zqSharedPtr<Service> lService = FindReportedService(aPath, "input request", kAsserted);
-    if (lService == nullptr)
-        return zqError_None;
+    const zqSharedPtr<Service> lService = FindReported<Service>(aPath, "input request", kAsserted);
 
-    const zqError lReturn = SignalServiceInput(lService.Get(), aProperties);
-    (void)ZQ_CHECK(lReturn == 0);
-    return lReturn;
+    return lService != nullptr ? CheckReturn(SignalServiceInput(lService.Get(), aProperties)) : zqError_None;
 }
 
 void Manager::ServiceReportError(zqConnMan *aConnMan, CFStringRef aPath, CFStringRef aError)
@@ -163,15 +155,11 @@ void Manager::ServiceReportError(zqConnMan *aConnMan, CFStringRef aPath, CFStrin
         return;
 
     const zqSharedPtr<Service> lService = FindService(aPath);
-    if (!ZQ_CHECK(lService != NULL))
-    {
+    if (ZQ_CHECK(lService != NULL))
+        CheckError(SignalServiceError(lService.Get(), aError));
+    else
         ZQ_LOG(zqLogLevel_Error, "network manager: failed to find service %s for error %s",
                zqString(aPath).GetAsUTFArray(), zqString(aError).GetAsUTFArray());
-        return;
-    }
-
-    const zqError lError = SignalServiceError(lService.Get(), aError);
-    (void)ZQ_CHECK(lError == 0);
 }
 
 zqError Manager::SignalConnectNotFound(CFStringRef aPath)
@@ -186,8 +174,7 @@ void Manager::ServiceDidConnect(zqConnMan *aConnMan, CFStringRef aPath)
         return;
 
     const zqSharedPtr<Service> lService = FindService(aPath);
-    const zqError lError = lService != nullptr ? SignalServiceDidConnect(lService.Get()) : SignalConnectNotFound(aPath);
-    (void)ZQ_CHECK(lError == 0);
+    CheckError(lService != nullptr ? SignalServiceDidConnect(lService.Get()) : SignalConnectNotFound(aPath));
 }
 
 void Manager::ServiceDidNotConnect(zqConnMan *aConnMan, CFStringRef aPath, zqError anError)
@@ -196,89 +183,51 @@ void Manager::ServiceDidNotConnect(zqConnMan *aConnMan, CFStringRef aPath, zqErr
         return;
 
     const zqSharedPtr<Service> lService = FindService(aPath);
-    const zqError              lError =
-        lService != nullptr ? SignalServiceDidNotConnect(lService.Get(), anError) : SignalConnectNotFound(aPath);
-    (void)ZQ_CHECK(lError == 0);
+    CheckError(lService != nullptr ? SignalServiceDidNotConnect(lService.Get(), anError)
+                                   : SignalConnectNotFound(aPath));
 }
 
 void Manager::ServiceIsOnline(zqConnMan *aConnMan, CFStringRef aPath)
 {
-    if (!IsOwnForOnline(aConnMan, aPath))
-        return;
-
-    const zqSharedPtr<Service> lService = FindReportedService(aPath, "online check failure", kLogged);
-    if (lService == nullptr)
-        return;
-
-    const zqError lError = SignalServiceIsOnline(lService.Get());
-    (void)ZQ_CHECK(lError == 0);
+    if (IsOwnForOnline(aConnMan, aPath))
+        Tell<Service>(aPath, "online check failure", kLogged, &Manager::SignalServiceIsOnline);
 }
 
 void Manager::ServiceIsNotOnline(zqConnMan *aConnMan, CFStringRef aPath, zqError anError)
 {
-    if (!IsOwnForOnline(aConnMan, aPath))
-        return;
-
-    const zqSharedPtr<Service> lService = FindReportedService(aPath, "online check failure", kLogged);
-    if (lService == nullptr)
-        return;
-
-    const zqError lError = SignalServiceIsNotOnline(lService.Get(), anError);
-    (void)ZQ_CHECK(lError == 0);
+    if (IsOwnForOnline(aConnMan, aPath))
+        Tell<Service>(aPath, "online check failure", kLogged, &Manager::SignalServiceIsNotOnline, anError);
 }
 
 // Technologies
 
 void Manager::TechnologiesAdded(zqConnMan *aConnMan, CFArrayRef aTechnologies)
 {
-    if (!IsOwn(aConnMan))
-        return;
-
-    const zqError lError = AddReported<Technology>(aTechnologies);
-    (void)ZQ_CHECK(lError == 0);
+    if (IsOwn(aConnMan))
+        CheckError(AddReported<Technology>(aTechnologies));
 }
 
 void Manager::TechnologiesRemoved(zqConnMan *aConnMan, CFArrayRef aTechnologies)
 {
-    if (!IsOwn(aConnMan))
-        return;
-
-    const zqError lError = MakeUpLater(DropTechnologies(aTechnologies));
-    (void)ZQ_CHECK(lError == 0);
+    if (IsOwn(aConnMan))
+        CheckError(MakeUpLater(UpdateTechnologies(aTechnologies, false)));
 }
 
 void Manager::TechnologyChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties)
 {
-    if (!IsOwn(aConnMan, aPath) || !ZQ_CHECK(aProperties != NULL))
-        return;
-
-    const zqSharedPtr<Technology> lTechnology = FindReportedTechnology(aPath, "properties change", kAsserted);
-    if (lTechnology == nullptr)
-        return;
-
-    zqError lError = MakeUpLater(lTechnology->Refresh(CFURetain(aProperties)));
-    if (ZQ_CHECK(lError == 0))
-    {
-        lError = SignalTechnologyChanged(lTechnology.Get(), aProperties);
-        (void)ZQ_CHECK(lError == 0);
-    }
+    Changed<Technology>(aConnMan, aPath, aProperties, CheckError);
 }
+
+// Whatever becomes of the report of a scan, the next one must not wait for it.
 
 void Manager::TechnologyDidScan(zqConnMan *aConnMan, CFStringRef aPath)
 {
     if (!IsOwn(aConnMan, aPath))
         return;
 
-    // Whatever becomes of the report, the next scan must not wait for it.
     ZQ_LOG(zqLogLevel_Detail, "network manager: Reset mScanning for did scan");
     mConnMan.SetScanning(false);
-
-    const zqSharedPtr<Technology> lTechnology = FindReportedTechnology(aPath, "scan success", kAsserted);
-    if (lTechnology == nullptr)
-        return;
-
-    const zqError lError = SignalTechnologyDidScan(lTechnology.Get());
-    (void)ZQ_CHECK(lError == 0);
+    Tell<Technology>(aPath, "scan success", kAsserted, &Manager::SignalTechnologyDidScan);
 }
 
 void Manager::TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqError anError)
@@ -288,13 +237,7 @@ void Manager::TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqErr
 
     ZQ_LOG(zqLogLevel_Detail, "network manager: Reset mScanning for DidNotScan");
     mConnMan.SetScanning(false);
-
-    const zqSharedPtr<Technology> lTechnology = FindReportedTechnology(aPath, "scan failure", kLogged);
-    if (lTechnology == nullptr)
-        return;
-
-    const zqError lError = SignalTechnologyDidNotScan(lTechnology.Get(), anError);
-    (void)ZQ_CHECK(lError == 0);
+    Tell<Technology>(aPath, "scan failure", kLogged, &Manager::SignalTechnologyDidNotScan, anError);
 }
 
 } // namespace zq::NetworkManager::ConnMan

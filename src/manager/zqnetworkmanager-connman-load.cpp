@@ -22,19 +22,6 @@ CFMutableArrayRef NewArray()
     return CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
 }
 
-/** A refresh merges: what the daemon no longer reports would stay. */
-void ClearUnreported(Object &anObject, CFDictionaryRef aProperties)
-{
-    const auto lKeys = CFUAdopt(CFUDictionaryCopyKeys(anObject.CopyProperties().Get()));
-
-    for (CFIndex lIndex = 0; lKeys && lIndex < CFArrayGetCount(lKeys.Get()); ++lIndex)
-    {
-        const auto lKey = CFURetain(static_cast<CFStringRef>(CFArrayGetValueAtIndex(lKeys.Get(), lIndex)));
-        if (!CFDictionaryContainsKey(aProperties, lKey.Get()))
-            (void)anObject.ClearProperty(lKey);
-    }
-}
-
 bool HasProperties(const Object &anObject, CFDictionaryRef aProperties)
 {
     return CFEqual(anObject.CopyProperties().Get(), aProperties);
@@ -48,8 +35,8 @@ void Manager::Available(zqConnMan *aConnMan)
         return;
 
     const zqError lReturn = MakeUpLater(InitCaches());
-    if (mMayBeStale && !IsDaemonLost(lReturn))
-        (void)MakeUpLater(Reconcile());
+    if (mMayBeStale && !IsDaemonLost(lReturn) && MakeUpLater(Reconcile<Service>()) == zqError_None)
+        (void)MakeUpLater(Reconcile<Technology>());
 
     mMayBeStale = true; // from here on, for the next time
 }
@@ -99,12 +86,7 @@ zqError Manager::InitServices()
     const auto lServices = CFUAdopt(NewArray());
     ZQ_REQUIRE(lServices != NULL, zqError_OutOfMemory);
 
-    zqError lReturn = mConnMan.ManagerGetServices(lServices.Get());
-    ZQ_REQUIRE(lReturn == 0, lReturn);
-
-    lReturn = AddReported<Service>(lServices.Get());
-    ZQ_REQUIRE(lReturn == 0, lReturn);
-    return zqError_None;
+    return InitObjects<Service>(lServices.Get());
 }
 
 zqError Manager::InitTechnologies()
@@ -112,50 +94,35 @@ zqError Manager::InitTechnologies()
     const auto lTechnologies = CFUAdopt(NewArray());
     ZQ_REQUIRE(lTechnologies != NULL, zqError_OutOfMemory);
 
-    zqError lReturn = mConnMan.ManagerGetTechnologies(lTechnologies.Get());
+    return InitObjects<Technology>(lTechnologies.Get());
+}
+
+template <typename T>
+zqError Manager::InitObjects(CFMutableArrayRef aPaths)
+{
+    zqError lReturn = (mConnMan.*Kind<T>::kKind.mGetPaths)(aPaths);
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
-    lReturn = AddReported<Technology>(lTechnologies.Get());
+    lReturn = AddReported<T>(aPaths);
     ZQ_REQUIRE(lReturn == 0, lReturn);
     return zqError_None;
 }
 
-/** What is different about services and technologies when they are reconciled. */
 template <typename T>
-struct Manager::Kind
-{
-    zqError (zqConnMan::*mFetch)(CFDictionaryRef &anObjects);
-    zqError (zq::NetworkManager::Manager::*mCopyList)(zqRefObjectArray<T> &anArray) const;
-    zqError (Manager::*mRemove)(CFArrayRef aPaths);
-    zqError (zq::NetworkManager::Manager::*mSignalChanged)(T *anObject, CFDictionaryRef aProperties);
-};
-
 zqError Manager::Reconcile()
 {
-    static const Kind<Service>    kServices     = { &zqConnMan::ManagerGetServices, &Manager::GetServices,
-                                                    &Manager::DropServices, &Manager::SignalServiceChanged };
-    static const Kind<Technology> kTechnologies = { &zqConnMan::ManagerGetTechnologies, &Manager::GetTechnologies,
-                                                    &Manager::DropTechnologies, &Manager::SignalTechnologyChanged };
-
-    const zqError lReturn = Reconcile(kServices);
-
-    return lReturn == zqError_None ? Reconcile(kTechnologies) : lReturn;
-}
-
-template <typename T>
-zqError Manager::Reconcile(const Kind<T> &aKind)
-{
+    const Kind<T>      &lKind    = Kind<T>::kKind;
     CFDictionaryRef     lObjects = nullptr;
     zqRefObjectArray<T> lListed;
 
-    zqError lReturn = (mConnMan.*aKind.mFetch)(lObjects);
+    zqError lReturn = (mConnMan.*lKind.mGetAll)(lObjects);
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
     const auto lHolder  = CFUAdopt(lObjects);
     const auto lRemoved = CFUAdopt(NewArray());
     ZQ_REQUIRE(lRemoved != NULL, zqError_OutOfMemory);
 
-    lReturn = (this->*aKind.mCopyList)(lListed);
+    lReturn = (this->*lKind.mCopyList)(lListed);
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
     for (int lIndex = 0; lIndex < lListed.GetNumElements(); ++lIndex)
@@ -166,7 +133,7 @@ zqError Manager::Reconcile(const Kind<T> &aKind)
     }
     if (CFArrayGetCount(lRemoved.Get()) > 0)
     {
-        lReturn = (this->*aKind.mRemove)(lRemoved.Get());
+        lReturn = lKind.mUpdate(*this, lRemoved.Get(), UpdateOperationRemove);
         (void)ZQ_CHECK(lReturn == 0);
     }
 
@@ -177,33 +144,23 @@ zqError Manager::Reconcile(const Kind<T> &aKind)
             static_cast<CFDictionaryRef>(CFDictionaryGetValue(lObjects, lObject->GetPath().Get()));
 
         if (lProperties != nullptr && !HasProperties(*lObject, lProperties))
-            RefreshObject(aKind, *lObject, lProperties);
+            RefreshObject(*lObject, lProperties);
     }
     return lReturn;
 }
 
 template <typename T>
-void Manager::RefreshObject(const Kind<T> &aKind, T &anObject, CFDictionaryRef aProperties)
+void Manager::RefreshObject(T &anObject, CFDictionaryRef aProperties)
 {
-    ClearUnreported(anObject, aProperties);
+    anObject.ClearOthers(aProperties);
 
     zqError    lReturn = anObject.Refresh(CFURetain(aProperties));
     const auto lMerged = anObject.CopyProperties();
     if (ZQ_CHECK(lReturn == 0) && ZQ_CHECK(lMerged != NULL))
     {
-        lReturn = (this->*aKind.mSignalChanged)(&anObject, lMerged.Get());
+        lReturn = (this->*Kind<T>::kKind.mSignalChanged)(&anObject, lMerged.Get());
         (void)ZQ_CHECK(lReturn == 0);
     }
-}
-
-zqError Manager::DropServices(CFArrayRef aPaths)
-{
-    return UpdateServices(aPaths, UpdateOperationRemove);
-}
-
-zqError Manager::DropTechnologies(CFArrayRef aPaths)
-{
-    return UpdateTechnologies(aPaths, false);
 }
 
 } // namespace zq::NetworkManager::ConnMan

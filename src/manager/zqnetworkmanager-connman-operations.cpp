@@ -18,18 +18,6 @@ namespace zq::NetworkManager::ConnMan
 namespace
 {
 
-/** False, with an assertion, for what is no property's name. A zqString is empty for a string that C would end early.
- */
-bool IsName(const CFUSharedRef<CFStringRef> &aKey)
-{
-    ZQ_REQUIRE(aKey != NULL, false);
-
-    const zqString lKey(aKey);
-
-    ZQ_REQUIRE(!lKey.IsEmpty(), false);
-    return true;
-}
-
 // The one technology that takes so long to power up that nobody can wait for it.
 const char kAsynchronousTechnology[] = "Cellular";
 
@@ -66,6 +54,17 @@ zqError GetCommissioning(CFTypeRef aValue, int &aDuration, int &aPort)
 }
 
 } // namespace
+
+// A zqString is empty for a string that C would end early.
+bool Manager::IsName(const CFUSharedRef<CFStringRef> &aKey)
+{
+    ZQ_REQUIRE(aKey != NULL, false);
+
+    const zqString lKey(aKey);
+
+    ZQ_REQUIRE(!lKey.IsEmpty(), false);
+    return true;
+}
 
 // Services
 

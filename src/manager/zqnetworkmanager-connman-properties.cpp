@@ -69,13 +69,11 @@ private:
 zqError Manager::ManagerSetProperty(const CFUSharedRef<CFStringRef> &aKey, const CFUSharedRef<const void *> &aValue)
 try
 {
-    ZQ_REQUIRE(aKey != NULL, zqError_InvalidArgument);
-
-    const zqString lKey(aKey); // empty for a string that C would end early
-
-    ZQ_REQUIRE(!lKey.IsEmpty(), zqError_InvalidArgument);
+    if (!IsName(aKey))
+        return zqError_InvalidArgument;
     ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
 
+    const zqString                    lKey(aKey);
     const std::lock_guard<std::mutex> lLock(mPropertySetLock);
     unsigned int                     &lLatest = mLatestSets[lKey];
     const unsigned int                lNumber = lLatest + 1;

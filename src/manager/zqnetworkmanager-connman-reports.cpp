@@ -37,25 +37,33 @@ zqError Manager::MakeUpLater(zqError anError)
     return anError;
 }
 
-/** What is different about services and technologies when they are reported. */
-template <typename T>
-struct Manager::Reported
-{
-    zqError (Manager::*mCopyProperties)(CFStringRef aPath, CFDictionaryRef &aProperties);
-    zqSharedPtr<T> (zq::NetworkManager::Manager::*mFind)(CFStringRef aPath) const;
-    zqError (Manager::*mAdd)(CFArrayRef aPaths);
-
-    static const Reported kKind;
+template <>
+const Manager::Kind<Service> Manager::Kind<Service>::kKind = {
+    "service",
+    "lService != __null",
+    &zqConnMan::ManagerGetServices,
+    &zqConnMan::ManagerGetServices,
+    &Manager::CopyServiceProperties,
+    &Manager::FindService,
+    &Manager::GetServices,
+    [](Manager &aManager, CFArrayRef aPaths, UpdateOperation anOperation)
+    { return aManager.UpdateServices(aPaths, anOperation); },
+    &Manager::SignalServiceChanged,
 };
 
 template <>
-const Manager::Reported<Service> Manager::Reported<Service>::kKind = { &Manager::CopyServiceProperties,
-                                                                       &Manager::FindService, &Manager::OfferServices };
-
-template <>
-const Manager::Reported<Technology> Manager::Reported<Technology>::kKind = { &Manager::CopyTechnologyProperties,
-                                                                             &Manager::FindTechnology,
-                                                                             &Manager::OfferTechnologies };
+const Manager::Kind<Technology> Manager::Kind<Technology>::kKind = {
+    "technology",
+    "lTechnology != __null",
+    &zqConnMan::ManagerGetTechnologies,
+    &zqConnMan::ManagerGetTechnologies,
+    &Manager::CopyTechnologyProperties,
+    &Manager::FindTechnology,
+    &Manager::GetTechnologies,
+    [](Manager &aManager, CFArrayRef aPaths, UpdateOperation anOperation)
+    { return aManager.UpdateTechnologies(aPaths, anOperation == UpdateOperationAdd); },
+    &Manager::SignalTechnologyChanged,
+};
 
 /**
  *  The properties of the objects that a report names, each fetched once. While
@@ -95,11 +103,11 @@ public:
             const auto lPath = static_cast<CFStringRef>(CFArrayGetValueAtIndex(aPaths, lIndex));
 
             if (CFDictionaryContainsKey(mProperties.Get(), lPath) ||
-                ((mManager.*Reported<T>::kKind.mFind)(lPath) != nullptr) != aListed)
+                ((mManager.*Kind<T>::kKind.mFind)(lPath) != nullptr) != aListed)
                 continue;
 
             CFDictionaryRef lCopied     = nullptr;
-            const zqError   lReturn     = (mManager.*Reported<T>::kKind.mCopyProperties)(lPath, lCopied);
+            const zqError   lReturn     = (mManager.*Kind<T>::kKind.mCopyProperties)(lPath, lCopied);
             const auto      lProperties = CFUAdopt(lCopied);
 
             if (lReturn == zqError_None)
@@ -166,10 +174,10 @@ zqError Manager::AddReported(CFArrayRef aPaths)
 {
     Report        lReport(*this);
     const zqError lFetched = lReport.Fetch<T>(aPaths, false);
-    zqError       lReturn  = (this->*Reported<T>::kKind.mAdd)(lReport.CopyPaths().Get());
+    zqError       lReturn  = Kind<T>::kKind.mUpdate(*this, lReport.CopyPaths().Get(), UpdateOperationAdd);
 
     if (lReturn != zqError_None && lReport.LeaveOutUnusable<T>())
-        lReturn = (this->*Reported<T>::kKind.mAdd)(lReport.CopyPaths().Get());
+        lReturn = Kind<T>::kKind.mUpdate(*this, lReport.CopyPaths().Get(), UpdateOperationAdd);
 
     return MakeUpLater(lFetched != zqError_None ? lFetched : lReturn);
 }
@@ -184,16 +192,6 @@ zqError Manager::RefreshReported(CFArrayRef aServices)
     const zqError lReturn  = UpdateServices(lReport.CopyPaths().Get(), UpdateOperationChange);
 
     return MakeUpLater(lFetched != zqError_None ? lFetched : lReturn);
-}
-
-zqError Manager::OfferServices(CFArrayRef aPaths)
-{
-    return UpdateServices(aPaths, UpdateOperationAdd);
-}
-
-zqError Manager::OfferTechnologies(CFArrayRef aPaths)
-{
-    return UpdateTechnologies(aPaths, true);
 }
 
 zqError Manager::CopyServiceProperties(CFStringRef aPath, CFDictionaryRef &aProperties)

@@ -71,17 +71,19 @@ zqError Manager::Init(zqEventQueue *aQueue)
     }
 
     lReturn = InitClients();
-    if (lReturn != zqError_None)
-    {
-        mAnswers.reset();
-        mWPANCtl.reset();
-        mConnMan.SetDelegate(nullptr);
-        zq::NetworkManager::Manager::Destroy();
-        return lReturn;
-    }
+    if (lReturn == zqError_None)
+        mInitialized = true;
+    else
+        LetGo();
+    return lReturn;
+}
 
-    mInitialized = true;
-    return zqError_None;
+void Manager::LetGo()
+{
+    mAnswers.reset();
+    mWPANCtl.reset();
+    mConnMan.SetDelegate(nullptr);
+    zq::NetworkManager::Manager::Destroy();
 }
 
 zqError Manager::InitClients()
@@ -137,10 +139,7 @@ void Manager::Destroy()
     UnlockProperties();
 
     ForgetSleep();
-    mAnswers.reset();
-    mWPANCtl.reset();
-    mConnMan.SetDelegate(nullptr);
-    zq::NetworkManager::Manager::Destroy();
+    LetGo();
 }
 
 bool Manager::IsAvailable()

@@ -118,6 +118,7 @@ private:
 
     zqError InitClients();
     zqError ConnectWPANCtl();
+    void    LetGo();
 
     // What is loaded whenever the daemon becomes available
 
@@ -125,6 +126,8 @@ private:
     zqError InitProperties();
     zqError InitServices();
     zqError InitTechnologies();
+    template <typename T>
+    zqError InitObjects(CFMutableArrayRef aPaths);
     zqError InitProvisions();
 
     // The stored provisions, of which this manager, and other processes, change
@@ -159,15 +162,25 @@ private:
     zqError AddReported(CFArrayRef aPaths);
     zqError RefreshReported(CFArrayRef aServices);
 
-    zqError OfferServices(CFArrayRef aPaths);
-    zqError OfferTechnologies(CFArrayRef aPaths);
-    zqError DropServices(CFArrayRef aPaths);
-    zqError DropTechnologies(CFArrayRef aPaths);
-
     /** What is fetched for the report that a thread is handling. */
     class Report;
+
+    /** What is different about services and technologies. */
     template <typename T>
-    struct Reported;
+    struct Kind
+    {
+        const char *mName;
+        const char *mAssertion; // of one that is not in the list
+        zqError (zqConnMan::*mGetPaths)(CFMutableArrayRef aPaths);
+        zqError (zqConnMan::*mGetAll)(CFDictionaryRef &anObjects);
+        zqError (Manager::*mCopyProperties)(CFStringRef aPath, CFDictionaryRef &aProperties);
+        zqSharedPtr<T> (zq::NetworkManager::Manager::*mFind)(CFStringRef aPath) const;
+        zqError (zq::NetworkManager::Manager::*mCopyList)(zqRefObjectArray<T> &anArray) const;
+        zqError (*mUpdate)(Manager &aManager, CFArrayRef aPaths, UpdateOperation anOperation);
+        zqError (Manager::*mSignalChanged)(T *anObject, CFDictionaryRef aProperties);
+
+        static const Kind kKind;
+    };
 
     using Get = zqError (zqConnMan::*)(const char *aPath, CFDictionaryRef &aProperties);
     zqError CopyObjectProperties(CFStringRef aPath, Get aGet, CFDictionaryRef &aProperties);
@@ -188,17 +201,17 @@ private:
      *  refreshed. A daemon that crashed has sent no removals, and what is listed
      *  already is not loaded anew.
      */
+    template <typename T>
     zqError Reconcile();
     template <typename T>
-    struct Kind;
-    template <typename T>
-    zqError Reconcile(const Kind<T> &aKind);
-    template <typename T>
-    void RefreshObject(const Kind<T> &aKind, T &anObject, CFDictionaryRef aProperties);
+    void RefreshObject(T &anObject, CFDictionaryRef aProperties);
 
-    // The daemon's manager
+    // Requests
 
-    /** A property on its way to the daemon. */
+    /** False, with an assertion, for what is no property's name. */
+    static bool IsName(const CFUSharedRef<CFStringRef> &aKey);
+
+    /** A property of the daemon's manager on its way to it. */
     class PropertySet;
 
     zqError TakeProperties(CFDictionaryRef aProperties);
@@ -217,8 +230,16 @@ private:
         kAsserted
     };
 
-    zqSharedPtr<Service>    FindReportedService(CFStringRef aPath, const char *aReason, Absence anAbsence);
-    zqSharedPtr<Technology> FindReportedTechnology(CFStringRef aPath, const char *aReason, Absence anAbsence);
+    template <typename T>
+    zqSharedPtr<T> FindReported(CFStringRef aPath, const char *aReason, Absence anAbsence);
+
+    /** Refresh an object and tell of it. @param[in]  aCheck  Asserts what either fails with, and returns it. */
+    template <typename T>
+    void Changed(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties, zqError (*aCheck)(zqError));
+
+    /** Raise the event of a report, if the lists have its object. */
+    template <typename T, typename Raise, typename... Payload>
+    void Tell(CFStringRef aPath, const char *aReason, Absence anAbsence, Raise aRaise, const Payload &...aPayload);
 
     zqError SignalConnectNotFound(CFStringRef aPath);
 
@@ -236,7 +257,7 @@ private:
     std::unique_ptr<zqWPANCtl> mWPANCtl;
     std::mutex                 mSleepLock; // of the names and the counts; nothing is called with it held
     std::set<zqString>         mSleepPreventers;
-    std::int32_t               mOkToSleepRetries  = 0;
+    std::int32_t               mOkToSleepRetries  = 0; // begins anew with the failures; nothing reads it
     std::int32_t               mOkToSleepFailures = 0;
     std::shared_ptr<void>      mAnswers;              // while an answer to a query may touch this manager
     std::atomic<bool>          mInitialized{ false }; // cleared under the properties lock
