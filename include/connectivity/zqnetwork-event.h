@@ -3,7 +3,8 @@
  *    The events of connectivity.
  *
  *  The controller posts Connected. The others are for the device's components
- *  that know more of a technology: nothing in this library posts them.
+ *  that know more of a technology: nothing in this library makes one. So their
+ *  destructors are defined in it, or it would not have their classes.
  *
  *  A receiver tells them apart by zqEvent::GetType() and the classes' kType
  *  before it casts. An event is made, initialised and enqueued, and does not
@@ -50,14 +51,11 @@ public:
     /** Its type, such as "wifi". */
     const zqString &GetTechnology() const { return mTechnology; }
 
-protected:
-    ~TechnologySpecific() override;
-
 private:
     zqString mTechnology;
 };
 
-/** A technology failed. */
+/** A technology failed. Carries its type and a reason for people. Never posted by this library. */
 class ZQ_EXPORT Failure : public TechnologySpecific
 {
 public:
@@ -75,7 +73,7 @@ private:
     zqString mReason;
 };
 
-/** A technology succeeded. */
+/** A technology succeeded. Carries its type. Never posted by this library. */
 class ZQ_EXPORT Success : public TechnologySpecific
 {
 public:
@@ -88,7 +86,8 @@ protected:
     ~Success() override;
 };
 
-/** Whether any technology is connected was found out anew; that need not be a change. */
+/** Whether any technology is connected was found out anew, which need not be a change: the controller posts it after
+ * every recalculation. Carries the answer, whether it is another one than before, and the types of those that are. */
 class ZQ_EXPORT Connected : public Base
 {
 public:
@@ -109,16 +108,13 @@ public:
     /** Replace the contents of an array by the types. @retval 0, -2 when memory is exhausted. */
     zqError GetConnectedTechnologies(zqStringArray &aTechnologies) const;
 
-protected:
-    ~Connected() override;
-
 private:
     bool          mConnected = false;
     bool          mChange    = false;
     zqStringArray mTechnologies;
 };
 
-/** Something of interest happened to a technology. */
+/** Something of interest happened to a technology. Carries its type. Never posted by this library. */
 class ZQ_EXPORT Trace : public TechnologySpecific
 {
 public:
@@ -131,7 +127,8 @@ protected:
     ~Trace() override;
 };
 
-/** A property of a technology's radio changed. */
+/** A property of a technology's radio changed. Carries the technology's type, and the property's name and value. Never
+ * posted by this library, and not among the codes of IsType. */
 class ZQ_EXPORT RadioProperty : public TechnologySpecific
 {
 public:

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    What the controller makes of the manager's events.
+ */
+
 #include <zqnetwork-connectivity.h>
 
 #include <zqlog.h>
@@ -9,13 +14,6 @@ using namespace zq::NetworkManager;
 
 namespace
 {
-
-const unsigned int kFirstEvent = Event::StateChanged::kType;
-
-// One bit an event, from the first: all about services and properties, what is
-// removed, and the outcomes of scans.
-const unsigned int kIgnoredEvents = 0x687FF;
-const unsigned int kNumEvents     = 19;
 
 /** @returns false, with the value left alone, when a boolean property is not among those that changed. */
 bool GetChange(CFDictionaryRef aProperties, CFStringRef aKey, bool &aValue)
@@ -57,17 +55,34 @@ zqError zqNetworkConnectivity::HandleEvent(const zqEvent *anEvent)
 
 zqError zqNetworkConnectivity::HandleNetworkManagerEvent(const zqEvent *anEvent)
 {
-    const unsigned int lType  = anEvent->GetType();
-    const unsigned int lIndex = lType - kFirstEvent;
-
-    if (lType == Event::TechnologiesAdded::kType)
+    switch (anEvent->GetType())
+    {
+    case Event::TechnologiesAdded::kType:
         return HandleNetworkTechnologiesAdded(static_cast<const Event::TechnologiesAdded *>(anEvent));
 
-    if (lType == Event::TechnologyChanged::kType)
+    case Event::TechnologyChanged::kType:
         return HandleNetworkTechnologyChanged(static_cast<const Event::TechnologyChanged *>(anEvent));
 
-    if (lIndex >= kNumEvents || (kIgnoredEvents >> lIndex & 1) == 0)
-        ZQ_LOG(zqLogLevel_Notice, "network-connectivity: unexpected network manager event %d", static_cast<int>(lType));
+    // Nothing is to be done for these. Any other is not expected.
+    case Event::StateChanged::kType:
+    case Event::PropertiesChanged::kType:
+    case Event::ServicesAdded::kType:
+    case Event::ServicesRemoved::kType:
+    case Event::ServiceChanged::kType:
+    case Event::ServiceInput::kType:
+    case Event::ServiceError::kType:
+    case Event::ServiceDidConnect::kType:
+    case Event::ServiceDidNotConnect::kType:
+    case Event::ServiceIsOnline::kType:
+    case Event::ServiceIsNotOnline::kType:
+    case Event::TechnologiesRemoved::kType:
+    case Event::TechnologyDidScan::kType:
+    case Event::TechnologyDidNotScan::kType:
+        return zqError_None;
+    }
+
+    ZQ_LOG(zqLogLevel_Notice, "network-connectivity: unexpected network manager event %d",
+           static_cast<int>(anEvent->GetType()));
 
     return zqError_None;
 }
@@ -87,7 +102,7 @@ zqError zqNetworkConnectivity::HandleNetworkTechnologiesAdded(const Event::Techn
         const bool    lPowered = lTechnology.IsPowered().Get() == kCFBooleanTrue;
         const zqError lError   = HandleNetworkTechnologyPoweredChanged(lTechnology, lPowered);
 
-        if (lReturn == 0)
+        if (lReturn == zqError_None)
             lReturn = lError;
     }
 
@@ -110,7 +125,7 @@ zqError zqNetworkConnectivity::HandleNetworkTechnologyChanged(const Event::Techn
     {
         const zqError lError = HandleNetworkTechnologyConnectedChanged(*lTechnology, lValue);
 
-        if (lReturn == 0)
+        if (lReturn == zqError_None)
             lReturn = lError;
     }
 
@@ -127,5 +142,5 @@ zqError zqNetworkConnectivity::HandleNetworkTechnologyConnectedChanged(const Tec
     const zqError lChecked    = CheckTechnologyConnectedServices(aTechnology);
     const zqError lCalculated = RecalculateConnected();
 
-    return lChecked != 0 ? lChecked : lCalculated;
+    return lChecked != zqError_None ? lChecked : lCalculated;
 }

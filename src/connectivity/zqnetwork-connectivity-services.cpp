@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The IP configuration that the controller gives to connected services.
+ */
+
 #include <zqnetwork-connectivity.h>
 
 #include <zqlog.h>
@@ -63,7 +68,7 @@ zqError zqNetworkConnectivity::SetIPConfiguration(const Service &aService)
         const zqError lError =
             mManager->ServiceSetProperty(aService, CFURetain(kServicePropertyIPv6Configuration), lAutomatic);
 
-        if (lError != 0)
+        if (lError != zqError_None)
             ZQ_LOG(zqLogLevel_Notice, "network-connectivity: %s: Setting IPv6 returned %d", __func__, lError);
     }
 

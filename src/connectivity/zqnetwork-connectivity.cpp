@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The controller's life, and its powered and connected states.
+ */
+
 #include <zqnetwork-connectivity.h>
 
 #include <zqlog.h>
@@ -67,16 +72,16 @@ zqError zqNetworkConnectivity::Init(Manager *aManager, zqEventQueue *aQueue, con
 
     zqError retval = mTechnologies.Copy(aTechnologies);
 
-    if (retval == 0)
+    if (retval == zqError_None)
     {
         (void)ZQ_CHECK(!mTechnologies.IsEmpty());
         retval = zqEventPublisher::Init("network-connectivity");
     }
 
-    if (retval == 0)
+    if (retval == zqError_None)
         retval = Refresh();
 
-    if (retval == 0)
+    if (retval == zqError_None)
         retval = Start();
 
     if (!ZQ_CHECK(retval == 0))
@@ -96,12 +101,12 @@ zqError zqNetworkConnectivity::Start()
         const zqString          lType = mTechnologies.GetElement(i);
         zqSharedPtr<Technology> lTechnology;
 
-        if (mManager->ManagerLookupTechnology(CFURetain(lType.GetAsCFString()), lTechnology) != 0)
+        if (mManager->ManagerLookupTechnology(CFURetain(lType.GetAsCFString()), lTechnology) != zqError_None)
             continue;
 
         const zqError lError = CheckTechnologyConnectedServices(*lTechnology);
 
-        if (lReturn == 0)
+        if (lReturn == zqError_None)
             lReturn = lError;
     }
 
@@ -250,7 +255,7 @@ zqError zqNetworkConnectivity::Refresh()
 {
     const zqError lReturn = RecalculatePowered(false);
 
-    return lReturn == 0 ? RecalculateConnected() : lReturn;
+    return lReturn == zqError_None ? RecalculateConnected() : lReturn;
 }
 
 zqError zqNetworkConnectivity::RecalculatePowered(bool anApply)

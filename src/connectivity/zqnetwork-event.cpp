@@ -25,8 +25,6 @@ zqError Base::Init(unsigned int aType)
     return zqEvent::Init(aType, 0);
 }
 
-TechnologySpecific::~TechnologySpecific() = default;
-
 zqError TechnologySpecific::Init(unsigned int aType, const zqString &aTechnology)
 {
     const zqError lReturn = Base::Init(aType);
@@ -52,8 +50,6 @@ zqError Success::Init(const zqString &aTechnology)
     return TechnologySpecific::Init(kType, aTechnology);
 }
 
-Connected::~Connected() = default;
-
 zqError Connected::Init(bool aConnected, bool aChange, zqStringArray &aTechnologies)
 {
     const zqError lReturn = Base::Init(kType);
@@ -62,7 +58,7 @@ zqError Connected::Init(bool aConnected, bool aChange, zqStringArray &aTechnolog
     mChange    = aChange;
     mTechnologies.Clear();
 
-    return lReturn == 0 ? mTechnologies.Copy(aTechnologies) : lReturn;
+    return lReturn == zqError_None ? mTechnologies.Copy(aTechnologies) : lReturn;
 }
 
 zqError Connected::GetConnectedTechnologies(zqStringArray &aTechnologies) const
