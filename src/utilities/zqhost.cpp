@@ -119,7 +119,7 @@ int FindByHostName(zqNetworkInterface &anInterface)
     char lName[kHostNameSize + sizeof kLocalDomain];
     int  lReturn = zqGetHostName(lName, kHostNameSize);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
     {
         ZQ_LOG(zqLogLevel_Error, "zqHost: failed to get hostname (%d)", lReturn);
         return lReturn;
@@ -133,7 +133,7 @@ int FindByHostName(zqNetworkInterface &anInterface)
     (void)memcpy(lName + strlen(lName), kLocalDomain, sizeof kLocalDomain);
     lReturn = mac_address_from_hostname(lName, anInterface);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         ZQ_LOG(zqLogLevel_Notice, "zqHost: failed to get mac address from hostname (%s)", lName);
     return lReturn;
 }
@@ -169,7 +169,7 @@ int FindByList(zqNetworkInterface &anInterface)
 
         lReturn = zqGetInterfaceInfoFromName(lFound, lEntry->ifa_name);
 
-        if (lReturn == 0)
+        if (lReturn == zqError_None)
         {
             lReturn = FormatIP(*reinterpret_cast<const sockaddr_in *>(lEntry->ifa_addr), lFound.mIPAddress);
             return Yield(lReturn, lFound, anInterface);
@@ -218,7 +218,7 @@ int mac_address_from_hostname(char *aHostName, zqNetworkInterface &anInterface)
     zqNetworkInterface lFound  = anInterface;
     zqError            lReturn = FormatMAC(lRequest.arp_ha, lFound.mMACAddress);
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn = FormatIP(lProtocol, lFound.mIPAddress);
     return Yield(lReturn, lFound, anInterface);
 }
@@ -243,7 +243,7 @@ int zqGetInterfaceInfoFromName(zqNetworkInterface &anInterface, const char *aNam
     zqNetworkInterface lFound  = anInterface;
     zqError            lReturn = MakeText(aName, lFound.mInterfaceName);
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn = FormatMAC(lRequest.ifr_hwaddr, lFound.mMACAddress);
     return Yield(lReturn, lFound, anInterface);
 }

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    IP rules and routes through the device's script, and the policy routes of a service.
+ */
+
 #include <zqnetworkmanager-utilities.h>
 
 #include "zqnetworkmanager-utilities-text.h"
@@ -38,7 +43,7 @@ zqError AppendArgument(zqStringArray &aArguments, const char *aText)
     zqString      lText;
     const zqError lReturn = Utilities::MakeText(aText, lText);
 
-    return lReturn == 0 ? aArguments.Append(lText) : lReturn;
+    return lReturn == zqError_None ? aArguments.Append(lText) : lReturn;
 }
 
 zqError GetArguments(const Run &aRun, zqStringArray &aArguments)
@@ -55,13 +60,13 @@ zqError GetArguments(const Run &aRun, zqStringArray &aArguments)
 
     for (const auto &lOption : lOptions)
     {
-        if (lReturn == 0 && lOption.mValue != nullptr)
+        if (lReturn == zqError_None && lOption.mValue != nullptr)
             lReturn = AppendArgument(aArguments, lOption.mName);
-        if (lReturn == 0 && lOption.mValue != nullptr)
+        if (lReturn == zqError_None && lOption.mValue != nullptr)
             lReturn = AppendArgument(aArguments, lOption.mValue);
     }
 
-    return lReturn == 0 && aRun.mUFlag ? AppendArgument(aArguments, "-u") : lReturn;
+    return lReturn == zqError_None && aRun.mUFlag ? AppendArgument(aArguments, "-u") : lReturn;
 }
 
 zqError RunScript(const Run &aRun)
@@ -75,10 +80,10 @@ zqError RunScript(const Run &aRun)
 
     zqError lReturn = Utilities::MakeText(kScript, lScript);
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn = GetArguments(aRun, lArguments);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         return lReturn;
 
     // Otherwise only the exit status counts, and it is none when the script did not run.
@@ -222,21 +227,21 @@ zqError Service::CreatePolicyRouteTable() const
     zqString   lNetmask;
     zqError    lReturn = GetEntry(lIPv4, kIPPropertyAddress, lAddress);
 
-    if (lReturn == 0 && lTable->mHasGateway)
+    if (lReturn == zqError_None && lTable->mHasGateway)
         lReturn = GetEntry(lIPv4, kIPPropertyGateway, lGateway);
 
-    if (lReturn == 0 && GetEntry(lIPv4, kIPPropertyNetmask, lNetmask) == zqError_InvalidArgument)
+    if (lReturn == zqError_None && GetEntry(lIPv4, kIPPropertyNetmask, lNetmask) == zqError_InvalidArgument)
         lReturn = zqError_InvalidArgument;
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn = IPRulesAndRoutes::AddIPRule(lAddress.GetAsUTFArray(), nullptr, lTable->mTable);
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         lReturn =
             IPRulesAndRoutes::AddIPRoute(nullptr, "default", lTable->mHasGateway ? lGateway.GetAsUTFArray() : nullptr,
                                          lTable->mInterface, lTable->mTable, true);
 
-    if (lReturn != 0 || !lTable->mHasGateway || lNetmask.IsEmpty())
+    if (lReturn != zqError_None || !lTable->mHasGateway || lNetmask.IsEmpty())
         return lReturn;
 
     const NetworkText lNetwork(lAddress, lNetmask);
@@ -256,8 +261,9 @@ zqError Service::RemovePolicyRouteTable() const
 
     const zqError lReturn = IPRulesAndRoutes::RemoveIPRules(nullptr, nullptr, lTable->mTable);
 
-    return lReturn == 0 ? IPRulesAndRoutes::RemoveIPRoutes(nullptr, nullptr, nullptr, nullptr, lTable->mTable)
-                        : lReturn;
+    return lReturn == zqError_None
+               ? IPRulesAndRoutes::RemoveIPRoutes(nullptr, nullptr, nullptr, nullptr, lTable->mTable)
+               : lReturn;
 }
 
 } // namespace zq::NetworkManager

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    Questions about technologies and stored networks, and the channels of 2.4 GHz.
+ */
+
 #include <zqnetworkmanager-utilities.h>
 
 #include <zqlog.h>
@@ -37,7 +42,8 @@ bool GetFlag(Manager *aManager, const CFUSharedRef<CFStringRef> &aTechnology,
     ZQ_REQUIRE(aManager != NULL, false);
     ZQ_REQUIRE(aTechnology != NULL, false);
 
-    return aManager->ManagerLookupTechnology(aTechnology, lTechnology) == 0 && GetFlag(aManager, *lTechnology, aGetter);
+    return aManager->ManagerLookupTechnology(aTechnology, lTechnology) == zqError_None &&
+           GetFlag(aManager, *lTechnology, aGetter);
 }
 
 bool IsWiFi(const zqSharedPtr<Service> &aService)
@@ -86,7 +92,7 @@ zqError FindProvision(Manager &aManager, const Service &aService)
 
     const zqError lReturn = aManager.ManagerLookupProvision(lMatching, lProvision);
 
-    if (lReturn == 0)
+    if (lReturn == zqError_None)
         ZQ_LOG(zqLogLevel_Detail, "Provision corresponding to service %s found.", lName.GetAsUTFArray());
     return lReturn;
 }
@@ -136,14 +142,14 @@ zqError TechnologyScan(Manager *aManager, const CFUSharedRef<CFStringRef> &aTech
 
     const zqError lReturn = aManager->ManagerLookupTechnology(aTechnology, lTechnology);
 
-    return lReturn == 0 ? aManager->TechnologyScan(*lTechnology) : lReturn;
+    return lReturn == zqError_None ? aManager->TechnologyScan(*lTechnology) : lReturn;
 }
 
 bool IsServiceProvisionedWiFi(Manager *aManager, zqSharedPtr<Service> aService)
 {
     ZQ_REQUIRE(aManager != NULL, false);
 
-    return IsWiFi(aService) && FindProvision(*aManager, *aService) == 0;
+    return IsWiFi(aService) && FindProvision(*aManager, *aService) == zqError_None;
 }
 
 zqError GetNonIdleServiceProvisionedWiFi(Manager *aManager, zqSharedPtr<Service> &aService)
@@ -162,7 +168,7 @@ zqError GetNonIdleServiceProvisionedWiFi(Manager *aManager, zqSharedPtr<Service>
 
         if (lError == zqError_OutOfMemory)
             return lError;
-        if (lError != 0)
+        if (lError != zqError_None)
             continue;
 
         const auto lState = lService->GetState();
