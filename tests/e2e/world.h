@@ -1,6 +1,6 @@
 /**
  *  @file
- *    The world that tests/support/connman-netns makes, and an application in it.
+ *    The world that tools/mock/connman-netns makes, and an application in it.
  */
 
 #ifndef ZQ_TEST_WORLD_H

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace zq::Test
+namespace zq::Mock
 {
 
 namespace
@@ -166,4 +166,4 @@ Answer FakeIwd::Disconnect()
     return Answer::Value("");
 }
 
-} // namespace zq::Test
+} // namespace zq::Mock

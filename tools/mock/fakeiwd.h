@@ -4,18 +4,16 @@
  *    cable wlan0, and the networks around it.
  */
 
-#ifndef ZQ_TEST_FAKEIWD_H
-#define ZQ_TEST_FAKEIWD_H
+#ifndef ZQ_MOCK_FAKEIWD_H
+#define ZQ_MOCK_FAKEIWD_H
 
 #include <map>
 #include <string>
 
 #include <fakepeer.h>
 
-namespace zq::Test
+namespace zq::Mock
 {
-
-using namespace Mock;
 
 /** ConnMan 1.41 may crash when it goes: let it live longer. */
 class FakeIwd final : public FakePeer
@@ -55,6 +53,6 @@ private:
     std::string                    mAgentPath;
 };
 
-} // namespace zq::Test
+} // namespace zq::Mock
 
-#endif // ZQ_TEST_FAKEIWD_H
+#endif // ZQ_MOCK_FAKEIWD_H
