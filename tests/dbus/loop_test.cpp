@@ -103,9 +103,13 @@ TEST_F(LoopTest, TimersAreCalledOnceAtTheirTimeAndNotWhenTheyWereStopped)
             auto *const lTimer = static_cast<Timer *>(aContext);
 
             lTimer->mNotes->push_back(lTimer->mName);
-            if (lTimer->mName == 'a' && *lTimer->mNotes == "a")
+            if (*lTimer->mNotes == "a")
             {
-                EXPECT_EQ(0, lTimer->mBus->SetTimer(Handle, aContext, 0)) << "again";
+                EXPECT_EQ(0, lTimer->mBus->SetTimer(Handle, lTimer, 0)) << "again";
+            }
+            else if (*lTimer->mNotes == "aa")
+            {
+                EXPECT_EQ(0, lTimer->mBus->SetTimer(Handle, lTimer + 1, 0)) << "earlier than before";
             }
         }
     };
@@ -118,7 +122,7 @@ TEST_F(LoopTest, TimersAreCalledOnceAtTheirTimeAndNotWhenTheyWereStopped)
     for (Timer &lTimer : lTimers)
         EXPECT_EQ(0, mBus->AddTimer(Timer::Handle, &lTimer));
     EXPECT_EQ(zqError_InvalidArgument, mBus->SetTimer(Timer::Handle, lTimers, -1));
-    EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[1], 60));
+    EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[1], 100000));
     EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[2], 5));
     EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[0], 100000));
     EXPECT_EQ(0, mBus->SetTimer(Timer::Handle, &lTimers[0], 10));
