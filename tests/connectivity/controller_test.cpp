@@ -1,38 +1,26 @@
 #include <zqnetwork-connectivity.h>
 
 #include <failingallocations.h>
-#include <fakeconnman.h>
-#include <logcapture.h>
-#include <privatebus.h>
 #include <runningmanager.h>
-#include <waituntil.h>
-
-#include <memory>
-
-#include <gtest/gtest.h>
 
 using namespace zq::Test;
 
 namespace
 {
 
-const std::string kWiFi  = FakeConnMan::TechnologyPath("wifi");
 const std::string kWire  = FakeConnMan::TechnologyPath("ethernet");
-const std::string kHome  = FakeConnMan::ServicePath("home");
 const std::string kCable = FakeConnMan::ServicePath("cable");
 
 /** A daemon with Wi-Fi and a wire, a manager on its own thread, and a queue that the test drains. */
-class Controller : public testing::Test, public zqIEventHandler
+class Controller : public ManagerTest, public zqIEventHandler
 {
 protected:
     void SetUp() override
     {
-        SystemBus();
         mConnMan.AddTechnology(kWiFi, FakeConnMan::Technology("wifi"));
         mConnMan.AddTechnology(kWire, FakeConnMan::Technology("ethernet", { { "Connected", "true" } }));
         ASSERT_TRUE(mConnMan.Appear());
-        mManager = std::make_unique<RunningManager>();
-        ASSERT_NE(mManager->Get(), nullptr) << mManager->GetError();
+        ASSERT_NO_FATAL_FAILURE(ManagerTest::Start());
         ASSERT_EQ(mQueue.Init(), 0);
         mConnMan.ClearCalls();
     }
@@ -98,12 +86,9 @@ protected:
         return DrainUntil([&] { return (lTechnology->IsPowered().Get() == kCFBooleanTrue) == aPowered; });
     }
 
-    LogCapture                      mLog;
-    FakeConnMan                     mConnMan;
-    std::unique_ptr<RunningManager> mManager;
-    zqEventQueue                    mQueue;
-    zqNetworkConnectivity           mController; // before the queue's and the manager's end
-    Lines                           mLines;
+    zqEventQueue          mQueue;
+    zqNetworkConnectivity mController; // before the queue's and the manager's end
+    Lines                 mLines;
 };
 
 TEST_F(Controller, TellsTheStateAtFirstAndThenEachRecalculation)
@@ -282,6 +267,16 @@ TEST_F(Controller, WithoutMemoryChangesNothing)
     }
     EXPECT_EQ(mController.RecalculateConnected(), 0);
     EXPECT_TRUE(TakeLines({ "disconnected, a change" }));
+}
+
+TEST(ConnectivityEvents, AreOfFourCodes)
+{
+    using namespace zqNetworkEvent;
+
+    for (const unsigned int lType : { Failure::kType, Success::kType, Connected::kType, Trace::kType })
+        EXPECT_TRUE(IsType(lType)) << lType;
+    for (const unsigned int lType : { 0U, 0x30010015U, 0x3001001AU, RadioProperty::kType, 0xFFFFFFFFU })
+        EXPECT_FALSE(IsType(lType)) << lType;
 }
 
 TEST_F(Controller, MayEndWhileEventsArrive)

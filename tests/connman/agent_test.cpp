@@ -2,8 +2,8 @@
 
 #include <thread>
 
-namespace zq::Test
-{
+using namespace zq::Test;
+
 namespace
 {
 
@@ -62,14 +62,14 @@ protected:
 
     zqError Complete(const std::string &aPath) { return mConnMan.ServiceCompleteInput(aPath.c_str(), mNothing.Get()); }
 
-    const std::string                          kB       = Path("b");
-    const CFUSharedRef<CFMutableDictionaryRef> mNothing = MakeDictionary({});
+    const std::string kB       = Path("b");
+    const Dictionary  mNothing = Dict({});
 };
 
 TEST_F(AgentTest, ARequestIsHeldUntilItIsAnswered)
 {
-    const auto          lValues      = MakeDictionary({ { "Passphrase", "topsecret" } });
-    const auto          lUnsupported = MakeDictionary({ { "Passphrase", { "topsecret\0", 10 } } });
+    const auto          lValues      = Dict({ { "Passphrase", "topsecret" } });
+    const auto          lUnsupported = Dict({ { "Passphrase", std::string("topsecret\0", 10) } });
     const std::uint32_t lTicket      = Ask();
 
     EXPECT_EQ(mDelegate.mEvents, Events{ "ServiceRequestInput " + kA +
@@ -230,4 +230,3 @@ TEST_F(AgentTest, OfTwoThreadsThatAnswerOneDoes)
 }
 
 } // namespace
-} // namespace zq::Test

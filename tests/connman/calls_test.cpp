@@ -2,8 +2,8 @@
 
 #include <thread>
 
-namespace zq::Test
-{
+using namespace zq::Test;
+
 namespace
 {
 
@@ -19,18 +19,9 @@ protected:
 };
 
 template <typename T>
-CFUSharedRef<CFTypeRef> Number(CFNumberType aType, T aValue)
+Value Real(CFNumberType aType, T aValue)
 {
     return CFUAdopt<CFTypeRef>(CFNumberCreate(nullptr, aType, &aValue));
-}
-
-CFUSharedRef<CFTypeRef> StringArray(const Events &aTexts)
-{
-    auto lArray = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-
-    for (const std::string &lText : aTexts)
-        CFArrayAppendValue(lArray.Get(), MakeString(lText).Get());
-    return lArray;
 }
 
 // What arrives
@@ -97,44 +88,44 @@ TEST_F(CallsTest, EveryOperationArrivesAsOneCall)
 
 TEST_F(CallsTest, ValuesArriveWithTheTypesOfTheTable)
 {
-    const auto  lOuter     = MakeDictionary({});
-    const auto  lLists     = MakeDictionary({});
-    const auto  lEmbedding = MakeDictionary({});
+    const auto  lOuter     = Dict({});
+    const auto  lLists     = Dict({});
+    const auto  lEmbedding = Dict({});
     const UInt8 lByte      = 1;
 
-    CFDictionarySetValue(lOuter.Get(), CFSTR("In"), MakeDictionary({ { "Method", "manual" } }).Get());
-    CFDictionarySetValue(lOuter.Get(), CFSTR("PrefixLength"), Number<SInt64>(kCFNumberSInt8Type, 24).Get());
-    CFDictionarySetValue(lLists.Get(), CFSTR("Servers"), StringArray({ "a", "b" }).Get());
+    CFDictionarySetValue(lOuter.Get(), CFSTR("In"), Dict({ { "Method", "manual" } }).Get());
+    CFDictionarySetValue(lOuter.Get(), CFSTR("PrefixLength"), NumberOf(kCFNumberSInt8Type, 24).Get());
+    CFDictionarySetValue(lLists.Get(), CFSTR("Servers"), Strings({ "a", "b" }).Get());
     CFDictionarySetValue(lEmbedding.Get(), CFSTR("Self"), lEmbedding.Get());
 
     const struct
     {
-        CFUSharedRef<CFTypeRef> mValue;
-        const char             *mText; ///< null: refused
-        bool                    mTolerantOnly = false;
+        Value       mValue;
+        const char *mText; ///< null: refused
+        bool        mTolerantOnly = false;
     } lCases[] = {
-        { MakeString("W\u00fcst"), "'W\u00fcst'" },
+        { Str("W\u00fcst"), "'W\u00fcst'" },
         { CFURetain<CFTypeRef>(kCFBooleanTrue), "true" },
-        { Number<SInt64>(kCFNumberSInt8Type, 200), "byte 0xc8" },
-        { Number<SInt64>(kCFNumberCharType, 7), "byte 0x07" },
-        { Number<SInt64>(kCFNumberSInt16Type, -2), "int16 -2" },
-        { Number<SInt64>(kCFNumberShortType, 3), "int16 3" },
-        { Number<SInt64>(kCFNumberSInt32Type, -4), "-4" },
-        { Number<SInt64>(kCFNumberIntType, 5), "5" },
-        { Number<SInt64>(kCFNumberLongType, 6), "6" },
-        { Number<SInt64>(kCFNumberSInt64Type, 5000000000), "int64 5000000000" },
-        { Number<SInt64>(kCFNumberLongLongType, -8), "int64 -8" },
-        { Number(kCFNumberFloat32Type, 0.5f), "0.5" },
-        { Number(kCFNumberFloat64Type, 0.25), "0.25" },
-        { Number(kCFNumberFloatType, 0.5f), "0.5" },
-        { Number(kCFNumberDoubleType, 0.25), "0.25" },
-        { Number<SInt64>(kCFNumberCFIndexType, 1), nullptr },
+        { NumberOf(kCFNumberSInt8Type, 200), "byte 0xc8" },
+        { NumberOf(kCFNumberCharType, 7), "byte 0x07" },
+        { NumberOf(kCFNumberSInt16Type, -2), "int16 -2" },
+        { NumberOf(kCFNumberShortType, 3), "int16 3" },
+        { NumberOf(kCFNumberSInt32Type, -4), "-4" },
+        { NumberOf(kCFNumberIntType, 5), "5" },
+        { NumberOf(kCFNumberLongType, 6), "6" },
+        { NumberOf(kCFNumberSInt64Type, 5000000000), "int64 5000000000" },
+        { NumberOf(kCFNumberLongLongType, -8), "int64 -8" },
+        { Real(kCFNumberFloat32Type, 0.5f), "0.5" },
+        { Real(kCFNumberFloat64Type, 0.25), "0.25" },
+        { Real(kCFNumberFloatType, 0.5f), "0.5" },
+        { Real(kCFNumberDoubleType, 0.25), "0.25" },
+        { NumberOf(kCFNumberCFIndexType, 1), nullptr },
         { lOuter, "{'In': <{'Method': <'manual'>}>, 'PrefixLength': <byte 0x18>}" },
-        { MakeDictionary({}), "@a{sv} {}" },
-        { MakeDictionary({ { { "a\0b", 3 }, "value" } }), nullptr },
-        { MakeString({ "a\0b", 3 }), nullptr },
-        { StringArray({ "192.0.2.1", "192.0.2.2" }), "['192.0.2.1', '192.0.2.2']", true },
-        { StringArray({}), "@as []", true },
+        { Dict({}), "@a{sv} {}" },
+        { Dict({ { std::string("a\0b", 3), "value" } }), nullptr },
+        { Str({ "a\0b", 3 }), nullptr },
+        { Strings({ "192.0.2.1", "192.0.2.2" }), "['192.0.2.1', '192.0.2.2']", true },
+        { Strings({}), "@as []", true },
         { lLists, "{'Servers': <['a', 'b']>}", true },
         { CFUAdopt<CFTypeRef>(CFDataCreate(nullptr, &lByte, 1)), nullptr },
         { lEmbedding, nullptr },
@@ -398,7 +389,7 @@ TEST_F(CallsTest, RequestsOfManyThreadsEachHaveTheirOutcome)
 
 TEST_F(CallsTest, TheValuesOfPropertiesAreInNoLogLine)
 {
-    const auto lSecrets = MakeDictionary({ { "Passphrase", "topsecret" } });
+    const auto lSecrets = Dict({ { "Passphrase", "topsecret" } });
 
     mFake.Script("SetProperty", Answer::Error("net.connman.Error.InvalidProperty", "Invalid property"));
     (void)mConnMan.ServiceSetProperty(kA.c_str(), "Passphrase", CFSTR("topsecret"));
@@ -410,4 +401,3 @@ TEST_F(CallsTest, TheValuesOfPropertiesAreInNoLogLine)
 }
 
 } // namespace
-} // namespace zq::Test

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "cfvalues.h"
-
 namespace zq::Test
 {
 
@@ -11,22 +9,7 @@ std::string DescribeAndRelease(CFDictionaryRef aDictionary)
 {
     const auto lHolder = CFUAdopt(aDictionary);
 
-    return Describe(aDictionary);
-}
-
-CFUSharedRef<CFStringRef> MakeString(const std::string &aText)
-{
-    return Str(aText);
-}
-
-CFUSharedRef<CFMutableDictionaryRef> MakeDictionary(const std::vector<std::pair<std::string, std::string>> &anEntries)
-{
-    auto lDictionary = CFUAdopt(
-        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-
-    for (const auto &lEntry : anEntries)
-        CFDictionarySetValue(lDictionary.Get(), MakeString(lEntry.first).Get(), MakeString(lEntry.second).Get());
-    return lDictionary;
+    return Text(aDictionary);
 }
 
 std::size_t RecordingDelegate::Count(const std::string &aPrefix) const
@@ -34,17 +17,6 @@ std::size_t RecordingDelegate::Count(const std::string &aPrefix) const
     return static_cast<std::size_t>(std::count_if(mEvents.begin(), mEvents.end(),
                                                   [&](const std::string &aEvent)
                                                   { return aEvent.compare(0, aPrefix.size(), aPrefix) == 0; }));
-}
-
-void RecordingDelegate::Add(const char *aName, CFTypeRef aFirst, CFTypeRef aSecond)
-{
-    Note(aName + (aFirst != nullptr ? " " + Describe(aFirst) : "") +
-         (aSecond != nullptr ? " " + Describe(aSecond) : ""));
-}
-
-void RecordingDelegate::Fail(const char *aName, CFTypeRef aPath, zqError anError)
-{
-    Note(aName + (" " + Describe(aPath)) + " " + std::to_string(anError));
 }
 
 void RecordingDelegate::Note(const std::string &aEvent)
@@ -96,20 +68,6 @@ void ConnManTest::Start(int aTimeout)
     mFake.ClearCalls();
 }
 
-bool ConnManTest::PumpUntil(const std::function<bool()> &aCondition)
-{
-    return WaitUntil(
-        [&]
-        {
-            unsigned int lCount       = 0;
-            PRPollDesc  *lDescriptors = mBus->GetPollDescriptors(lCount, nullptr);
-
-            if (!aCondition() && PR_Poll(lDescriptors, lCount, PR_MillisecondsToInterval(5)) >= 0)
-                (void)mBus->HandleEvents(lDescriptors);
-            return aCondition();
-        });
-}
-
 bool ConnManTest::Appear()
 {
     return mFake.Appear() && PumpUntil([this] { return mConnMan.IsAvailable(); });
@@ -119,18 +77,6 @@ bool ConnManTest::Crash()
 {
     mFake.Crash();
     return PumpUntil([this] { return !mConnMan.IsAvailable(); });
-}
-
-void ConnManTest::Settle()
-{
-    const std::string lMarker = "PropertiesChanged {Marker: " + std::to_string(++mMarker) + "}";
-
-    mFake.Emit("/", kManager, "PropertyChanged", "('Marker', <'" + std::to_string(mMarker) + "'>)");
-
-    const auto lFind = [&] { return std::find(mDelegate.mEvents.begin(), mDelegate.mEvents.end(), lMarker); };
-
-    ASSERT_TRUE(PumpUntil([&] { return lFind() != mDelegate.mEvents.end(); })) << mLog.GetText();
-    mDelegate.mEvents.erase(lFind());
 }
 
 Events ConnManTest::Take()

@@ -15,11 +15,11 @@
 
 #include <zqconnman.h>
 
-#include "describe.h"
 #include "logcapture.h"
+#include <bus.h>
+#include <cfvalues.h>
 #include <fakeconnman.h>
 #include <privatebus.h>
-#include <waituntil.h>
 
 namespace zq::Test
 {
@@ -30,11 +30,6 @@ using Events = std::vector<std::string>;
 
 /** Describe a dictionary that the caller owns, and release it. */
 std::string DescribeAndRelease(CFDictionaryRef aDictionary);
-
-CFUSharedRef<CFStringRef> MakeString(const std::string &aText);
-
-/** A dictionary of strings. */
-CFUSharedRef<CFMutableDictionaryRef> MakeDictionary(const std::vector<std::pair<std::string, std::string>> &anEntries);
 
 /** Every callback becomes one line: its name and its arguments. */
 class RecordingDelegate final : public zq::ConnMan::Delegate::Base
@@ -60,15 +55,9 @@ public:
     void ServiceChanged(zqConnMan *, CFStringRef aPath, CFDictionaryRef aSet) override { Add(__func__, aPath, aSet); }
     void ServiceReportError(zqConnMan *, CFStringRef aPath, CFStringRef aText) override { Add(__func__, aPath, aText); }
     void ServiceDidConnect(zqConnMan *, CFStringRef aPath) override { Add(__func__, aPath); }
-    void ServiceDidNotConnect(zqConnMan *, CFStringRef aPath, zqError anError) override
-    {
-        Fail(__func__, aPath, anError);
-    }
+    void ServiceDidNotConnect(zqConnMan *, CFStringRef aPath, zqError aCode) override { Add(__func__, aPath, aCode); }
     void ServiceIsOnline(zqConnMan *, CFStringRef aPath) override { Add(__func__, aPath); }
-    void ServiceIsNotOnline(zqConnMan *, CFStringRef aPath, zqError anError) override
-    {
-        Fail(__func__, aPath, anError);
-    }
+    void ServiceIsNotOnline(zqConnMan *, CFStringRef aPath, zqError aCode) override { Add(__func__, aPath, aCode); }
     void TechnologiesAdded(zqConnMan *, CFArrayRef aPaths) override { Add(__func__, aPaths); }
     void TechnologiesRemoved(zqConnMan *, CFArrayRef aPaths) override { Add(__func__, aPaths); }
     void TechnologyChanged(zqConnMan *, CFStringRef aPath, CFDictionaryRef aSet) override
@@ -76,11 +65,7 @@ public:
         Add(__func__, aPath, aSet);
     }
     void TechnologyDidScan(zqConnMan *, CFStringRef aPath) override { Add(__func__, aPath); }
-    void TechnologyDidNotScan(zqConnMan *, CFStringRef aPath, zqError anError) override
-    {
-        Fail(__func__, aPath, anError);
-    }
-
+    void TechnologyDidNotScan(zqConnMan *, CFStringRef aPath, zqError aCode) override { Add(__func__, aPath, aCode); }
     zqError ServiceRequestInput(zqConnMan *, CFStringRef aPath, CFDictionaryRef aFields) override
     {
         Add(__func__, aPath, aFields);
@@ -88,8 +73,15 @@ public:
     }
 
 private:
-    void Add(const char *aName, CFTypeRef aFirst = nullptr, CFTypeRef aSecond = nullptr);
-    void Fail(const char *aName, CFTypeRef aPath, zqError anError);
+    static std::string Part(CFTypeRef aValue) { return " " + Text(aValue); }
+    static std::string Part(zqError aCode) { return " " + std::to_string(aCode); }
+
+    template <typename... A>
+    void Add(const char *aName, A... theParts)
+    {
+        Note((std::string(aName) + ... + Part(theParts)));
+    }
+
     void Note(const std::string &aEvent);
 };
 
@@ -106,15 +98,22 @@ protected:
     /** Let the fake appear, unless it has, and make the client with the delegate; forget what came of it. */
     void Start(int aTimeout = 20000);
 
-    /** Handle the bus until the condition holds; false when it did not within the limit. */
-    bool PumpUntil(const std::function<bool()> &aCondition);
+    template <typename Condition>
+    bool PumpUntil(const Condition &aCondition)
+    {
+        return zq::Test::PumpUntil(mBus, aCondition);
+    }
 
     /** Let the fake come or go, until the client knows. */
     bool Appear();
     bool Crash();
 
     /** Handle everything that the fake has sent so far. */
-    void Settle();
+    void Settle()
+    {
+        mFake.Flush();
+        ASSERT_TRUE(zq::Test::Settle(mBus)) << mLog.GetText();
+    }
 
     /** A call that whoever owns the name has answered: what was sent before it has arrived on both sides. */
     void RoundTrip(const char *aBusName);
@@ -134,7 +133,6 @@ protected:
     RecordingDelegate mDelegate;
     zqDBus           *mBus;
     zqConnMan         mConnMan;
-    int               mMarker = 0;
 };
 
 } // namespace zq::Test

@@ -1,7 +1,7 @@
 #include "connmanfixture.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
+
 namespace
 {
 
@@ -12,7 +12,7 @@ const char *const kRefused = "refused"; ///< the whole answer
 const char *const kLeftOut = "left out";
 
 /** A property's value on the wire, and what becomes of it in a set of properties. */
-struct Value
+struct Sample
 {
     const char *mWire;
     const char *mExact;
@@ -21,7 +21,7 @@ struct Value
     const char *mExactList = nullptr; ///< among all services, where exact decoding is another: null: the same
 };
 
-const Value kValues[] = {
+const Sample kSamples[] = {
     { "'W\u00fcst\u2603'", "W\u00fcst\u2603" },
     { "false", "false" },
     { "byte 255", "255" },
@@ -67,7 +67,7 @@ protected:
         return kRefused;
     }
 
-    void ExpectBoth(const Value &aValue, const std::string &aSet, const std::string &aList)
+    void ExpectBoth(const Sample &aValue, const std::string &aSet, const std::string &aList)
     {
         // What is odd about one property costs neither the next one nor the next service.
         const auto lSet = [&](const std::string &aText)
@@ -85,7 +85,7 @@ TEST_F(DecodeTest, ValuesAreDecodedExactlyAndTolerantly)
     AddService("a");
     Start();
 
-    for (const Value &lCase : kValues)
+    for (const Sample &lCase : kSamples)
     {
         SCOPED_TRACE(lCase.mProperty + (" " + std::string(lCase.mWire)));
 
@@ -161,4 +161,3 @@ TEST_F(DecodeTest, RepliesOfAnotherSignatureAreRefusedWithAnAssertion)
 }
 
 } // namespace
-} // namespace zq::Test

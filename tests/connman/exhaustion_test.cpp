@@ -6,8 +6,8 @@
 
 #include "sandbox.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
+
 namespace
 {
 
@@ -43,7 +43,7 @@ TEST_F(ExhaustionTest, ADecodedReplyIsWholeOrNone)
 
 TEST_F(ExhaustionTest, ACacheIsWholeOrNone)
 {
-    const auto lPaths = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    const auto lPaths = MakeArray();
 
     mFake.Silently(true);
     for (int lIndex = 0; lIndex < 20; ++lIndex)
@@ -61,7 +61,7 @@ TEST_F(ExhaustionTest, ACacheIsWholeOrNone)
 
 TEST_F(ExhaustionTest, ARequestThatCannotBeMadeIsNotSent)
 {
-    const auto lValue = MakeDictionary({ { "Name", "value" } });
+    const auto lValue = Dict({ { "Name", "value" } });
 
     mFake.Script("Connect", Answer::Value(""));
     Starve(kExhausted, [&] { return mConnMan.ServiceConnect(kA.c_str()); });
@@ -135,11 +135,10 @@ TEST_F(ExhaustionTest, ProvisionsAreWrittenWhollyOrNotAtAll)
 {
     ZQ_REQUIRE_SANDBOX();
 
-    const auto lSet = MakeDictionary({});
+    const auto lSet = Dict({});
 
     for (const char *lName : { "service_a", "service_b" })
-        CFDictionarySetValue(lSet.Get(), MakeString(lName).Get(),
-                             MakeDictionary({ { "Name", std::string(2000, 'x') } }).Get());
+        CFDictionarySetValue(lSet.Get(), Str(lName).Get(), Dict({ { "Name", std::string(2000, 'x') } }).Get());
 
     Starve(kExhausted, [&] { return mConnMan.UpdateProvisions(lSet.Get()); });
     EXPECT_EQ(ReadFile("/var/lib/connman/quil.config").size(), 64u + 2 * (12 + 2006 + 1));
@@ -159,4 +158,3 @@ TEST_F(ExhaustionTest, ProvisionsAreWrittenWhollyOrNotAtAll)
 }
 
 } // namespace
-} // namespace zq::Test

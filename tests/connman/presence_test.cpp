@@ -2,8 +2,8 @@
 
 #include <chrono>
 
-namespace zq::Test
-{
+using namespace zq::Test;
+
 namespace
 {
 
@@ -214,7 +214,7 @@ TEST_F(PresenceTest, ADelegateWhoseAgentIsNotAnsweredHearsOfTheDaemonLater)
 
 TEST_F(PresenceTest, WhatIsAskedForWithoutACacheIsWhatSignalsAreAppliedTo)
 {
-    const auto lPaths = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    const auto lPaths = MakeArray();
 
     Start();
     mConnMan.Flush();
@@ -320,4 +320,3 @@ TEST_F(PresenceTest, TheLossOfTheBusEndsInUnavailableAndEveryCallInWrongState)
 }
 
 } // namespace
-} // namespace zq::Test

@@ -9,15 +9,14 @@
 #include <map>
 #include <memory>
 #include <random>
-#include <set>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace zq::Test
-{
+using namespace zq::Test;
+
 namespace
 {
 
@@ -25,28 +24,15 @@ const std::string kDirectory = "/var/lib/connman";
 const std::string kFile      = kDirectory + "/quil.config";
 const std::string kHeader    = "[global]\nName=quil\nDescription=Quil network service provisions\n\n";
 
-using Pairs = std::vector<std::pair<std::string, std::string>>;
-using Sets  = std::vector<std::pair<std::string, Pairs>>;
+using Sets = std::vector<std::pair<std::string, Entries>>;
 
-CFUSharedRef<CFMutableDictionaryRef> MakeSet(const Sets &aSets)
+Dictionary MakeSet(const Sets &aSets)
 {
-    auto lSet = MakeDictionary({});
+    auto lSet = Dict({});
 
     for (const auto &lGroup : aSets)
-        CFDictionarySetValue(lSet.Get(), MakeString(lGroup.first).Get(), MakeDictionary(lGroup.second).Get());
+        CFDictionarySetValue(lSet.Get(), Str(lGroup.first).Get(), Dict(lGroup.second).Get());
     return lSet;
-}
-
-CFUSharedRef<CFTypeRef> PANID(unsigned long long aNumber)
-{
-    return CFUAdopt<CFTypeRef>(CFNumberCreate(nullptr, kCFNumberSInt64Type, &aNumber));
-}
-
-/** A string that may have a NUL. */
-CFUSharedRef<CFStringRef> MakeText(const std::string &aText)
-{
-    return CFUAdopt(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8 *>(aText.data()),
-                                            static_cast<CFIndex>(aText.size()), kCFStringEncodingUTF8, false));
 }
 
 class ProvisionsTest : public testing::Test
@@ -86,8 +72,6 @@ protected:
     LogCapture mLog;
     zqConnMan  mConnMan;
 };
-
-// Reading
 
 TEST_F(ProvisionsTest, EveryRecordThatCanBeReadIsRead)
 {
@@ -151,18 +135,16 @@ TEST_F(ProvisionsTest, AFileThatCannotBeReadIsNoEmptySet)
     ASSERT_EQ(::mkdir(kFile.c_str(), 0700), 0);
     EXPECT_EQ(lRefuses(), zqError_Failed);
     EXPECT_EQ(mLog.Count("connman: cannot read /var/lib/connman/quil.config: error", 3), 3u);
-    EXPECT_EQ(Describe(lSet.Get()), "{service_kept: {}}");
+    EXPECT_EQ(Text(lSet.Get()), "{service_kept: {}}");
 }
-
-// Writing
 
 TEST_F(ProvisionsTest, TheFileIsWrittenByteForByte)
 {
     const auto lSet  = MakeSet({ { "service_a", { { "Type", "wifi" } } }, { "service_b", {} } });
-    const auto lHome = MakeDictionary({ { "Name", "home" }, { "Type", "wifi" } });
+    const auto lHome = Dict({ { "Name", "home" }, { "Type", "wifi" } });
     mode_t     lMask = ::umask(0);
 
-    CFDictionarySetValue(lHome.Get(), CFSTR("ExtendedPANID"), PANID(18446744073709551615ULL).Get());
+    CFDictionarySetValue(lHome.Get(), CFSTR("ExtendedPANID"), NumberOf(kCFNumberSInt64Type, -1).Get());
     CFDictionarySetValue(lSet.Get(), CFSTR("service_home"), lHome.Get());
 
     EXPECT_EQ(mConnMan.UpdateProvisions(lSet.Get()), 0);
@@ -215,63 +197,25 @@ TEST_F(ProvisionsTest, AnEqualSetTouchesNothing)
     }
 }
 
-/** What the daemon's parser has in the file: "[group] key=text, as it stands" each; nothing of a damaged one. */
-std::set<std::string> Parse()
+/** What the daemon's parser has for a key, as it stands there; "none" of a damaged file, too. */
+std::string Parsed(const std::string &aGroup, const std::string &aKey)
 {
-    std::set<std::string> lLines;
-    GKeyFile             *lFile   = g_key_file_new();
-    const bool            lLoaded = g_key_file_load_from_file(lFile, kFile.c_str(), G_KEY_FILE_NONE, nullptr);
-    gchar               **lGroups = g_key_file_get_groups(lFile, nullptr);
+    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> lFile(g_key_file_new(), g_key_file_free);
 
-    for (gchar **lGroup = lGroups; lLoaded && *lGroup != nullptr; ++lGroup)
-    {
-        gchar **lKeys = g_key_file_get_keys(lFile, *lGroup, nullptr, nullptr);
+    if (!g_key_file_load_from_file(lFile.get(), kFile.c_str(), G_KEY_FILE_NONE, nullptr))
+        return "none";
 
-        for (gchar **lKey = lKeys; *lKey != nullptr; ++lKey)
-        {
-            gchar *lText = g_key_file_get_value(lFile, *lGroup, *lKey, nullptr);
+    const std::unique_ptr<gchar, decltype(&g_free)> lText(
+        g_key_file_get_value(lFile.get(), aGroup.c_str(), aKey.c_str(), nullptr), g_free);
 
-            lLines.insert("[" + std::string(*lGroup) + "] " + *lKey + "=" + lText);
-            g_free(lText);
-        }
-        g_strfreev(lKeys);
-    }
-    g_strfreev(lGroups);
-    g_key_file_free(lFile);
-    return lLines;
+    return lText ? lText.get() : "none";
 }
 
 TEST_F(ProvisionsTest, ARecordIsTakenExactlyWhenItIsReadBackAsItIs)
 {
-    static const std::string kPieces[] = { "a",
-                                           "Z",
-                                           "\u00e9",
-                                           "\\",
-                                           "n",
-                                           "s",
-                                           "t",
-                                           "=",
-                                           "[",
-                                           "]",
-                                           "#",
-                                           ";",
-                                           " ",
-                                           "\t",
-                                           "\n",
-                                           "\r",
-                                           "\v",
-                                           "\x01",
-                                           "\U0001f600",
-                                           "1",
-                                           "\"",
-                                           "\'",
-                                           "\x7f",
-                                           "[C]",
-                                           "\\n",
-                                           "\\s",
-                                           ",",
-                                           ":",
-                                           std::string(1, '\0') };
+    static const char *const kPieces[] = { "a",  "Z",  "\u00e9", "\\",  "n",   "s",   "t",  "=",    "[",          "]",
+                                           "#",  ";",  " ",      "\t",  "\n",  "\r",  "\v", "\x01", "\U0001f600", "1",
+                                           "\"", "\'", "\x7f",   "[C]", "\\n", "\\s", ",",  ":" };
     std::mt19937             lRandom(7);
     std::map<zqError, int>   lResults;
 
@@ -280,7 +224,11 @@ TEST_F(ProvisionsTest, ARecordIsTakenExactlyWhenItIsReadBackAsItIs)
         std::string lText;
 
         for (auto lCount = lRandom() % static_cast<unsigned>(aMost + 1); lCount > 0; --lCount)
-            lText += kPieces[lRandom() % std::size(kPieces)];
+        {
+            const auto lIndex = lRandom() % (std::size(kPieces) + 1);
+
+            lText += lIndex < std::size(kPieces) ? kPieces[lIndex] : std::string(1, '\0');
+        }
         return lText;
     };
 
@@ -289,12 +237,12 @@ TEST_F(ProvisionsTest, ARecordIsTakenExactlyWhenItIsReadBackAsItIs)
         const std::string lGroup = (lRandom() % 20 != 0 ? "service_" : "") + lPick(lRandom() % 4 != 0 ? 0 : 3);
         const std::string lKey   = lRandom() % 2 != 0 ? "Name" : lPick(3);
         const std::string lValue = lPick(5);
-        const auto        lName  = MakeText(lGroup);
-        const auto        lHas   = MakeDictionary({});
+        const auto        lName  = Str(lGroup);
+        const auto        lHas   = Dict({});
         const auto lSet = MakeSet({ { "service__", { { "Type", "wifi" } } }, { "service_~", { { "A", "b" } } } });
 
         SCOPED_TRACE("[" + lGroup + "]\n" + lKey + "=" + lValue);
-        CFDictionarySetValue(lHas.Get(), MakeText(lKey).Get(), MakeText(lValue).Get());
+        CFDictionarySetValue(lHas.Get(), Str(lKey).Get(), Str(lValue).Get());
         CFDictionarySetValue(lSet.Get(), lName.Get(), lHas.Get());
 
         const zqError lCheck = zqConnMan::CheckProvision(lName.Get(), lHas.Get());
@@ -303,14 +251,13 @@ TEST_F(ProvisionsTest, ARecordIsTakenExactlyWhenItIsReadBackAsItIs)
         ++lResults[lCheck];
         if (lWrite == 0)
         {
-            const auto lRead   = CFUAdopt(ReadSet());
-            const auto lParsed = Parse();
-            const auto lFound  = static_cast<CFDictionaryRef>(CFDictionaryGetValue(lRead.Get(), lName.Get()));
+            const auto lRead  = CFUAdopt(ReadSet());
+            const auto lFound = static_cast<CFDictionaryRef>(CFDictionaryGetValue(lRead.Get(), lName.Get()));
 
-            ASSERT_EQ(lParsed.count("[service__] Type=wifi") + lParsed.count("[service_~] A=b"), 2u);
+            ASSERT_EQ(Parsed("service__", "Type") + Parsed("service_~", "A"), "wifib");
             CFDictionarySetValue(lHas.Get(), CFSTR("ProvisionIdentifier"), lName.Get());
-            ASSERT_EQ(lFound != nullptr && CFEqual(lFound, lHas.Get()), lCheck == 0) << Describe(lFound);
-            ASSERT_TRUE(lCheck != 0 || lParsed.count("[" + lGroup + "] " + lKey + "=" + lValue) == 1);
+            ASSERT_EQ(lFound != nullptr && CFEqual(lFound, lHas.Get()), lCheck == 0) << Text(lFound);
+            ASSERT_TRUE(lCheck != 0 || Parsed(lGroup, lKey) == lValue);
         }
         ASSERT_TRUE(lCheck == 0 ? lWrite == 0 : lCheck == zqError_InvalidArgument) << lWrite;
     }
@@ -324,34 +271,35 @@ TEST_F(ProvisionsTest, WhatTheFileCannotHoldIsRefusedWithoutItsValue)
 
     const std::string lOld = ReadFile(kFile);
 
-    for (const Pairs &lPairs : { Pairs{ { "Passphrase", "topsecret\n[service_b]" } }, Pairs{ { "", "topsecret" } } })
+    for (const Entries &lEntries :
+         { Entries{ { "Passphrase", "topsecret\n[service_b]" } }, Entries{ { "", "topsecret" } } })
     {
         mLog.Clear();
-        EXPECT_EQ(Write({ { "service_b", { { "Name", "good" } } }, { "service_a", lPairs } }), zqError_InvalidArgument);
+        EXPECT_EQ(Write({ { "service_b", { { "Name", "good" } } }, { "service_a", lEntries } }),
+                  zqError_InvalidArgument);
         EXPECT_TRUE(mLog.Contains("ASSERT: connman: ", 4));
-        EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), MakeDictionary(lPairs).Get()), zqError_InvalidArgument);
+        EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), Dict(lEntries).Get()), zqError_InvalidArgument);
         EXPECT_FALSE(mLog.Contains("topsecret"));
     }
-    EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), MakeDictionary({ { "Passphrase", " topsecret" } }).Get()),
-              -5);
+    EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), Dict({ { "Passphrase", " topsecret" } }).Get()), -5);
     EXPECT_TRUE(mLog.Contains("connman: Passphrase of a record would not be read back from the file as it is", 4));
     EXPECT_FALSE(mLog.Contains("topsecret"));
 
     // An extended PAN ID is a number or its digits, everything else a string.
-    const std::pair<const char *, std::pair<CFUSharedRef<CFTypeRef>, zqError>> kValues[] = {
-        { "ExtendedPANID", { PANID(~0ULL), 0 } },
-        { "ExtendedPANID", { MakeString("18446744073709551615"), 0 } },
-        { "ExtendedPANID", { MakeString("0x10"), -5 } },
+    const std::pair<const char *, std::pair<Value, zqError>> kValues[] = {
+        { "ExtendedPANID", { NumberOf(kCFNumberSInt64Type, -1), 0 } },
+        { "ExtendedPANID", { Str("18446744073709551615"), 0 } },
+        { "ExtendedPANID", { Str("0x10"), -5 } },
         { "ExtendedPANID", { CFURetain<CFTypeRef>(kCFBooleanTrue), -5 } },
-        { "Hidden", { PANID(1), -5 } },
+        { "Hidden", { NumberOf(kCFNumberSInt64Type, 1), -5 } },
     };
 
     for (const auto &[lKey, lCase] : kValues)
     {
         const auto lSet    = MakeSet({ { "service_a", {} } });
-        const auto lRecord = MakeDictionary({});
+        const auto lRecord = Dict({});
 
-        CFDictionarySetValue(lRecord.Get(), MakeString(lKey).Get(), lCase.first.Get());
+        CFDictionarySetValue(lRecord.Get(), Str(lKey).Get(), lCase.first.Get());
         EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), lRecord.Get()), lCase.second) << lKey;
     }
     EXPECT_EQ(ReadFile(kFile), lOld);
@@ -443,7 +391,7 @@ TEST_F(ProvisionsTest, AMergedRecordKeepsEveryTextThatIsNotChanged)
         const auto lRecord = CFUAdopt(CFDictionaryCreateMutableCopy(
             nullptr, 0, static_cast<CFDictionaryRef>(CFDictionaryGetValue(aStored, CFSTR("service_o")))));
 
-        lStored = Describe(aStored);
+        lStored = Text(aStored);
         CFDictionarySetValue(lRecord.Get(), CFSTR("Type"), CFSTR("ethernet"));
         CFDictionarySetValue(lRecord.Get(), CFSTR("Phase2"), CFSTR("a text"));
         CFDictionarySetValue(lSet.Get(), CFSTR("service_o"), lRecord.Get());
@@ -463,8 +411,6 @@ TEST_F(ProvisionsTest, AMergedRecordKeepsEveryTextThatIsNotChanged)
     EXPECT_EQ(mConnMan.MergeProvisions(lMerge), -99);
     EXPECT_EQ(ReadFile(kFile), lMerged + "no key\n");
 }
-
-// Several writers
 
 /** A child that does something and then lives on, until it is killed here. */
 class Child
@@ -519,63 +465,6 @@ TEST_F(ProvisionsTest, TheLockIsWaitedForForALimitedTimeAndInheritedByNobody)
     EXPECT_EQ(Write({}), 0);
 }
 
-constexpr unsigned int kRecords = 40;
-
-/** Write sets of one text each, over and over. */
-void WriteForEver()
-{
-    zqConnMan lConnMan;
-
-    zqLogSetHandler([](void *, const char *, int, const char *) {}, nullptr, 5);
-    for (unsigned int lText = 0;; ++lText)
-    {
-        Sets lSets;
-
-        for (unsigned int lIndex = 0; lIndex < kRecords; ++lIndex)
-            lSets.push_back({ "service_" + std::to_string(lIndex), { { "Name", std::to_string(lText) } } });
-        (void)lConnMan.UpdateProvisions(MakeSet(lSets).Get());
-    }
-}
-
-ino_t Identity()
-{
-    struct stat lStatus = {};
-
-    EXPECT_EQ(::stat(kFile.c_str(), &lStatus), 0);
-    return lStatus.st_ino;
-}
-
-TEST_F(ProvisionsTest, AWriterThatIsKilledLeavesOneWholeSet)
-{
-    std::mt19937 lRandom(20);
-
-    ASSERT_EQ(Write({}), 0);
-    for (unsigned int lKill = 0; lKill < 100; ++lKill)
-    {
-        const ino_t           lBefore = Identity();
-        std::set<std::string> lTexts;
-
-        // Two at once: neither may rename what the other has half written.
-        {
-            Child lFirst(WriteForEver), lSecond(WriteForEver);
-
-            EXPECT_TRUE(WaitUntil([&] { return Identity() != lBefore; })) << "nothing is written";
-            ::usleep(lRandom() % 3000); // anywhere in the writing of the next ones
-        }
-
-        const auto lParsed = Parse();
-
-        for (const std::string &lLine : lParsed)
-            if (lLine.find("[service_") == 0)
-                lTexts.insert(lLine.substr(lLine.find('=')));
-        ASSERT_EQ(lParsed.size(), kRecords + 2) << "with those of the header: " << ReadFile(kFile);
-        ASSERT_EQ(lTexts.size(), 1u);
-    }
-    EXPECT_EQ(Write({ { "service_a", {} } }), 0);
-}
-
-// Whether a technology is provisioned
-
 TEST_F(ProvisionsTest, ATechnologyIsProvisionedByAnyNameThatBeginsLikeIt)
 {
     bool lProvisioned;
@@ -605,4 +494,3 @@ TEST_F(ProvisionsTest, ATechnologyIsProvisionedByAnyNameThatBeginsLikeIt)
 }
 
 } // namespace
-} // namespace zq::Test

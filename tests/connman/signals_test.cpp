@@ -1,7 +1,7 @@
 #include "connmanfixture.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
+
 namespace
 {
 
@@ -134,4 +134,3 @@ TEST_F(SignalsTest, WithoutCachesSignalsAreNothing)
 }
 
 } // namespace
-} // namespace zq::Test

@@ -61,13 +61,6 @@ protected:
     std::string mFolder;
 };
 
-TEST_F(CommandExec, YieldsHowTheProgramEnded)
-{
-    for (const auto &[lScript, lStatus] :
-         std::map<const char *, int>{ { "exit 0", 0 }, { "exit 255", 255 }, { "kill -KILL $$", 128 + SIGKILL } })
-        EXPECT_EQ(RunShell(lScript), lStatus) << lScript;
-}
-
 TEST_F(CommandExec, AProgramThatCannotRunIsNoSuccess)
 {
     const std::string lFile = GetPath("file");
@@ -100,13 +93,6 @@ TEST_F(CommandExec, AProgramThatCannotRunIsNoSuccess)
     EXPECT_EQ(zqCommandExec("/bin/true", zqStringArray(), lStatus), -1);
     EXPECT_EQ(lStatus, -1);
     (void)std::signal(SIGCHLD, lOld);
-}
-
-TEST_F(CommandExec, TheArgumentsArriveUnchanged)
-{
-    EXPECT_EQ(RunShell("test \"$#$1$2$3$4$5$6\" = '6a b$HOME `id`*; exit 9-në'",
-                       { "a b", "", "$HOME `id`", "*", "; exit 9", "-në" }),
-              0);
 }
 
 TEST_F(CommandExec, OnlyTheOutputsAreInherited)

@@ -177,35 +177,6 @@ TEST_F(EventQueue, NoWakeUpIsLostBetweenThreads)
         EXPECT_EQ(lNumSeen, kNumEvents);
 }
 
-TEST_F(EventQueue, DispatchServesHandlersAndReportsTheExit)
-{
-    Handler          lFirst, lSecond;
-    zqEvent         *lEvent;
-    zqIEventHandler *lHandler;
-
-    Enqueue(10, &lFirst);
-    Enqueue(11, &lSecond);
-    Enqueue(12);
-    Enqueue(zqEventQueue::kExitEvent, &lFirst); // a handler's own event of that type ends nothing
-    EXPECT_TRUE(mQueue.Dispatch());
-    EXPECT_FALSE(IsReadable());
-
-    ASSERT_EQ(mQueue.Exit(), 0);
-    Enqueue(13, &lSecond);
-    EXPECT_FALSE(mQueue.Dispatch());
-    EXPECT_EQ(lFirst.mTypes, (Types{ 10, zqEventQueue::kExitEvent }));
-    EXPECT_EQ(lSecond.mTypes, (Types{ 11, 13 }));
-    EXPECT_TRUE(mQueue.Dispatch());
-
-    // Or they are taken out one by one, with their handlers.
-    Enqueue(14, &lSecond);
-    ASSERT_TRUE(mQueue.Dequeue(lEvent, lHandler));
-    EXPECT_EQ(lHandler, &lSecond);
-    EXPECT_EQ(lEvent->GetRefCount(), 1);
-    lEvent->Release();
-    EXPECT_FALSE(mQueue.Dequeue(lEvent, lHandler));
-}
-
 TEST_F(EventQueue, WhatAHandlerEnqueuesWaitsForTheNextDispatch)
 {
     Handler lHandler, lGone;

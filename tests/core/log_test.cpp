@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -39,34 +38,6 @@ protected:
 
     std::vector<std::string> mLines;
 };
-
-int RequireNoPath(const void *aPath)
-{
-    ZQ_REQUIRE(aPath == NULL, -5);
-    return 0;
-}
-
-TEST_F(Log, AssertionsHaveTheOneFormatAndTheConditionsOwnText)
-{
-    Capture(zqLogLevel_Detail);
-    zqLogAssertion("connman", "aPath != __null", "", "zqroom", 17);
-    zqLogAssertion(nullptr, "aPath != __null", nullptr, "zqroom", 17);
-    zqLogAssertion("connman", "aPath != __null", "no %s path", "zqroom", 17);
-    EXPECT_EQ(RequireNoPath(nullptr), 0);
-    EXPECT_EQ(mLines, (std::vector<std::string>{
-                          "4 connman ASSERT: connman: aPath != __null, file: zqroom, line: 17\n",
-                          "4  ASSERT: : aPath != __null, file: zqroom, line: 17\n",
-                          "4 connman ASSERT: connman: aPath != __null, no %s path, file: zqroom, line: 17\n" }));
-
-    mLines.clear();
-    EXPECT_EQ(RequireNoPath(this), -5);
-    EXPECT_FALSE(ZQ_CHECK_TEXT(mLines.empty(), "(aExitCode == 0)"));
-    EXPECT_FALSE(ZQ_CHECK_MESSAGE(mLines.empty(), "too late"));
-    ASSERT_EQ(mLines.size(), 3U);
-    for (const auto &[lLine, lText] : std::map<int, std::string>{
-             { 0, "aPath == __null" }, { 1, "(aExitCode == 0)" }, { 2, "mLines.empty(), too late" } })
-        EXPECT_EQ(mLines[lLine].find("4 room ASSERT: room: " + lText + ", file: zqroom, line: "), 0U) << mLines[lLine];
-}
 
 TEST_F(Log, ALineOfAnyLengthIsReportedWholeAndLeavesErrnoAlone)
 {

@@ -11,31 +11,6 @@ using zq::Test::FailingAllocations;
 namespace
 {
 
-TEST(String, EveryWayInGivesTheSameTextAndNoneGivesWhatIsNoText)
-{
-    const auto     lString  = CFUAdopt(CFStringCreateWithCString(nullptr, "Zoë 漢字", kCFStringEncodingUTF8));
-    const zqString lTexts[] = { "Zoë 漢字", lString.Get(), lString, zqString("Zoë ") + "漢字" };
-
-    for (const zqString &lText : lTexts)
-    {
-        EXPECT_STREQ(lText.GetAsUTFArray(), "Zoë 漢字");
-        EXPECT_EQ(lText.GetLength(), 11);
-        EXPECT_FALSE(lText.IsEmpty());
-        EXPECT_TRUE(CFEqual(lText.GetAsCFString(), lString.Get()));
-    }
-
-    const zqString lEmpty[] = { zqString(),
-                                static_cast<const char *>(nullptr),
-                                static_cast<CFStringRef>(nullptr),
-                                CFUSharedRef<CFStringRef>(),
-                                "\xff\xfe",
-                                "cut \xc3" };
-    for (const zqString &lText : lEmpty)
-        EXPECT_TRUE(lText.IsEmpty() && *lText.GetAsUTFArray() == 0 && CFEqual(lText.GetAsCFString(), CFSTR("")));
-    EXPECT_TRUE(zqString("B") < "a" && !(zqString("a") < "a") && zqString("a") < "é" && zqString("a") != "aa");
-    EXPECT_EQ(zqString("-12 apples").GetInteger(), -12);
-}
-
 TEST(String, AppendingKeepsBothOrWithoutMemoryNeither)
 {
     const zqString lHalf(std::string(1000, 'x').c_str());

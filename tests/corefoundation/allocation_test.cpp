@@ -1,4 +1,4 @@
-#include "values.h"
+#include <cfvalues.h>
 #include <failingallocations.h>
 
 #include <gtest/gtest.h>
@@ -10,15 +10,15 @@ namespace
 
 TEST(CFAllocation, NestedContainersAreBuiltWholeOrNotAtAll)
 {
-    const auto lHeld = String("held");
+    const auto lHeld = Str("held");
 
     const auto lBuild = [&lHeld]
     {
-        const auto lInner = Array();
-        const auto lOuter = Dictionary();
+        const auto lInner = MakeArray();
+        const auto lOuter = Dict();
         for (int lValue = 0; lValue < 40; ++lValue)
         {
-            const auto lKey   = String("key " + std::to_string(lValue));
+            const auto lKey   = Str("key " + std::to_string(lValue));
             const auto lCount = CFDictionaryGetCount(lOuter.Get());
             CFArrayAppendValue(lInner.Get(), lHeld.Get());
             CFDictionarySetValue(lOuter.Get(), lKey.Get(), lInner.Get());
@@ -46,22 +46,22 @@ TEST(CFAllocation, NestedContainersAreBuiltWholeOrNotAtAll)
 
 TEST(CFAllocation, ContainersStayAsTheyWere)
 {
-    const auto lOther = Dictionary();
+    const auto lOther = Dict();
     const auto lMore = Number(500), lFirst = Number(0);
     CFDictionarySetValue(lOther.Get(), lMore.Get(), kCFBooleanTrue);
 
     // At each of these sizes something has to grow before long.
     for (int lSize = 1; lSize <= 100; ++lSize)
     {
-        const auto lArray      = Array();
-        const auto lDictionary = Dictionary();
+        const auto lArray      = MakeArray();
+        const auto lDictionary = Dict();
         bool       lMerged, lHolds;
         for (int lValue = 0; lValue < lSize; ++lValue)
         {
             CFArrayAppendValue(lArray.Get(), Number(lValue).Get());
             CFDictionarySetValue(lDictionary.Get(), Number(lValue).Get(), Number(lValue).Get());
         }
-        const std::string lArrayText = Describe(lArray.Get()), lText = Describe(lDictionary.Get());
+        const std::string lArrayText = Text(lArray.Get()), lText = Text(lDictionary.Get());
 
         {
             // What is there can be replaced and removed; what is new has its place or none.
@@ -75,8 +75,8 @@ TEST(CFAllocation, ContainersStayAsTheyWere)
         EXPECT_EQ(lMerged, lHolds);
         EXPECT_EQ(CFDictionaryGetValue(lDictionary.Get(), lFirst.Get()), kCFBooleanTrue);
         CFDictionarySetValue(lDictionary.Get(), lFirst.Get(), lFirst.Get());
-        EXPECT_EQ(Describe(lDictionary.Get()), lText);
-        EXPECT_TRUE(Describe(lArray.Get()) == lArrayText || CFArrayGetCount(lArray.Get()) == 2 * lSize) << lSize;
+        EXPECT_EQ(Text(lDictionary.Get()), lText);
+        EXPECT_TRUE(Text(lArray.Get()) == lArrayText || CFArrayGetCount(lArray.Get()) == 2 * lSize) << lSize;
     }
 }
 

@@ -1,4 +1,4 @@
-#include "values.h"
+#include <cfvalues.h>
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@ namespace
 
 TEST(CFUSharedRef, EveryWayInAndOutKeepsTheCount)
 {
-    const CFStringRef lString = String("counted").Leak();
+    const CFStringRef lString = Str("counted").Leak();
     const auto        lCount  = [lString] { return CFGetRetainCount(lString); };
     {
         CFUSharedRef<CFStringRef> lHolder = CFURetain(lString);
@@ -50,10 +50,10 @@ TEST(CFUSharedRef, EveryWayInAndOutKeepsTheCount)
 
 TEST(CFRetain, ContainersHoldOneReferenceToEachValue)
 {
-    const auto lString = String("held"), lKey = String("key");
+    const auto lString = Str("held"), lKey = Str("key");
     {
-        const auto lArray      = Array();
-        const auto lDictionary = Dictionary();
+        const auto lArray      = MakeArray();
+        const auto lDictionary = Dict();
         CFArrayAppendValue(lArray.Get(), lString.Get());
         CFDictionarySetValue(lDictionary.Get(), lKey.Get(), lString.Get());
         CFDictionarySetValue(lDictionary.Get(), lKey.Get(), lString.Get());
@@ -61,11 +61,11 @@ TEST(CFRetain, ContainersHoldOneReferenceToEachValue)
         EXPECT_EQ(CFGetRetainCount(lKey.Get()), 2);
 
         // Its own value in the place of itself, when nobody else holds it.
-        CFArrayAppendValue(lArray.Get(), String("alone").Get());
+        CFArrayAppendValue(lArray.Get(), Str("alone").Get());
         CFArraySetValueAtIndex(lArray.Get(), 1, CFArrayGetValueAtIndex(lArray.Get(), 1));
-        EXPECT_EQ(Describe(lArray.Get()), "(held, alone)");
+        EXPECT_EQ(Text(lArray.Get()), "[held, alone]");
 
-        const auto lNested = Array();
+        const auto lNested = MakeArray();
         CFArrayAppendValue(lNested.Get(), lDictionary.Get());
         CFArrayAppendValue(lNested.Get(), CFUAdopt(CFDictionaryCreateCopy(nullptr, lDictionary.Get())).Get());
         EXPECT_EQ(CFGetRetainCount(lString.Get()), 4);
@@ -76,7 +76,7 @@ TEST(CFRetain, ContainersHoldOneReferenceToEachValue)
 
 TEST(CFRetain, ThreadsShareValues)
 {
-    const auto lDictionary = Dictionary();
+    const auto lDictionary = Dict();
     for (int lKey = 0; lKey < 100; ++lKey)
         CFDictionarySetValue(lDictionary.Get(), Number(lKey).Get(), Number(lKey + 1000).Get());
 

@@ -1,7 +1,6 @@
 #include "testbus.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 namespace
 {
@@ -77,18 +76,6 @@ protected:
 } // namespace
 
 // Time-outs
-
-TEST_F(LoopTest, PendingCallsTimeOutInALoopThatNeverDoes)
-{
-    mPeer.Script("Wait", Answer::Silence());
-    ASSERT_EQ(0, CallAsync(mBus, "Wait", mOutcomes.New("late"), 150));
-    ASSERT_EQ(0, CallAsync(mBus, "Wait", mOutcomes.New("soon"), 50));
-    ASSERT_EQ(0, CallAsync(mBus, "Wait", mOutcomes.New("at once"), 0));
-    ASSERT_TRUE(Drive(mBus, [&] { return mOutcomes.mCount == 3; }));
-    EXPECT_EQ((std::vector<std::string>{ "at once: timed out", "soon: timed out", "late: timed out" }),
-              mOutcomes.mTexts);
-    EXPECT_EQ(0, mOutcomes.mAlive);
-}
 
 TEST_F(LoopTest, TimersAreCalledOnceAtTheirTimeAndNotWhenTheyWereStopped)
 {
@@ -197,20 +184,6 @@ TEST_F(LoopTest, FloodIsDispatchedInPortionsAndThenTheLoopSleeps)
     EXPECT_EQ(0, mBus->HandleEvents(nullptr));
 }
 
-TEST_F(LoopTest, DescriptorsAreReportedAsChangedOnce)
-{
-    unsigned int lCount = 0;
-
-    for (const bool lExpected : { true, false })
-    {
-        bool lChanged = false;
-
-        (void)mBus->GetPollDescriptors(lCount, &lChanged);
-        EXPECT_EQ(1u, lCount);
-        EXPECT_EQ(lExpected, lChanged);
-    }
-}
-
 // Threads
 
 TEST_F(LoopTest, BlockingCallOnAnotherThreadHoldsUpNobody)
@@ -300,5 +273,3 @@ TEST_F(LoopTest, EveryThreadHasAnInstanceAndTheProcessHoldsOne)
     zqDBus::SetGlobalDefaultInstance(nullptr);
     EXPECT_EQ(nullptr, zqDBus::GetGlobalDefaultInstance());
 }
-
-} // namespace zq::Test

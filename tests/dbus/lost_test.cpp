@@ -1,7 +1,6 @@
 #include "testbus.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 namespace
 {
@@ -37,48 +36,6 @@ void CountDisconnect(void *aContext)
 }
 
 } // namespace
-
-TEST_F(LostTest, EveryOutstandingCallEndsOnceAndThenTheHandlersAreTold)
-{
-    struct Context
-    {
-        Outcomes &mOutcomes;
-        zqDBus   *mBus;
-        int       mTold = 0;
-    } lContext{ mOutcomes, mBus };
-
-    mPeer.Script("Wait", Answer::Silence());
-
-    for (const char *lLabel : { "one", "two", "three" })
-        ASSERT_EQ(0, CallAsync(mBus, "Wait", mOutcomes.New(lLabel)));
-
-    ASSERT_EQ(0, mBus->AddDisconnectHandler(
-                     [](void *aContext)
-                     {
-                         auto *const lSelf = static_cast<Context *>(aContext);
-
-                         EXPECT_EQ(3, lSelf->mOutcomes.mCount) << "before the calls have ended";
-                         EXPECT_FALSE(lSelf->mBus->IsConnected());
-                         lSelf->mTold++;
-                     },
-                     &lContext));
-
-    ASSERT_EQ(0, mBus->AddDisconnectHandler(CountDisconnect, &mTold));
-    mBus->RemoveDisconnectHandler(CountDisconnect, &mTold);
-    ASSERT_TRUE(mPeer.WaitForCall("Wait", 3));
-
-    SystemBus().Kill();
-
-    ASSERT_TRUE(Drive(mBus, [&] { return lContext.mTold > 0; }));
-    (void)mBus->HandleEvents(nullptr);
-
-    EXPECT_EQ((Texts{ "one: error " DBUS_ERROR_DISCONNECTED, "two: error " DBUS_ERROR_DISCONNECTED,
-                      "three: error " DBUS_ERROR_DISCONNECTED }),
-              mOutcomes.mTexts);
-    EXPECT_EQ(0, mOutcomes.mAlive);
-    EXPECT_EQ(1, lContext.mTold);
-    EXPECT_EQ(0, mTold);
-}
 
 TEST_F(LostTest, BlockingCallThatSeesTheBusDieWakesTheLoop)
 {
@@ -240,5 +197,3 @@ TEST_F(LostTest, FrozenBusHoldsABlockingCallNoLongerThanItsTimeOutAndTakesOnlySo
     EXPECT_EQ(0, mBus->Flush(0));
     EXPECT_EQ(0, CallPlainly(mBus, "Ask"));
 }
-
-} // namespace zq::Test

@@ -1,9 +1,9 @@
 #include "testbus.h"
 
+#include <cfvalues.h>
 #include <failingallocations.h>
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 namespace
 {
@@ -90,6 +90,31 @@ TEST_F(MemoryTest, ReplyBehindWhatCannotBeKeptIsFoundWhenThereIsMemory)
     }
 }
 
+TEST_F(MemoryTest, ValueIsTheCallersAndWholeOrNull)
+{
+    const char *const  lTexts[] = { "a text that is not short at all", "another that is not" };
+    const char *const *lArray   = lTexts;
+    DBusMessage *const lMessage = dbus_message_new(DBUS_MESSAGE_TYPE_SIGNAL);
+    DBusMessageIter    lIterator;
+    Value              lValue;
+
+    (void)dbus_message_append_args(lMessage, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &lArray, 2, DBUS_TYPE_INVALID);
+    (void)dbus_message_iter_init(lMessage, &lIterator);
+    EXPECT_GT(Starve(kExhausted,
+                     [&]
+                     {
+                         lValue = zqDBus::CopyValue(&lIterator);
+                         return lValue ? zqError_None : zqError_NoResources;
+                     }),
+              2);
+    EXPECT_EQ("[a text that is not short at all, another that is not]", Text(lValue.Get()));
+    EXPECT_EQ(1, CFGetRetainCount(lValue.Get()));
+    (void)dbus_message_iter_next(&lIterator);
+    EXPECT_EQ(nullptr, zqDBus::CopyValue(&lIterator).Get()) << "at the end";
+    EXPECT_EQ(nullptr, zqDBus::CopyValue(nullptr).Get());
+    dbus_message_unref(lMessage);
+}
+
 TEST_F(MemoryTest, InstanceIsMadeWholeOrNotAtAll)
 {
     std::thread(
@@ -103,5 +128,3 @@ TEST_F(MemoryTest, InstanceIsMadeWholeOrNotAtAll)
         })
         .join();
 }
-
-} // namespace zq::Test

@@ -134,18 +134,6 @@ bool Drive(zqDBus *aBus, const std::function<bool()> &aCondition)
     return true;
 }
 
-bool Settle(zqDBus *aBus)
-{
-    Outcomes           lOutcomes;
-    DBusMessage *const lMessage =
-        zqDBus::NewMethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId");
-    const zqError lReturn = aBus->PerformMethodCallWithMessage(lMessage, lOutcomes.New("settle"), nullptr, -1, nullptr);
-
-    dbus_message_unref(lMessage);
-
-    return lReturn == 0 && Drive(aBus, [&] { return lOutcomes.mCount > 0; });
-}
-
 LoopThread::LoopThread(zqDBus *aBus) : mBus(aBus), mStop(PR_NewPollableEvent()), mThread([this] { Run(); }) {}
 
 LoopThread::~LoopThread()

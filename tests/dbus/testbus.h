@@ -7,11 +7,9 @@
 #ifndef ZQ_TEST_TESTBUS_H
 #define ZQ_TEST_TESTBUS_H
 
+#include <bus.h>
 #include <fakepeer.h>
 #include <privatebus.h>
-#include <waituntil.h>
-
-#include <zqdbus.h>
 
 #include <gtest/gtest.h>
 
@@ -77,9 +75,6 @@ bool PollOnce(zqDBus *aBus);
 
 /** Run the loop on this thread until the condition holds. */
 bool Drive(zqDBus *aBus, const std::function<bool()> &aCondition);
-
-/** Until everything that the bus has sent so far is dispatched. */
-bool Settle(zqDBus *aBus);
 
 /** Runs the loop, with an infinite poll, on a thread of its own. */
 class LoopThread

@@ -5,8 +5,7 @@
 
 #include "world.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 namespace
 {
@@ -72,5 +71,3 @@ TEST(Connectivity, FollowsTheCableAndPowersWhatSomebodySwitchedOff)
     lTool.Signal(SIGINT);
     EXPECT_EQ(lTool.Wait(), 0) << lTool.GetErrors();
 }
-
-} // namespace zq::Test

@@ -2,8 +2,7 @@
 
 #include "world.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 namespace
 {
@@ -118,5 +117,3 @@ TEST(Exact, RefusesWhatTheDevicesDaemonNeverSendsAndStaysUsable)
     ASSERT_TRUE(World("daemon start"));
     EXPECT_TRUE(lLog.WaitFor("service at", 3)) << lLog.GetText();
 }
-
-} // namespace zq::Test

@@ -6,8 +6,7 @@
 
 #include "world.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 namespace
 {
@@ -110,9 +109,9 @@ TEST_F(Requests, AreCarriedOutAndRefusedAsTheDaemonSays)
 TEST_F(Requests, AProvisioningFileIsAppliedWithoutAComplaint)
 {
     const std::size_t      lStart   = ReadDaemonsLog().size();
-    const auto             kRecord  = Dict({ { kServicePropertyProvisionIdentifier, Str("service_cable") },
+    const auto             kRecord  = Dict({ { kServicePropertyProvisionIdentifier, "service_cable" },
                                              { kServicePropertyType, CFURetain(kServiceTypeEthernet) },
-                                             { kServicePropertyNameservers, Str("192.0.2.54") } });
+                                             { kServicePropertyNameservers, "192.0.2.54" } });
     const auto             kDomains = CFURetain(kServicePropertyDomainsConfiguration);
     zqSharedPtr<Provision> lProvision;
 
@@ -131,5 +130,3 @@ TEST_F(Requests, AProvisioningFileIsAppliedWithoutAComplaint)
     ASSERT_TRUE(World("cable down"));
     EXPECT_TRUE(mEvents.WaitFor("ServicesRemoved " + mName));
 }
-
-} // namespace zq::Test

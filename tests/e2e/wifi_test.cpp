@@ -3,8 +3,7 @@
 
 #include "world.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 namespace
 {
@@ -154,5 +153,3 @@ TEST_F(WiFi, TheAgentIsAskedByEveryDaemonThatComes)
         }
     }
 }
-
-} // namespace zq::Test

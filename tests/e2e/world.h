@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <runningmanager.h>
-#include <waituntil.h>
 
 namespace zq::Test
 {

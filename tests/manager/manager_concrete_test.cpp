@@ -5,22 +5,22 @@
 
 #include <zqnetworkmanager-connman.h>
 
+#include <cfvalues.h>
 #include <logcapture.h>
 
 #include <gtest/gtest.h>
 
-using zq::Test::LogCapture;
+using namespace zq::Test;
 using ConcreteManager = zq::NetworkManager::ConnMan::Manager;
 
 // MARK: Somebody else's client
 
 TEST(ForeignClient, IsNotListenedTo)
 {
-    ConcreteManager lManager;
-    zqConnMan       lOther;
-    const auto      lArray      = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    const auto      lDictionary = CFUAdopt(
-             CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    ConcreteManager  lManager;
+    zqConnMan        lOther;
+    const auto       lArray      = MakeArray();
+    const auto       lDictionary = Dict();
     const LogCapture lLog;
 
     lManager.Available(&lOther);

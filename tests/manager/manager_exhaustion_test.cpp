@@ -3,16 +3,15 @@
  *    Making a manager with ever more memory, until there is enough.
  */
 
-#include <zqdbus.h>
 #include <zqlog.h>
 #include <zqnetworkmanager.h>
 #include <zqwpanctl.h>
 
+#include <bus.h>
 #include <failingallocations.h>
 #include <fakeconnman.h>
 #include <fakemeshd.h>
 #include <privatebus.h>
-#include <waituntil.h>
 
 #include <gtest/gtest.h>
 
@@ -110,17 +109,7 @@ TEST_F(Exhaustion, TheRadiosCallsAreMadeWholeOrNotAtAll)
     for (const auto &lOperation : kOperations)
         EXPECT_GT(Starve({ zqError_NoResources, zqError_OutOfMemory }, lOperation), 0);
 
-    EXPECT_TRUE(WaitUntil(
-        [&]
-        {
-            unsigned int lCount   = 0;
-            bool         lChanged = false;
-
-            PRPollDesc *const lDescriptors = lDBus->GetPollDescriptors(lCount, &lChanged);
-            (void)PR_Poll(lDescriptors, static_cast<PRIntn>(lCount), PR_MillisecondsToInterval(20));
-            (void)lDBus->HandleEvents(lDescriptors);
-            return lTold == 3;
-        }));
+    EXPECT_TRUE(PumpUntil(lDBus, [&] { return lTold == 3; }));
     EXPECT_EQ(lMeshd.GetCalls().size(), 3U);
     zqDBus::SetGlobalDefaultInstance(nullptr);
 }

@@ -4,26 +4,16 @@
  *    in which order, and what is in its lists afterwards.
  */
 
-#include <fakeconnman.h>
-#include <logcapture.h>
-#include <privatebus.h>
 #include <runningmanager.h>
-#include <waituntil.h>
-
-#include <gtest/gtest.h>
-
-#include <memory>
 
 using namespace zq::Test;
 
 namespace
 {
 
-const std::string kHome   = FakeConnMan::ServicePath("home");
 const std::string kOffice = FakeConnMan::ServicePath("office");
 const std::string kCafe   = FakeConnMan::ServicePath("cafe");
 const std::string kWired  = FakeConnMan::ServicePath("wired");
-const std::string kWiFi   = FakeConnMan::TechnologyPath("wifi");
 
 const std::string kAllProperties = "PropertiesChanged OfflineMode SessionMode State";
 
@@ -36,30 +26,22 @@ const std::string kWiFiKeys = " AutoConnect Domains Domains.Configuration Ethern
 const Answer kNoSuchObject =
     Answer::Error("org.freedesktop.DBus.Error.UnknownObject", "Method \"GetProperties\" doesn't exist\n");
 
-class Follow : public testing::Test
+class Follow : public ManagerTest
 {
 protected:
     Follow()
     {
-        SystemBus();
         mConnMan.AddServices({ { kHome, FakeConnMan::WiFiService("home") },
                                { kWired, FakeConnMan::EthernetService({ { "State", "'ready'" } }) } });
         mConnMan.AddTechnology(kWiFi, FakeConnMan::Technology("wifi"));
         mConnMan.SetManagerProperty("State", "'ready'");
     }
 
-    /** Make the manager, and watch it from before the daemon comes. */
-    void StartWatching(zqConnMan::Decoding aDecoding = zqConnMan::kDecodingExact)
-    {
-        mManager = std::make_unique<RunningManager>(aDecoding);
-        ASSERT_NE(mManager->Get(), nullptr) << mManager->GetError();
-    }
-
-    /** The same with the daemon there and everything loaded. */
+    /** Make the manager with the daemon there and everything loaded. */
     void StartFilled(zqConnMan::Decoding aDecoding = zqConnMan::kDecodingExact)
     {
         ASSERT_TRUE(mConnMan.Appear());
-        StartWatching(aDecoding);
+        Start(aDecoding);
         ASSERT_TRUE(WaitUntil([&] { return mManager->GetTechnologies().size() == 1; })) << mLog.GetText();
         ASSERT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
         mManager->mRecorder.Clear();
@@ -99,10 +81,7 @@ protected:
         ASSERT_TRUE(mManager->mRecorder.WaitFor(kAllProperties, 2)) << mLog.GetText();
     }
 
-    LogCapture                      mLog;
-    FakeConnMan                     mConnMan;
-    std::unique_ptr<RunningManager> mManager;
-    std::size_t                     mSettled = 0;
+    std::size_t mSettled = 0;
 };
 
 } // namespace
@@ -111,7 +90,7 @@ protected:
 
 TEST_F(Follow, FillsInOrderWhenTheDaemonComes)
 {
-    StartWatching();
+    Start();
     EXPECT_TRUE((*mManager)->IsAvailable());
     EXPECT_EQ(mManager->GetServices(), Lines{});
     EXPECT_EQ(mManager->mRecorder.GetLines(), Lines{ "PropertiesChanged" });
@@ -130,7 +109,7 @@ TEST_F(Follow, FillsInOrderWhenTheDaemonComes)
 TEST_F(Follow, ADaemonThatIsThereIsLoadedAtOnceAndAskedOnce)
 {
     ASSERT_TRUE(mConnMan.Appear());
-    StartWatching();
+    Start();
 
     EXPECT_TRUE(mManager->mRecorder.WaitForAll(
         { kAllProperties, "StateChanged ready", "ServicesAdded home wired", "TechnologiesAdded wifi" }))
@@ -168,7 +147,7 @@ TEST_F(Follow, AfterACrashTheListsAreBroughtInLine)
                            { kCafe, FakeConnMan::WiFiService("cafe") } });
     mConnMan.AddTechnology(FakeConnMan::TechnologyPath("bluetooth"), FakeConnMan::Technology("bluetooth"));
     ASSERT_TRUE(mConnMan.Appear());
-    StartWatching();
+    Start();
     ASSERT_TRUE(WaitUntil([&] { return mManager->GetTechnologies().size() == 2; }));
     const zqSharedPtr<Service> lOffice = mManager->FindService("office");
     ASSERT_EQ(Property(lOffice.Get(), "Error"), "invalid-key");
@@ -212,7 +191,7 @@ TEST_F(Follow, AfterACrashThatChangedNothingNothingIsTold)
 
 TEST_F(Follow, ADaemonThatDiesWhileItIsLoadedLeavesNothingStale)
 {
-    StartWatching();
+    Start();
     for (const char *lMethod : { "GetProperties", "GetServices", "GetTechnologies" })
     {
         SCOPED_TRACE(lMethod);
@@ -233,38 +212,6 @@ TEST_F(Follow, ADaemonThatDiesWhileItIsLoadedLeavesNothingStale)
 }
 
 // MARK: Changes
-
-TEST_F(Follow, ChangesAreToldOnceEach)
-{
-    StartFilled();
-
-    mConnMan.SetServiceProperty(kHome, "Strength", "byte 47");
-    mConnMan.SetTechnologyProperty(kWiFi, "Connected", "true");
-    mConnMan.SetManagerProperty("State", "'online'");
-    mConnMan.AddService(kCafe, FakeConnMan::WiFiService("cafe"));
-    mConnMan.RemoveService(kHome);
-    mConnMan.AddTechnology(FakeConnMan::TechnologyPath("p2p"), FakeConnMan::Technology("p2p"));
-    mConnMan.RemoveTechnology(kWiFi);
-
-    EXPECT_EQ(Told(), (Lines{ "ServiceChanged home Strength", "TechnologyChanged wifi Connected",
-                              "PropertiesChanged State", "StateChanged online", "ServicesAdded cafe",
-                              "ServicesRemoved home", "TechnologiesAdded p2p", "TechnologiesRemoved wifi" }))
-        << mLog.GetText();
-    EXPECT_EQ(mManager->GetServices(), (Lines{ "wired", "cafe" }));
-    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "p2p" });
-}
-
-TEST_F(Follow, WhatTheDaemonDidNotSayOrCannotMeanChangesNothing)
-{
-    StartFilled();
-    mConnMan.EmitForged("/", FakeConnMan::kManager, "ServicesChanged", "(@a(oa{sv}) [], [objectpath '" + kHome + "'])");
-    // A technology that lacks what it must have.
-    mConnMan.Script("GetProperties", Answer::Value("({'Name': <'x'>},)"), "/x");
-    mConnMan.Emit("/", FakeConnMan::kManager, "TechnologyAdded", "(objectpath '/x', {'Name': <'x'>})");
-    EXPECT_EQ(Told(), Lines{});
-    EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
-    EXPECT_EQ(mManager->GetTechnologies(), Lines{ "wifi" });
-}
 
 // MARK: One bad object among good ones
 

@@ -3,14 +3,8 @@
  *    The stored provisions of a manager. Runs in the sandbox: the file's place is fixed.
  */
 
-#include <fakeconnman.h>
-#include <logcapture.h>
-#include <privatebus.h>
 #include <runningmanager.h>
 #include <sandbox.h>
-#include <waituntil.h>
-
-#include <gtest/gtest.h>
 
 #include <set>
 
@@ -34,71 +28,33 @@ std::string Stored()
     return lText.compare(0, kHeader.size(), kHeader) == 0 ? lText.substr(kHeader.size()) : "no header: " + lText;
 }
 
-class Provisions : public testing::Test
+class Provisions : public ManagerTest
 {
 protected:
     void SetUp() override
     {
         ZQ_REQUIRE_SANDBOX();
-        SystemBus();
         EmptyDirectory(kDirectory);
     }
-
-    LogCapture  mLog;
-    FakeConnMan mConnMan;
 };
 
 Dictionary Record(const std::string &anIdentifier, const std::string &aName)
 {
-    return Dict({ { kServicePropertyProvisionIdentifier, Str(anIdentifier) },
+    return Dict({ { kServicePropertyProvisionIdentifier, anIdentifier },
                   { kServicePropertyType, CFURetain(kServiceTypeWiFi) },
-                  { kServicePropertyName, Str(aName) } });
+                  { kServicePropertyName, aName } });
 }
 
 } // namespace
 
-TEST_F(Provisions, AMissingOrADamagedFileCostsNoManagerAndIsLeftAsItIs)
+TEST_F(Provisions, OfADamagedFileCostNoManagerAndAreReadAgainWhenTheDaemonComes)
 {
-    ASSERT_NE(RunningManager().Get(), nullptr) << mLog.GetText();
-    EXPECT_EQ(FileMode(kFile), 0U);
-
-    for (const char *lText : { "", "garbage", "[service_home\nType=wifi\n", "\xff\xfe[", "[service_home]\nType" })
-    {
-        ASSERT_TRUE(WriteFile(kFile, lText));
-        const RunningManager lManager;
-        ASSERT_NE(lManager.Get(), nullptr) << lText << lManager.GetError();
-        EXPECT_EQ(lManager.GetProvisions(), Lines{}) << lText;
-        EXPECT_EQ(ReadFile(kFile), lText);
-    }
-}
-
-TEST_F(Provisions, AreReadAgainWhenTheDaemonComes)
-{
+    ASSERT_TRUE(WriteFile(kFile, "[service_home\nType=wifi\n"));
     const RunningManager lManager;
     ASSERT_NE(lManager.Get(), nullptr);
     ASSERT_TRUE(WriteFile(kFile, kHeader + "[service_late]\nType=wifi\nName=late\n\n"));
     ASSERT_TRUE(mConnMan.Appear());
     EXPECT_TRUE(WaitUntil([&] { return lManager.GetProvisions() == Lines{ "service_late" }; })) << mLog.GetText();
-}
-
-TEST_F(Provisions, EveryChangeIsWrittenWithAllTheOthers)
-{
-    ASSERT_TRUE(WriteFile(kFile, kHeader + "[service_home]\nType=wifi\nName=home\nPassphrase=secret123\n\n"));
-    const RunningManager   lManager;
-    zqSharedPtr<Provision> lProvision;
-    ASSERT_NE(lManager.Get(), nullptr);
-    ASSERT_EQ(lManager.GetProvisions(), Lines{ "service_home" });
-
-    EXPECT_EQ(lManager->ProvisionCreate(Record("service_office", "office"), lProvision), 0);
-    EXPECT_EQ(ReadFile(kFile), kHeader + "[service_office]\nType=wifi\nName=office\n\n"
-                                         "[service_home]\nType=wifi\nPassphrase=secret123\nName=home\n\n");
-    EXPECT_EQ(FileMode(kFile), 0600U);
-    EXPECT_EQ(lManager->ProvisionCreate(Record("service_quiet", "quiet"), lProvision, false), 0);
-    EXPECT_EQ(ReadFile(kFile).find("quiet"), std::string::npos);
-
-    EXPECT_EQ(lManager->ProvisionRemoveAll(), 0);
-    EXPECT_EQ(ReadFile(kFile), kHeader);
-    EXPECT_FALSE(mLog.Contains("secret123"));
 }
 
 // The manager's records are the application's whether or not they can be stored.
@@ -183,20 +139,6 @@ TEST_F(Provisions, OneBadRecordIsRefusedAndStopsNoOther)
     EXPECT_EQ(lManager->ProvisionSetProperty(*lOdd, Str("ProvisionIdentifier"), Str("service_bad")), -5);
     EXPECT_EQ(lManager.GetProvisions(), Lines{ "service_odd" });
     EXPECT_FALSE(mLog.Contains("bad\n"));
-
-    // What is there may be handed back, and stays what it is in the file; a number's digits are a string.
-    CFDictionarySetValue(lBad.Get(), kServicePropertyProvisionIdentifier, Str("service_odd").Get());
-    CFDictionarySetValue(lBad.Get(), kServicePropertyName, Str(" odd").Get());
-    CFDictionarySetValue(lBad.Get(), kServicePropertyHidden, CFSTR("true"));
-    CFDictionarySetValue(lBad.Get(), kServicePropertyExtendedPANID, CFSTR("18446744073709551615"));
-    EXPECT_EQ(lManager->ProvisionCreate(lBad, lNew), 0);
-    EXPECT_EQ(lManager->GetProvisionsError(), 0);
-    EXPECT_EQ(Stored(), "[service_odd]\nType=wifi\nProvisionIdentifier=service_x\nPassphrase=a\\nb\nName=\\sodd\n"
-                        "Hidden=true\nExtendedPANID=18446744073709551615\n\n[service_bare]\nName=bare\n\n");
-
-    const RunningManager lSecond;
-    ASSERT_EQ(lSecond->ManagerLookupProvisionIdentifier(Str("service_odd"), lOdd), 0);
-    EXPECT_EQ(Text(lOdd->GetExtendedPANID().Get()), "18446744073709551615");
 }
 
 TEST_F(Provisions, OfManyThreadsAreAllListedAndStored)

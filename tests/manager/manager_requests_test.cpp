@@ -4,35 +4,24 @@
  *    radio's wakes, which reach the application.
  */
 
-#include <fakeconnman.h>
 #include <fakemeshd.h>
-#include <logcapture.h>
-#include <privatebus.h>
 #include <runningmanager.h>
-#include <waituntil.h>
-
-#include <gtest/gtest.h>
 
 #include <atomic>
-#include <functional>
-#include <memory>
 
 using namespace zq::Test;
 
 namespace
 {
 
-const std::string kHome     = FakeConnMan::ServicePath("home");
 const std::string kMesh     = FakeConnMan::ServicePath("mesh");
-const std::string kWiFi     = FakeConnMan::TechnologyPath("wifi");
 const std::string kCellular = FakeConnMan::TechnologyPath("cellular");
 
-class Requests : public testing::Test
+class Requests : public ManagerTest
 {
 protected:
     void SetUp() override
     {
-        SystemBus();
         mConnMan.AddServices(
             { { kHome, FakeConnMan::WiFiService("home", { { "State", "'ready'" } }) },
               { kMesh, FakeConnMan::WiFiService("mesh", { { "Type", "'lowpan'" },
@@ -43,8 +32,7 @@ protected:
         ASSERT_TRUE(mConnMan.Appear());
         ASSERT_TRUE(mMeshd.Appear());
 
-        mManager = std::make_unique<RunningManager>();
-        ASSERT_NE(mManager->Get(), nullptr) << mManager->GetError();
+        ASSERT_NO_FATAL_FAILURE(Start());
         ASSERT_EQ(mManager->GetTechnologies().size(), 2U) << mLog.GetText();
 
         mHome     = mManager->FindService("home");
@@ -55,68 +43,12 @@ protected:
         mLog.Clear();
     }
 
-    Manager &GetManager() { return *mManager->Get(); }
-
-    LogCapture                      mLog;
-    FakeConnMan                     mConnMan;
-    FakeMeshd                       mMeshd;
-    std::unique_ptr<RunningManager> mManager;
-    zqSharedPtr<Service>            mHome, mMesh;
-    zqSharedPtr<Technology>         mWiFi, mCellular;
+    FakeMeshd               mMeshd;
+    zqSharedPtr<Service>    mHome, mMesh;
+    zqSharedPtr<Technology> mWiFi, mCellular;
 };
 
 } // namespace
-
-TEST_F(Requests, EachReachesTheObjectThatItIsFor)
-{
-    const String kKey   = CFURetain(kServicePropertyAutoConnect);
-    const Value  kTrue  = Bool(true);
-    const String kError = CFURetain(kServicePropertyError);
-    const struct
-    {
-        std::function<zqError()> mRequest;
-        const char              *mMethod;
-        std::string              mPath;
-        const char              *mArguments;
-        zqError                  mResult;
-    } kRows[] = {
-        { [&] { return GetManager().ServiceConnect(*mHome); }, "Connect", kHome, "()", 0 },
-        { [&] { return GetManager().ServiceDisconnect(*mHome); }, "Disconnect", kHome, "()", 0 },
-        { [&] { return GetManager().ServiceDisconnect(*mHome); }, "Disconnect", kHome, "()", -21 },
-        { [&] { return GetManager().ServiceConnect(*mHome); }, "Connect", kHome, "()", 0 },
-        { [&] { return GetManager().ServiceRemove(*mHome); }, "Remove", kHome, "()", 0 },
-        { [&] { return GetManager().ServiceSetProperty(*mMesh, kKey, kTrue); }, "SetProperty", kMesh,
-          "('AutoConnect', <true>)", -5 },
-        { [&] { return GetManager().ServiceClearProperty(*mHome, kError); }, "ClearProperty", kHome, "('Error',)", 0 },
-        { [&] { return GetManager().ServiceClearProperty(*mHome, kKey); }, "ClearProperty", kHome, "('AutoConnect',)",
-          -5 },
-        { [&] { return GetManager().TechnologyScan(*mWiFi); }, "Scan", kWiFi, "()", 0 },
-        { [&] { return GetManager().TechnologySetEnabled(*mWiFi, false); }, "SetProperty", kWiFi,
-          "('Powered', <false>)", 0 },
-        { [&] { return GetManager().TechnologySetEnabled(*mWiFi, false); }, "SetProperty", kWiFi,
-          "('Powered', <false>)", -22 },
-        { [&] { return GetManager().ManagerSetProperty(CFURetain(kManagerPropertyOfflineMode), kTrue); }, "SetProperty",
-          "/", "('OfflineMode', <true>)", 0 },
-    };
-
-    for (const auto &lRow : kRows)
-    {
-        SCOPED_TRACE(std::string(lRow.mMethod) + " " + lRow.mArguments);
-        EXPECT_EQ(lRow.mRequest(), lRow.mResult);
-        ASSERT_TRUE(mConnMan.WaitForCall(lRow.mMethod));
-        const FakePeer::Call lCall = mConnMan.GetCalls(lRow.mMethod).back();
-        EXPECT_EQ(lCall.mPath, lRow.mPath);
-        EXPECT_EQ(lCall.mArguments, lRow.mArguments);
-        mConnMan.ClearCalls();
-    }
-    EXPECT_TRUE(mManager->mRecorder.WaitFor("ServiceDidNotConnect home -22"));
-    EXPECT_TRUE(mManager->mRecorder.WaitFor("ServiceDidConnect home"));
-    EXPECT_TRUE(mManager->mRecorder.WaitFor("TechnologyDidScan wifi"));
-    EXPECT_TRUE(mLog.Contains(4, "network manager: Connman could not clear service property for key AutoConnect and "
-                                 "service " +
-                                     kHome));
-    EXPECT_EQ(GetManager().ManagerGetProperty(kManagerPropertyOfflineMode).Get(), kCFBooleanTrue);
-}
 
 TEST_F(Requests, OnlyCellularIsPoweredWithoutWaiting)
 {
@@ -181,38 +113,32 @@ TEST_F(Requests, AScanEndsWithItsTechnologyOrWithoutIt)
         mManager->mRecorder.WaitFor("TechnologyDidScan cellular")); // the flag was cleared for the unknown one, too
 }
 
-TEST_F(Requests, AnInputRequestIsToldAndAnsweredOrRefused)
+TEST_F(Requests, AnInputRequestCanBeAnsweredAndRefused)
 {
-    const auto        lInput = Dict({ { kServicePropertyPassphrase, Str("secret123") } });
+    const auto        lInput = Dict({ { kServicePropertyPassphrase, "secret123" } });
     const std::string lAsked =
         "(objectpath '" + kHome + "', {'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>}>})";
-    const std::uint32_t lTicket = mConnMan.CallAgent("RequestInput", lAsked);
 
-    ASSERT_NE(lTicket, 0U);
-    ASSERT_TRUE(mManager->mRecorder.WaitFor("ServiceInput home Passphrase")) << mLog.GetText();
-    EXPECT_EQ(GetManager().ServiceCompleteInput(*mMesh, lInput), -17);
-    EXPECT_EQ(GetManager().ServiceCompleteInput(*mHome, lInput), 0);
+    for (const bool lIsAnswered : { true, false })
+    {
+        FakePeer::Reply     lReply;
+        const std::uint32_t lTicket = mConnMan.CallAgent("RequestInput", lAsked);
 
-    FakePeer::Reply lReply;
-    ASSERT_TRUE(mConnMan.WaitForReply(lTicket, lReply));
-    EXPECT_EQ(lReply.mErrorName, "");
-    EXPECT_EQ(lReply.mBody, "({'Passphrase': <'secret123'>},)");
-    EXPECT_EQ(GetManager().ServiceCompleteInput(*mHome, lInput), -3);
-    EXPECT_FALSE(mLog.Contains("secret123"));
-
-    mManager->mRecorder.Clear();
-    const std::uint32_t lSecond = mConnMan.CallAgent("RequestInput", lAsked);
-    ASSERT_TRUE(mManager->mRecorder.WaitFor("ServiceInput home Passphrase"));
-    EXPECT_EQ(GetManager().ServiceCancelInput(*mHome), 0);
-    ASSERT_TRUE(mConnMan.WaitForReply(lSecond, lReply));
-    EXPECT_EQ(lReply.mErrorName, "net.connman.Agent.Error.Canceled");
+        ASSERT_TRUE(mManager->mRecorder.WaitFor("ServiceInput home Passphrase")) << mLog.GetText();
+        mManager->mRecorder.Clear();
+        EXPECT_EQ(GetManager().ServiceCompleteInput(*mMesh, lInput), -17);
+        EXPECT_EQ(lIsAnswered ? GetManager().ServiceCompleteInput(*mHome, lInput)
+                              : GetManager().ServiceCancelInput(*mHome),
+                  0);
+        ASSERT_TRUE(mConnMan.WaitForReply(lTicket, lReply));
+        EXPECT_EQ(lReply.mErrorName, lIsAnswered ? "" : "net.connman.Agent.Error.Canceled");
+    }
 }
 
 TEST_F(Requests, CommissioningPermitsJoiningTheRadiosNetwork)
 {
-    const auto Port     = [](const Value &aPort) { return std::make_pair(kServiceCommissioningPort, aPort); };
-    const auto Duration = [](const Value &aDuration)
-    { return std::make_pair(kServiceCommissioningDuration, aDuration); };
+    const auto Port     = [](const Value &aPort) { return Entry(kServiceCommissioningPort, aPort); };
+    const auto Duration = [](const Value &aTime) { return Entry(kServiceCommissioningDuration, aTime); };
     const struct
     {
         Value       mValue;
@@ -280,6 +206,10 @@ TEST_F(Requests, EachIsRefusedAtOnceWithoutItsArgumentsAndWithoutTheDaemon)
     EXPECT_EQ(mLog.Count("!lKey.IsEmpty()", 4), 8U);
     EXPECT_EQ(mLog.Count("aValue != __null", 4), 3U);
     EXPECT_EQ(mConnMan.GetCalls().size(), 0U);
+    EXPECT_EQ(GetManager().ServiceClearProperty(*mHome, kKey), -5); // says the daemon
+    EXPECT_TRUE(mLog.Contains(4, "network manager: Connman could not clear service property for key OfflineMode and "
+                                 "service " +
+                                     kHome));
 
     mConnMan.Crash();
     ASSERT_TRUE(mLog.WaitFor("disconnected", 3));

@@ -158,8 +158,8 @@ TEST(AService, KeepsItsCachedValuesWhenARefreshFailsHalfWay)
 {
     const auto lService = Make<Service>("/a", ServiceProperties());
 
-    EXPECT_EQ(lService->Refresh(Dict({ { kServicePropertyIPv4, Dict({ { kIPPropertyAddress, Str("10.0.0.1") } }) },
-                                       { kServicePropertyName, Str("work") },
+    EXPECT_EQ(lService->Refresh(Dict({ { kServicePropertyIPv4, Dict({ { kIPPropertyAddress, "10.0.0.1" } }) },
+                                       { kServicePropertyName, "work" },
                                        { kServicePropertyStrength, Number(10) },
                                        { kServicePropertyType, Number(7) } })),
               -4);
@@ -171,7 +171,7 @@ TEST(AService, KeepsItsCachedValuesWhenARefreshFailsHalfWay)
     EXPECT_TRUE(CFEqual(lService->GetRawStrength().Get(), Number(-50).Get()));
 
     // The lock is free and the service still initialised.
-    EXPECT_EQ(lService->Refresh(Dict({ { kServicePropertyType, Str("ethernet") } })), 0);
+    EXPECT_EQ(lService->Refresh(Dict({ { kServicePropertyType, "ethernet" } })), 0);
     EXPECT_EQ(Text(lService->GetName().Get()), "work");
 }
 

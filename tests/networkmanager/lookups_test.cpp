@@ -13,13 +13,13 @@ protected:
     void SetUp() override
     {
         for (const auto &[lPath, lProperties, lInterface, lSecurity] :
-             std::vector<std::tuple<const char *, Dictionary, const char *, CFUSharedRef<CFArrayRef>>>{
+             std::vector<std::tuple<const char *, Dictionary, const char *, Value>>{
                  { "/idle", ServiceProperties("home", "idle"), "wlan0", Strings({ "none" }) },
                  { "/twin", ServiceProperties("home", "ready"), "wlan0", Strings({ "psk", "wps" }) },
                  { "/wired", ServiceProperties("Wired", "online", "ethernet"), "eth0", Strings({}) } })
         {
             CFDictionarySetValue(lProperties.Get(), kServicePropertyEthernet,
-                                 Dict({ { kEthernetPropertyInterface, Str(lInterface) } }).Get());
+                                 Dict({ { kEthernetPropertyInterface, lInterface } }).Get());
             CFDictionarySetValue(lProperties.Get(), kServicePropertySecurity, lSecurity.Get());
             mManager.mReported[lPath] = lProperties;
         }
@@ -56,24 +56,21 @@ TEST_F(ALookup, FindsTheFirstServiceOfANameAndOnlyAConnectedOneByInterface)
     EXPECT_EQ(ByInterface("wlan0"), "twin");
     EXPECT_EQ(ByInterface("eth0"), "wired");
     EXPECT_EQ(ByInterface("eth1"), "");
-    EXPECT_EQ(mManager.FindService(Str("/twin").Get())->Refresh(Dict({ { kServicePropertyState, Str("failure") } })),
-              0);
+    EXPECT_EQ(mManager.FindService(Str("/twin").Get())->Refresh(Dict({ { kServicePropertyState, "failure" } })), 0);
     EXPECT_EQ(ByInterface("wlan0"), "");
 }
 
 TEST_F(ALookup, FindsTheServiceThatMatchesEveryEntryOfAPattern)
 {
-    const auto lEntry = [](CFStringRef aKey, const char *aText) { return std::make_pair(aKey, Value(Str(aText))); };
-    const auto lHome = lEntry(kServicePropertyName, "home"), lWired = lEntry(kServicePropertyName, "Wired"),
-               lPSK = lEntry(kServicePropertySecurity, "psk"), lWPS = lEntry(kServicePropertySecurity, "wps");
+    const Entry lHome(kServicePropertyName, "home"), lPSK(kServicePropertySecurity, "psk");
     const std::pair<Dictionary, const char *> kRows[] = {
         { Dict({ lHome }), "idle" },
         { Dict({ lHome, lPSK }), "twin" },
-        { Dict({ lWPS }), "twin" },
-        { Dict({ lWired, lPSK }), "" },
-        { Dict({ lHome, lEntry(kServicePropertyState, "ready") }), "twin" },
-        { Dict({ lEntry(kServicePropertyType, "ethernet") }), "wired" },
-        { Dict({ lEntry(kServicePropertySSID, "x") }), "" },
+        { Dict({ { kServicePropertySecurity, "wps" } }), "twin" },
+        { Dict({ { kServicePropertyName, "Wired" }, lPSK }), "" },
+        { Dict({ lHome, { kServicePropertyState, "ready" } }), "twin" },
+        { Dict({ { kServicePropertyType, "ethernet" } }), "wired" },
+        { Dict({ { kServicePropertySSID, "x" } }), "" },
         { Dict({ { kServicePropertySecurity, Number(1) } }), "" },
         { Dict(), "idle" },
     };

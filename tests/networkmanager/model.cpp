@@ -7,33 +7,33 @@ Dictionary ServiceProperties(const char *aName, const char *aState, const char *
 {
     return Dict({ { kServicePropertyIPv4, Dict() },
                   { kServicePropertyIPv6, Dict() },
-                  { kServicePropertyIPv4Configuration, Dict({ { kIPPropertyMethod, Str("dhcp") } }) },
-                  { kServicePropertyIPv6Configuration, Dict({ { kIPPropertyMethod, Str("auto") } }) },
-                  { kServicePropertyName, Str(aName) },
+                  { kServicePropertyIPv4Configuration, Dict({ { kIPPropertyMethod, "dhcp" } }) },
+                  { kServicePropertyIPv6Configuration, Dict({ { kIPPropertyMethod, "auto" } }) },
+                  { kServicePropertyName, aName },
                   { kServicePropertyAutoConnect, Bool(false) },
                   { kServicePropertyDomains, Strings({}) },
-                  { kServicePropertyEthernet, Dict({ { kEthernetPropertyInterface, Str("wlan0") } }) },
+                  { kServicePropertyEthernet, Dict({ { kEthernetPropertyInterface, "wlan0" } }) },
                   { kServicePropertyFavorite, Bool(true) },
                   { kServicePropertyImmutable, Bool(false) },
                   { kServicePropertyNameservers, Strings({}) },
                   { kServicePropertySecurity, Strings({ "psk" }) },
-                  { kServicePropertyState, Str(aState) },
+                  { kServicePropertyState, aState },
                   { kServicePropertyStrength, Number(70) },
-                  { kServicePropertyType, Str(aType) } });
+                  { kServicePropertyType, aType } });
 }
 
 Dictionary TechnologyProperties(const char *aType)
 {
-    return Dict({ { kTechnologyPropertyName, Str(aType) },
+    return Dict({ { kTechnologyPropertyName, aType },
                   { kTechnologyPropertyConnected, Bool(false) },
                   { kTechnologyPropertyPowered, Bool(true) },
                   { kTechnologyPropertyTethering, Bool(false) },
-                  { kTechnologyPropertyType, Str(aType) } });
+                  { kTechnologyPropertyType, aType } });
 }
 
 Dictionary ProvisionProperties(const char *anIdentifier, const char *aPassphrase)
 {
-    auto lProperties = Dict({ { kServicePropertyType, Str("wifi") }, { kServicePropertyName, Str("home") } });
+    auto lProperties = Dict({ { kServicePropertyType, "wifi" }, { kServicePropertyName, "home" } });
 
     if (anIdentifier != nullptr)
         CFDictionarySetValue(lProperties.Get(), kServicePropertyProvisionIdentifier, Str(anIdentifier).Get());

@@ -19,7 +19,7 @@ TEST(AnObject, IsInitialisedOnceAndAnswersEverythingBefore)
 
     EXPECT_EQ(lObject->Init(nullptr, Dict()), -5);
     EXPECT_EQ(lObject->Init(Str("/a"), nullptr), -5);
-    EXPECT_EQ(lObject->Init(Str("/a"), Dict({ { kServicePropertyName, Str("one") } })), 0);
+    EXPECT_EQ(lObject->Init(Str("/a"), Dict({ { kServicePropertyName, "one" } })), 0);
     EXPECT_EQ(lObject->Init(Str("/b"), Dict()), -3);
     EXPECT_EQ(Text(lObject->GetPath().Get()), "/a");
     EXPECT_EQ(Text(lObject->GetProperty(CFURetain(kServicePropertyName)).Get()), "one");
@@ -30,14 +30,14 @@ TEST(AnObject, IsInitialisedOnceAndAnswersEverythingBefore)
 
 TEST(AnObject, MergesARefreshIntoItsOwnCopyAndRemovesOnlyWhatIsCleared)
 {
-    const auto lGiven    = Dict({ { kServicePropertyName, Str("one") }, { kServicePropertyState, Str("idle") } });
+    const auto lGiven    = Dict({ { kServicePropertyName, "one" }, { kServicePropertyState, "idle" } });
     const auto lObject   = Make<Object>("/a", lGiven);
     const auto lLive     = lObject->GetProperties();
     const auto lSnapshot = lObject->CopyProperties();
 
     CFDictionarySetValue(lGiven.Get(), kServicePropertyName, Str("two").Get());
     lObject->Lock();
-    EXPECT_EQ(lObject->RefreshLocked(Dict({ { kServicePropertyState, Str("ready") } })), 0);
+    EXPECT_EQ(lObject->RefreshLocked(Dict({ { kServicePropertyState, "ready" } })), 0);
     lObject->Unlock();
     EXPECT_EQ(Text(lObject->GetProperty(CFURetain(kServicePropertyName)).Get()), "one");
     EXPECT_EQ(Text(CFDictionaryGetValue(lLive.Get(), kServicePropertyState)), "ready");
@@ -53,7 +53,7 @@ TEST(AnObject, EqualsAnotherOneOfItsPath)
     const zqSharedPtr<Object> lNone(new Object);
     const auto                lA = Make<Object>("/a", Dict());
 
-    EXPECT_TRUE(*lA == *Make<Object>("/a", Dict({ { kServicePropertyName, Str("one") } })));
+    EXPECT_TRUE(*lA == *Make<Object>("/a", Dict({ { kServicePropertyName, "one" } })));
     EXPECT_FALSE(*lA == *Make<Object>("/A", Dict()));
     EXPECT_TRUE(*lNone == *zqSharedPtr<Object>(new Object));
     EXPECT_FALSE(*lNone == *lA);

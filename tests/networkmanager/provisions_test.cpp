@@ -1,7 +1,6 @@
 #include "model.h"
 
 #include <gtest/gtest.h>
-#include <waituntil.h>
 
 #include <future>
 #include <utility>
@@ -42,8 +41,7 @@ protected:
 TEST_F(AManagersProvision, IsMergedIntoWhenItIsCreatedAgain)
 {
     zqSharedPtr<Provision> lAgain;
-    const auto             lMore =
-        Dict({ { kServicePropertyProvisionIdentifier, Str("id") }, { kServicePropertySSID, Str("ff") } });
+    const auto lMore = Dict({ { kServicePropertyProvisionIdentifier, "id" }, { kServicePropertySSID, "ff" } });
 
     EXPECT_EQ(mManager.ProvisionCreate(lMore, lAgain, false), 0);
     EXPECT_EQ(lAgain.Get(), mProvision.Get());
@@ -70,8 +68,8 @@ TEST_F(AManagersProvision, IsNotCreatedFromARecordThatLacksIdentifierOrType)
 {
     const std::pair<Dictionary, zqError> kRows[] = {
         { ProvisionProperties(nullptr), -1 },
-        { Dict({ { kServicePropertyProvisionIdentifier, Str("new") } }), -1 },
-        { Dict({ { kServicePropertyProvisionIdentifier, Number(1) }, { kServicePropertyType, Str("wifi") } }), -1 },
+        { Dict({ { kServicePropertyProvisionIdentifier, "new" } }), -1 },
+        { Dict({ { kServicePropertyProvisionIdentifier, Number(1) }, { kServicePropertyType, "wifi" } }), -1 },
         { nullptr, -5 },
     };
 
@@ -112,7 +110,7 @@ TEST(AManagersProvisions, AreAskedAboutBeforeAnythingChangesUnlessTheyAreStoredA
         }
     } lManager;
     zqSharedPtr<Provision> lProvision;
-    const auto             lStored = Dict({ { CFSTR("id"), ProvisionProperties("id") } });
+    const auto             lStored = Dict({ { "id", ProvisionProperties("id") } });
 
     EXPECT_EQ(lManager.ProvisionCreate(ProvisionProperties("new"), lProvision), -5);
     EXPECT_EQ(lManager.UpdateProvisions(lStored.Get(), Manager::UpdateOperationAdd), 0);
@@ -207,7 +205,7 @@ TEST_F(AManagersProvision, ThatIsNotListedAnyMoreCannotBeChanged)
 
 TEST(AManagersProperties, AreTheDictionaryThatItWasGivenAndAreSetWithoutAnEvent)
 {
-    const auto  lGiven = Dict({ { kManagerPropertyState, Str("ready") } });
+    const auto  lGiven = Dict({ { kManagerPropertyState, "ready" } });
     TestManager lManager(nullptr, lGiven.Get());
     Recorder    lObserver;
 

@@ -1,7 +1,6 @@
 #include "model.h"
 
 #include <gtest/gtest.h>
-#include <waituntil.h>
 
 #include <thread>
 

@@ -56,7 +56,7 @@ protected:
     zqSharedPtr<Technology>      mTechnology = Make<Technology>("/t", TechnologyProperties("wifi"));
     zqRefObjectArray<Service>    mServices;
     zqRefObjectArray<Technology> mTechnologies;
-    Dictionary                   mFields = Dict({ { kServicePropertyPassphrase, Str("secret") } });
+    Dictionary                   mFields = Dict({ { kServicePropertyPassphrase, "secret" } });
 };
 
 } // namespace

@@ -21,7 +21,7 @@ TEST(ANewListener, IsToldThePresentStateInOrder)
 
     ASSERT_EQ(lManager.AddTechnology("/t", "wifi"), 0);
     ASSERT_EQ(lManager.AddServices({ "/a", "/b" }), 0);
-    ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, Str("online") } }).Get()), 0);
+    ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, "online" } }).Get()), 0);
     ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyOfflineMode, Bool(false) } }).Get()), 0);
     ASSERT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), 0);
     ASSERT_EQ(lManager.AddObserver(&lObserver), 0);
@@ -43,7 +43,7 @@ TEST(ANewListener, IsToldThePresentStateInOrder)
     EXPECT_EQ(Names(lServices), (Lines{ "a", "b" }));
 
     // What it was given does not change under its hands.
-    ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, Str("idle") } }).Get()), 0);
+    ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, "idle" } }).Get()), 0);
     EXPECT_EQ(Text(CFDictionaryGetValue(lProperties->GetProperties(), kManagerPropertyState)), "online");
 }
 

@@ -30,7 +30,7 @@ protected:
 
     zqError Update(const std::vector<Value> &aPaths, Manager::UpdateOperation anOperation)
     {
-        const auto lArray = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+        const auto lArray = MakeArray();
 
         for (const Value &lPath : aPaths)
             CFArrayAppendValue(lArray.Get(), lPath.Get());
@@ -90,15 +90,15 @@ TEST_F(AReport, RemovesWhatIsListedOnceAndAddsItAgainAsAnotherObject)
 
 TEST_F(AReport, OfChangesTellsOfEachServiceWithAllItsPropertiesUntilOneFails)
 {
-    mManager.mReported["/a"] = Dict({ { kServicePropertyState, Str("ready") } });
-    mManager.mReported["/c"] = Dict({ { kServicePropertyName, Str("work") } });
+    mManager.mReported["/a"] = Dict({ { kServicePropertyState, "ready" } });
+    mManager.mReported["/c"] = Dict({ { kServicePropertyName, "work" } });
     EXPECT_EQ(Update({ mC, mX, mA, mC }, kChange), 0);
     EXPECT_EQ(TakeCalls(), (Lines{ "ServiceChanged c" + kAllKeys, "ServiceChanged a" + kAllKeys }));
     EXPECT_TRUE(Find(mA)->IsConnected());
     EXPECT_EQ(Text(Find(mC)->GetName().Get()), "work");
 
     mManager.mReported["/b"] = Dict({ { kServicePropertyState, Number(1) } });
-    mManager.mReported["/c"] = Dict({ { kServicePropertyState, Str("ready") } });
+    mManager.mReported["/c"] = Dict({ { kServicePropertyState, "ready" } });
     EXPECT_EQ(Update({ mA, mB, mC }, kChange), -4);
     EXPECT_EQ(TakeCalls(), Lines{ "ServiceChanged a" + kAllKeys });
     EXPECT_FALSE(Find(mC)->IsConnected());
@@ -127,7 +127,7 @@ TEST_F(AReport, IsRefusedForNullForUnknownOperationsAndBeforeInit)
 TEST_F(AReport, OfStoredProvisionsLeavesOutTheUnusableAndWritesNothing)
 {
     const auto lStored = Dict({ { Str("one").Get(), ProvisionProperties("one", "secret") },
-                                { Str("bad").Get(), Dict({ { kServicePropertyProvisionIdentifier, Str("bad") } }) },
+                                { Str("bad").Get(), Dict({ { kServicePropertyProvisionIdentifier, "bad" } }) },
                                 { Str("odd").Get(), Number(1) },
                                 { Str("two").Get(), ProvisionProperties("two") } });
 

@@ -6,6 +6,7 @@
 #ifndef ZQ_TEST_RANDOMCONNMAN_H
 #define ZQ_TEST_RANDOMCONNMAN_H
 
+#include <atomic>
 #include <memory>
 #include <random>
 #include <set>
@@ -52,6 +53,19 @@ private:
     std::set<std::string>             mTechnologies;
     std::string                       mState;
     std::unique_ptr<FakeConnMan>      mFake;
+};
+
+/** Counts what becomes of the requests to connect. */
+struct ConnectOutcomes : NetworkManager::Observer::Default
+{
+    using Manager = NetworkManager::Manager;
+    using Service = NetworkManager::Service;
+
+    void ServiceDidConnect(Manager *, Service *) override { mCount++; }
+    void ServiceDidNotConnect(Manager *, Service *, zqError) override { mCount++; }
+    void ServiceError(Manager *, Service *aService, CFStringRef) override { mCount += aService == nullptr; }
+
+    std::atomic<long> mCount{ 0 };
 };
 
 } // namespace zq::Test

@@ -6,10 +6,8 @@
 
 #include "randomconnman.h"
 
-#include <privatebus.h>
 #include <runningmanager.h>
 #include <sandbox.h>
-#include <waituntil.h>
 #include <zqlog.h>
 
 #include <atomic>
@@ -46,43 +44,6 @@ std::size_t CountDescriptors()
         std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator()));
 }
 
-/** Counts what becomes of the requests to connect. */
-struct Outcomes : Observer::Default
-{
-    void ServiceDidConnect(Manager *, Service *) override { mCount++; }
-    void ServiceDidNotConnect(Manager *, Service *, zqError) override { mCount++; }
-    void ServiceError(Manager *, Service *aService, CFStringRef) override { mCount += aService == nullptr; }
-
-    std::atomic<long> mCount{ 0 };
-};
-
-/** What a subscriber takes the model to be. */
-struct Mirror : zqIEventHandler
-{
-    void HandleEvent(zqEvent *anEvent) override
-    {
-        zqRefObjectArray<Service> lServices;
-
-        if (const auto *lAdded = dynamic_cast<const Event::ServicesAdded *>(anEvent))
-        {
-            lAdded->GetServices(lServices);
-            for (const std::string &lName : Names(lServices))
-                mServices.insert(lName);
-        }
-        else if (const auto *lRemoved = dynamic_cast<const Event::ServicesRemoved *>(anEvent))
-        {
-            lRemoved->GetServices(lServices);
-            for (const std::string &lName : Names(lServices))
-                mServices.erase(lName);
-        }
-        else if (const auto *lChanged = dynamic_cast<const Event::StateChanged *>(anEvent))
-            mState = Text(lChanged->GetState());
-    }
-
-    std::set<std::string> mServices;
-    std::string           mState;
-};
-
 /** A queue that follows a manager for as long as it lives. */
 struct Subscriber
 {
@@ -99,10 +60,11 @@ struct Subscriber
 
         (void)mQueue.Dispatch();
         (void)mManager->GetServices(lServices);
-        const Lines lNames = Names(lServices);
+        std::set<Object *> lListed;
+        for (int lIndex = 0; lIndex < lServices.GetNumElements(); ++lIndex)
+            lListed.insert(lServices.GetElementPtr(lIndex));
 
-        return mMirror.mServices == std::set<std::string>(lNames.begin(), lNames.end()) &&
-               mMirror.mState == Text(mManager->ManagerGetState().Get());
+        return mMirror.mServices == lListed && mMirror.mState == Text(mManager->ManagerGetState().Get());
     }
 
     Manager     *mManager;
@@ -157,10 +119,9 @@ protected:
         zqSharedPtr<class Provision> lListed;
         const auto                   lKey = Str(aRandom() % 2 ? "Passphrase" : "Name");
 
-        (void)aManager->ProvisionCreate(Dict({ { CFSTR("ProvisionIdentifier"), Str("service_" + lName) },
-                                               { CFSTR("Type"), Str("wifi") },
-                                               { CFSTR("Name"), Str("net" + lName) } }),
-                                        lListed);
+        (void)aManager->ProvisionCreate(
+            Dict({ { "ProvisionIdentifier", "service_" + lName }, { "Type", "wifi" }, { "Name", "net" + lName } }),
+            lListed);
         if (lListed == nullptr)
             return;
 
@@ -266,10 +227,10 @@ Records ReadList(const Manager *aManager)
 
 TEST_F(Stress, ModelIsTrueWhenAllIsDoneAndNothingWasLost)
 {
-    RandomConnMan  lDaemon(1);
-    RunningManager lManager;
-    Outcomes       lOutcomes;
-    Subscriber     lFollower(lManager.Get());
+    RandomConnMan   lDaemon(1);
+    RunningManager  lManager;
+    ConnectOutcomes lOutcomes;
+    Subscriber      lFollower(lManager.Get());
 
     ASSERT_EQ(0, lManager->AddObserver(&lOutcomes));
     ASSERT_EQ(0, lManager->RemoveObserver(&lManager.mRecorder)); // it keeps all that it hears

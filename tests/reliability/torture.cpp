@@ -6,10 +6,8 @@
 
 #include "randomconnman.h"
 
-#include <privatebus.h>
 #include <runningmanager.h>
 #include <sandbox.h>
-#include <waituntil.h>
 #include <zqdbus.h>
 #include <zqlog.h>
 
@@ -69,15 +67,6 @@ std::string End(pid_t aChild)
 
 // The daemon and the bus
 
-struct Outcomes : Observer::Default
-{
-    void ServiceDidConnect(Manager *, Service *) override { mCount++; }
-    void ServiceDidNotConnect(Manager *, Service *, zqError) override { mCount++; }
-    void ServiceError(Manager *, Service *aService, CFStringRef) override { mCount += aService == nullptr; }
-
-    std::atomic<long> mCount{ 0 };
-};
-
 /** Threads that make requests until they are told to end. */
 class Requests
 {
@@ -126,9 +115,9 @@ private:
 /** Disturb a daemon with requests in flight; after each ten times all must be true again. */
 void DisturbDaemon(const std::function<void(RandomConnMan &)> &aDisturb, const std::function<void()> &aCalm)
 {
-    RandomConnMan  lDaemon(sRandom());
-    RunningManager lManager;
-    Outcomes       lOutcomes;
+    RandomConnMan   lDaemon(sRandom());
+    RunningManager  lManager;
+    ConnectOutcomes lOutcomes;
 
     (void)lManager->RemoveObserver(&lManager.mRecorder);
     (void)lManager->AddObserver(&lOutcomes);
@@ -226,10 +215,8 @@ using Records = std::map<std::string, std::string>;
 /** A record whose every text says which write it is of. */
 Dictionary Record(const std::string &anIdentifier, const std::string &aText)
 {
-    return Dict({ { CFSTR("ProvisionIdentifier"), Str(anIdentifier) },
-                  { CFSTR("Type"), Str("wifi") },
-                  { CFSTR("Name"), Str(aText) },
-                  { CFSTR("Passphrase"), Str(aText) } });
+    return Dict(
+        { { "ProvisionIdentifier", anIdentifier }, { "Type", "wifi" }, { "Name", aText }, { "Passphrase", aText } });
 }
 
 /** The names by the identifiers; a record that is not whole is told as such. */

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <functional>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -30,15 +31,19 @@ public:
  *  Let an operation's first allocation fail, then its second, and so on until it succeeds.
  *
  *  @param[in]  theErrors  All that it may return until then.
+ *  @param[in]  aPrepare   Called before each, with all the memory that there is.
  *
  *  @returns  how often it failed.
  */
 template <typename Operation>
-int Starve(const std::vector<int> &theErrors, Operation anOperation)
+int Starve(
+    const std::vector<int> &theErrors, Operation anOperation, const std::function<void()> &aPrepare = [] {})
 {
     for (int lGranted = 0; lGranted < 20000; ++lGranted)
     {
         int lReturn = 0;
+
+        aPrepare();
         {
             const FailingAllocations lFailing(lGranted);
 

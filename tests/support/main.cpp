@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include <privatebus.h>
@@ -20,6 +22,10 @@ class Impatience final : public testing::EmptyTestEventListener
 
 int main(int anArgumentCount, char **anArguments)
 {
+    const char *const lLimit = std::getenv("ZQ_WAIT_LIMIT"); // in milliseconds
+
+    if (lLimit != nullptr)
+        zq::Mock::gWaitLimit = std::chrono::milliseconds(std::atoi(lLimit));
     testing::InitGoogleTest(&anArgumentCount, anArguments);
     testing::UnitTest::GetInstance()->listeners().Append(new Impatience);
     zq::Mock::UseNoSystemBus();

@@ -100,6 +100,26 @@ bool Recorder::WaitToFind(const std::string &theWords) const
     return WaitUntil([&] { return Find(theWords) >= 0; });
 }
 
+void Mirror::HandleEvent(zqEvent *anEvent)
+{
+    zqRefObjectArray<Service> lServices;
+
+    if (const auto *lOf = dynamic_cast<const Event::ServicesChanged *>(anEvent))
+        (void)lOf->GetServices(lServices);
+    for (int lIndex = 0; lIndex < lServices.GetNumElements(); ++lIndex)
+        if (anEvent->GetType() == Event::ServicesAdded::kType)
+            mServices.insert(lServices.GetElementPtr(lIndex));
+        else
+            mServices.erase(lServices.GetElementPtr(lIndex));
+
+    if (const auto *lState = dynamic_cast<const Event::StateChanged *>(anEvent))
+        mState = Text(lState->GetState());
+    if (const auto *lProperties = dynamic_cast<const Event::PropertiesChanged *>(anEvent))
+        mStateProperty = Text(CFDictionaryGetValue(lProperties->GetProperties(), kManagerPropertyState));
+    if (const auto *lChanged = dynamic_cast<const Event::ServiceChanged *>(anEvent))
+        mChange = Text(lChanged->GetProperties());
+}
+
 /** Sorted: in what order a dictionary has them is not the point. */
 std::string Recorder::Part(CFDictionaryRef aProperties) const
 {

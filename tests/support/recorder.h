@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -117,6 +118,15 @@ private:
     mutable std::mutex mLock;
     Lines              mLines;
     Inside             mInside;
+};
+
+/** What events alone make of the model. */
+struct Mirror : zqIEventHandler
+{
+    void HandleEvent(zqEvent *anEvent) override;
+
+    std::set<Object *> mServices;
+    std::string        mState, mStateProperty, mChange; // the last of each
 };
 
 } // namespace zq::Test

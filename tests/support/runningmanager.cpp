@@ -1,7 +1,5 @@
 #include "runningmanager.h"
 
-#include <fakeconnman.h>
-
 namespace zq::Test
 {
 

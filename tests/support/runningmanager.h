@@ -7,10 +7,15 @@
 #define ZQ_TEST_RUNNINGMANAGER_H
 
 #include <condition_variable>
+#include <memory>
 #include <thread>
 
+#include <fakeconnman.h>
+#include <gtest/gtest.h>
+#include <privatebus.h>
 #include <zqconnman.h>
 
+#include "logcapture.h"
 #include "recorder.h"
 
 namespace zq::Test
@@ -72,6 +77,28 @@ private:
     std::condition_variable mChanged;
     Phase                   mPhase = Phase::Starting;
     std::thread             mThread; // last: it uses all of the above
+};
+
+/** A fake ConnMan on the private bus, and a manager beside it. */
+class ManagerTest : public testing::Test
+{
+protected:
+    ManagerTest() { SystemBus(); }
+
+    void Start(zqConnMan::Decoding aDecoding = zqConnMan::kDecodingExact)
+    {
+        mManager = std::make_unique<RunningManager>(aDecoding);
+        ASSERT_NE(mManager->Get(), nullptr) << mManager->GetError();
+    }
+
+    Manager &GetManager() { return *mManager->Get(); }
+
+    const std::string kHome = FakeConnMan::ServicePath("home");
+    const std::string kWiFi = FakeConnMan::TechnologyPath("wifi");
+
+    LogCapture                      mLog;
+    FakeConnMan                     mConnMan;
+    std::unique_ptr<RunningManager> mManager;
 };
 
 } // namespace zq::Test

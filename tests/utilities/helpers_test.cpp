@@ -91,8 +91,7 @@ TEST(Utilities, AStoredNetworkIsFoundByTheBytesOfItsName)
 
     EXPECT_EQ(GetNonIdleServiceProvisionedWiFi(&lManager, lFound), -17);
     EXPECT_EQ(lFound.Get(), nullptr);
-    ASSERT_EQ(lManager.FindService(Str("/s/cafe").Get())->Refresh(Dict({ { kServicePropertyState, Str("ready") } })),
-              0);
+    ASSERT_EQ(lManager.FindService(Str("/s/cafe").Get())->Refresh(Dict({ { kServicePropertyState, "ready" } })), 0);
     zqLogSetHandler([](void *, const char *, int, const char *) {}, nullptr, 1);
     EXPECT_GT(Starve({ -2 }, [&] { return GetNonIdleServiceProvisionedWiFi(&lManager, lFound); }), 5);
     zqLogSetHandler(nullptr, nullptr, 3);

@@ -115,11 +115,9 @@ TEST_F(Routes, ANetworkIsTheAddressUnderItsMask)
 
 TEST_F(Routes, AServiceGetsTheTableOfItsTypeOrNothingIsRun)
 {
-    const auto Entry = [](CFStringRef aKey, const std::string &aText) { return std::pair{ aKey, Value(Str(aText)) }; };
-
-    const auto lAddress = Entry(kIPPropertyAddress, "10.0.0.5");
-    const auto lGateway = Entry(kIPPropertyGateway, "10.0.0.1");
-    const auto lNetmask = Entry(kIPPropertyNetmask, "255.255.255.0");
+    const Entry lAddress(kIPPropertyAddress, "10.0.0.5");
+    const Entry lGateway(kIPPropertyGateway, "10.0.0.1");
+    const Entry lNetmask(kIPPropertyNetmask, "255.255.255.0");
 
     const std::string lRule  = "[ip_rule_add][-r][101][-s][10.0.0.5][-u]\n";
     const std::string lWiFi  = lRule + "[ip_route_add][-r][101][-d][default][-g][10.0.0.1][-i][wlan0][-u]\n";
@@ -141,7 +139,7 @@ TEST_F(Routes, AServiceGetsTheTableOfItsTypeOrNothingIsRun)
         { "cellular", Dict({ lAddress, lGateway, lNetmask }), 0,
           "[ip_rule_add][-r][102][-s][10.0.0.5][-u]\n[ip_route_add][-r][102][-d][default][-i][ppp0][-u]\n" },
         { "ethernet", Dict({ lAddress, lGateway, lNetmask }), -5, "" },
-        { "wifi", Dict({ Entry(kIPPropertyAddress, { "10.0.0.5\0", 9 }), lGateway }), -5, "" },
+        { "wifi", Dict({ { kIPPropertyAddress, std::string("10.0.0.5\0", 9) }, lGateway }), -5, "" },
     };
 
     for (const auto &lCase : lCases)

@@ -33,11 +33,6 @@ Forms Both(zqError (Interface::*aSync)(P...), zqError (Interface::*anAsync)(cons
 
 #define FORMS(aCommand) &Interface::aCommand, &Interface::aCommand##_Async
 
-Value NumberOf(CFNumberType aType, std::int64_t aNumber)
-{
-    return CFUAdopt(CFNumberCreate(nullptr, aType, &aNumber));
-}
-
 constexpr unsigned char kBytes[16] = { 0xfd, 0x00, 0xff, 0xff, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16 };
 
 /** What the completion of an asynchronous form is told; -999 when it was not sent, with the result in @a aSent. */
@@ -58,9 +53,9 @@ TEST_F(WPANCtl, EveryCommandReachesTheDaemonWithItsArguments)
     const auto   kNoData  = CFUAdopt(CFDataCreate(nullptr, nullptr, 0));
     const auto   kNull    = Str({ "a\0b", 3 });
     const auto   kArray   = Strings({ "x" });
-    const auto   kMixed   = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
-    const auto   kMap     = Dict({ { CFSTR("k"), kMixed } });
-    const auto   kEndless = CFUAdopt(CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks));
+    const auto   kMixed   = MakeArray();
+    const auto   kMap     = Dict({ { "k", kMixed } });
+    const auto   kEndless = MakeArray();
 
     CFArrayAppendValue(kMixed.Get(), kArray.Get());
     CFArrayAppendValue(kMixed.Get(), kCFBooleanTrue);

@@ -38,8 +38,7 @@ std::vector<boost::signals2::scoped_connection> Record(T &aTarget, Lines &aLines
         {
             std::string lLine = aName;
             ((lLine += " " + Print(anArguments)), ...);
-            if (lLine != "PreventSleep end") // the fixture's own
-                aLines.push_back(lLine);
+            aLines.push_back(lLine);
         };
     };
 

@@ -6,14 +6,13 @@
 #ifndef ZQ_TEST_WPANCTLFIXTURE_H
 #define ZQ_TEST_WPANCTLFIXTURE_H
 
-#include <zqdbus.h>
 #include <zqwpanctl.h>
 
+#include <bus.h>
 #include <cfvalues.h>
 #include <fakemeshd.h>
 #include <logcapture.h>
 #include <privatebus.h>
-#include <waituntil.h>
 
 #include <gtest/gtest.h>
 
@@ -31,27 +30,10 @@ using Lines = std::vector<std::string>;
 class WPANCtl : public testing::Test
 {
 public:
-    static void Pump()
-    {
-        zqDBus *const lDBus    = zqDBus::GetGlobalDefaultInstance();
-        unsigned int  lCount   = 0;
-        bool          lChanged = false;
-
-        (void)lDBus->HandleEvents(nullptr);
-        PRPollDesc *const lDescriptors = lDBus->GetPollDescriptors(lCount, &lChanged);
-        if (PR_Poll(lDescriptors, static_cast<PRIntn>(lCount), PR_MillisecondsToInterval(20)) > 0)
-            (void)lDBus->HandleEvents(lDescriptors);
-    }
-
     template <typename Condition>
     static bool PumpUntil(const Condition &aCondition)
     {
-        return WaitUntil(
-            [&]
-            {
-                Pump();
-                return aCondition();
-            });
+        return zq::Test::PumpUntil(zqDBus::GetGlobalDefaultInstance(), aCondition);
     }
 
 protected:
@@ -83,12 +65,8 @@ protected:
     /** Dispatch all that the radio has sent. */
     void Settle()
     {
-        bool lSettled = false;
-
-        mMeshd.Signal(FakeMeshd::Path("end"), "PreventSleep");
-        const boost::signals2::scoped_connection lConnection = sInitialised->mPreventSleep.connect(
-            [&](const zqString &anInterface) { lSettled = lSettled || anInterface == zqString("end"); });
-        EXPECT_TRUE(PumpUntil([&] { return lSettled; }));
+        mMeshd.Flush();
+        EXPECT_TRUE(zq::Test::Settle(zqDBus::GetGlobalDefaultInstance()));
     }
 
     /** What a filter that comes after the controllers' own gets to see. */

@@ -1,7 +1,6 @@
 #include "tool.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 using ActionTest = ToolTest;
 
@@ -38,7 +37,10 @@ TEST_F(ActionTest, RequestsReachTheDaemonAsTheyWereMeant)
     {
         mConnMan.ClearCalls();
         RunRows({ { lCase.mWords } });
-        EXPECT_EQ(mConnMan.CountCalls(lCase.mMethod), 1U);
+        ASSERT_EQ(mConnMan.CountCalls(lCase.mMethod), 1U);
+        EXPECT_EQ(mConnMan.GetCalls(lCase.mMethod)[0].mPath.find(
+                      lCase.mWords[1] == "wifi" && lCase.mMethod != "OnlineCheck" ? kWiFi : kHome),
+                  0U);
         EXPECT_TRUE(lCase.mArguments.empty() || GetLastArguments(lCase.mMethod) == lCase.mArguments)
             << GetLastArguments(lCase.mMethod);
     }
@@ -162,5 +164,3 @@ TEST_F(ActionTest, ATerminalSeesThatALongActionGoesOn)
     EXPECT_TRUE(lTool.WaitForOutput("\r\x1b[Khome: connected")) << lTool.GetOutput();
     EXPECT_EQ(lTool.Wait(), 0);
 }
-
-} // namespace zq::Test

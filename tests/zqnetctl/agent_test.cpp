@@ -1,7 +1,6 @@
 #include "tool.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 constexpr const char *kPassphrase = "'Passphrase': <{'Type': <'psk'>, 'Requirement': <'mandatory'>}>";
 
@@ -122,5 +121,3 @@ TEST_F(AgentTest, WhatComesDuringAQuestionIsTakenUpAfterIt)
     EXPECT_EQ(GetAnswer(), "({'Passphrase': <'opensesame'>},)");
     EXPECT_FALSE(lTool.WaitForObject({ { "event", "ServiceError" }, { "service", kWired } }).is_null());
 }
-
-} // namespace zq::Test

@@ -3,8 +3,7 @@
 #include <csignal>
 #include <functional>
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 using MonitorTest = ToolTest;
 
@@ -107,22 +106,3 @@ TEST_F(MonitorTest, EndsWhenNobodyReadsAnyMore)
 
     EXPECT_EQ(system(("timeout 30 bash -c '" + lCommand + "'").c_str()), 0);
 }
-
-TEST_F(MonitorTest, AThousandEventsComeCompleteAndInOrder)
-{
-    constexpr int kCount = 1000;
-    Tool          lTool({ "--json", "monitor", "--count", std::to_string(kCount + 4) });
-
-    ASSERT_FALSE(lTool.WaitForObject({ { "event", "TechnologiesAdded" } }).is_null());
-    for (int lNumber = 0; lNumber < kCount; lNumber++)
-        mConnMan.SetServiceProperty(kHome, "Number", "int32 " + std::to_string(lNumber));
-
-    ASSERT_EQ(lTool.Wait(), 0) << lTool.GetErrors() << lTool.GetLines().size();
-    const auto lObjects = lTool.GetObjects();
-
-    ASSERT_EQ(lObjects.size(), kCount + 4U);
-    for (int lNumber = 0; lNumber < kCount; lNumber++)
-        ASSERT_EQ(lObjects[static_cast<std::size_t>(lNumber) + 4]["properties"]["Number"], lNumber);
-}
-
-} // namespace zq::Test

@@ -4,8 +4,7 @@
 
 #include <sandbox.h>
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 using PolicyTest = ToolTest;
 
@@ -61,5 +60,3 @@ TEST_F(PolicyTest, TheHostIsToldWithoutADaemon)
 
     RunRows({ { { "host", "nowhere0" }, 1, "", "zqnetctl: host nowhere0: failed (-1)\n", true } });
 }
-
-} // namespace zq::Test

@@ -3,8 +3,7 @@
 
 #include <sys/stat.h>
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 class ProvisionTest : public ToolTest
 {
@@ -127,5 +126,3 @@ TEST_F(ProvisionTest, AFileThatCannotBeWrittenIsAFailure)
                 "zqnetctl: provision create service_new: permission denied (-19)\n" },
               { { "services" }, 0, Row::kAnything } });
 }
-
-} // namespace zq::Test

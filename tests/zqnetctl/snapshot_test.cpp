@@ -1,7 +1,6 @@
 #include "tool.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 using SnapshotTest = ToolTest;
 
@@ -100,5 +99,3 @@ TEST_F(SnapshotTest, VerbosityDecidesWhatIsLogged)
               { { "-vv", "state" }, 0, Row::kAnything, "[2] " },
               { { "-v", "-vv", "state" }, 0, Row::kAnything, "[1] " } });
 }
-
-} // namespace zq::Test

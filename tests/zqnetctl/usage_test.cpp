@@ -1,7 +1,6 @@
 #include "tool.h"
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 // Wrong command lines are told before anything is asked of the bus: none is reachable here.
 class UsageTest : public testing::Test
@@ -45,5 +44,3 @@ TEST_F(UsageTest, WithoutABusEveryCommandExitsWith3)
         RunRows({ { { lCommand }, 3, "", std::string("zqnetctl: ") + lCommand + ": " } });
     RunRows({ { { "connect", "home" }, 3, "", "zqnetctl: connect: " } });
 }
-
-} // namespace zq::Test

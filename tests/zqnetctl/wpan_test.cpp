@@ -2,8 +2,7 @@
 
 #include <fakemeshd.h>
 
-namespace zq::Test
-{
+using namespace zq::Test;
 
 /** The fake radio daemon on the bus, beside the fake ConnMan. */
 class WPANTest : public ToolTest
@@ -110,5 +109,3 @@ TEST_F(WPANTest, TheRadiosSignalsAreMonitoredAndItsWakesBecomeEventsOfTheService
     EXPECT_FALSE(lRadioMonitor.WaitForObject({ { "event", "JammingStateChanged" }, { "jammed", true } }).is_null());
     EXPECT_EQ(lRadioMonitor.GetOutput().find("ServicesAdded"), std::string::npos);
 }
-
-} // namespace zq::Test
