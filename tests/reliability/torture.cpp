@@ -183,11 +183,12 @@ void Death()
     (void)lDaemon.Appear();
 
     RunningManager           lManager;
-    const auto               lService = lManager.FindService("home");
+    zqSharedPtr<Service>     lService;
     std::atomic<int>         lSucceeded{ 0 };
     std::vector<std::thread> lThreads;
 
-    if (lService == nullptr)
+    // A bus that is busy at the start is asked later.
+    if (!WaitUntil([&] { return (lService = lManager.FindService("home")) != nullptr; }))
         return Check(false, "no service");
     for (int lIndex = 0; lIndex < 4; lIndex++)
         lThreads.emplace_back([&] { lSucceeded += lManager->ServiceDisconnect(*lService) == 0; });
