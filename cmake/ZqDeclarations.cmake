@@ -13,7 +13,7 @@ list(JOIN HEADERS "" HEADERS)
 file(CONFIGURE OUTPUT declarations.cpp CONTENT "${HEADERS}")
 
 add_library(zq-declarations OBJECT ${CMAKE_CURRENT_BINARY_DIR}/declarations.cpp)
-target_link_libraries(zq-declarations PRIVATE zq-headers-public PkgConfig::GLIB)
+target_link_libraries(zq-declarations PRIVATE zq-headers-public zq-headers-shared PkgConfig::GLIB)
 target_compile_options(zq-declarations PRIVATE
   -O0 -g2 -fkeep-inline-functions -fno-eliminate-unused-debug-types -femit-class-debug-always)
 

@@ -94,7 +94,7 @@ void zqConnMan::RequestInputContext::Reset() noexcept
 /** The held request, with a reference for the caller; null when none is held. With a null path any matches. */
 DBusMessage *zqConnMan::CopyHeldInput(DBusConnection *&aConnection, const char *aPath, bool &aMatches)
 {
-    const Locker lLocker(mLock);
+    const ScopedLock lLock(mLock);
 
     if (!mInput.IsPending())
         return nullptr;
@@ -108,7 +108,7 @@ DBusMessage *zqConnMan::CopyHeldInput(DBusConnection *&aConnection, const char *
 /** False when this request is no longer the one that is held. */
 bool zqConnMan::ReleaseHeldInput(DBusMessage *aMessage)
 {
-    const Locker lLocker(mLock);
+    const ScopedLock lLock(mLock);
 
     if (!mInput.IsPending() || mInput.GetMessage() != aMessage)
         return false;
@@ -277,7 +277,7 @@ DBusHandlerResult zqConnMan::AgentRequestInput(DBusConnection *aConnection, DBus
     const auto lFields = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(lValues.Get(), 1));
 
     {
-        const Locker lLocker(mLock);
+        const ScopedLock lLock(mLock);
 
         mInput.Set(aConnection, aMessage, lPath);
     }
@@ -330,7 +330,7 @@ DBusHandlerResult zqConnMan::AgentCancel(DBusConnection *aConnection, DBusMessag
     ZQ_LOG(zqLogLevel_Detail, "connman: %s", "AgentCancel");
 
     {
-        const Locker lLocker(mLock);
+        const ScopedLock lLock(mLock);
 
         mInput.Reset(); // the daemon has withdrawn it: a reply would be ignored
     }

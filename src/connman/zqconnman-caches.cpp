@@ -42,17 +42,6 @@ const zqConnMan::ObjectKind zqConnMan::ObjectKind::kTechnologies = {
 namespace
 {
 
-CFMutableDictionaryRef MakeDictionary()
-{
-    return CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                     &kCFTypeDictionaryValueCallBacks);
-}
-
-CFUSharedRef<CFMutableArrayRef> MakeArray()
-{
-    return CFUAdopt(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-}
-
 /** A cache's own dictionaries are mutable: they were decoded for it, and nobody else has them. */
 CFMutableDictionaryRef FindCached(CFMutableDictionaryRef aCache, const void *aPath)
 {
@@ -123,7 +112,7 @@ zqError zqConnMan::UpdateProperties()
         return lReturn;
 
     if (mProperties == nullptr)
-        mProperties = MakeDictionary();
+        mProperties = MakeDictionary().Leak();
     ZQ_REQUIRE(mProperties != NULL, zqError_NoResources);
 
     return UpdateProperties(lProperties);
@@ -214,7 +203,7 @@ zqError zqConnMan::UpdateObjects(const ObjectKind &aKind, CFDictionaryRef aCurre
 
     ZQ_REQUIRE(lAdded != NULL && lUpdated != NULL && lRemoved != NULL, zqError_NoResources);
     if (lCache == nullptr)
-        lCache = MakeDictionary();
+        lCache = MakeDictionary().Leak();
     ZQ_REQUIRE(lCache != NULL, zqError_NoResources);
 
     ForEachEntry(lCache,

@@ -270,7 +270,7 @@ zqError zqConnMan::MapError(const char *aLabel, DBusError *anError)
 
 void zqConnMan::AddPendingCall(zq::ConnMan::PendingCall *aPending) noexcept
 {
-    const zq::ConnMan::Locker lLocker(mLock);
+    const zq::ConnMan::ScopedLock lLock(mLock);
 
     aPending->mNext = mPendingCalls;
     if (mPendingCalls != nullptr)
@@ -280,7 +280,7 @@ void zqConnMan::AddPendingCall(zq::ConnMan::PendingCall *aPending) noexcept
 
 void zqConnMan::RemovePendingCall(zq::ConnMan::PendingCall *aPending) noexcept
 {
-    const zq::ConnMan::Locker lLocker(mLock);
+    const zq::ConnMan::ScopedLock lLock(mLock);
 
     (aPending->mPrevious != nullptr ? aPending->mPrevious->mNext : mPendingCalls) = aPending->mNext;
     if (aPending->mNext != nullptr)
@@ -294,7 +294,7 @@ void zqConnMan::CancelPendingCalls()
         zq::ConnMan::PendingCall *lPending = nullptr;
 
         {
-            const zq::ConnMan::Locker lLocker(mLock);
+            const zq::ConnMan::ScopedLock lLock(mLock);
 
             lPending = mPendingCalls;
         }

@@ -90,8 +90,7 @@ zqError DecodeExactly(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CF
 /** Each form is entries: properties by their names, or objects by their paths. */
 zqError DecodeTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFDictionaryRef> &aResult)
 {
-    const auto    lEntries = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                                &kCFTypeDictionaryValueCallBacks));
+    const auto    lEntries = zq::ConnMan::MakeDictionary();
     const zqError lReturn =
         lEntries != nullptr ? zqDBus::AddEntries(anIterator, kTolerant, lEntries.Get()) : zqError_NoResources;
 
@@ -103,7 +102,7 @@ zqError DecodeTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFDictionaryR
 /** The elements from the iterator on. */
 zqError DecodeTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFArrayRef> &aResult)
 {
-    const auto    lElements = CFUAdopt(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    const auto    lElements = zq::ConnMan::MakeArray();
     const zqError lReturn =
         lElements != nullptr ? zqDBus::AddElements(anIterator, kTolerant, lElements.Get()) : zqError_NoResources;
 

@@ -175,7 +175,7 @@ zqError zqConnMan::TechnologyScan(const char *aPath)
     bool lWasScanning = false;
 
     {
-        const Locker lLocker(mLock);
+        const ScopedLock lLock(mLock);
 
         lWasScanning = mScanning;
         mScanning    = true;
@@ -199,7 +199,7 @@ zqError zqConnMan::TechnologyScan(const char *aPath)
 
 void zqConnMan::SetScanning(bool aScanning)
 {
-    const Locker lLocker(mLock);
+    const ScopedLock lLock(mLock);
 
     mScanning = aScanning;
 }

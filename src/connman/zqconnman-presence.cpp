@@ -183,7 +183,7 @@ zqError zqConnMan::ConnManUnavailable()
     {
         mAgentRegistered = false;
         {
-            const Locker lLocker(mLock);
+            const ScopedLock lLock(mLock);
 
             mInput.Reset(); // nobody waits for its answer any more
         }

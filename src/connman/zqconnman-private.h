@@ -8,6 +8,9 @@
 
 #include <zqconnman.h>
 #include <zqlog.h>
+#include <zqshared-containers.h>
+#include <zqshared-lock.h>
+#include <zqshared-message.h>
 
 #define ZQ_LOG_COMPONENT "connman"
 #define ZQ_LOG_FILE "zqconnman"
@@ -26,46 +29,10 @@ constexpr const char *kTechnologyInterface = "net.connman.Technology";
 constexpr const char *kAgentInterface      = "net.connman.Agent";
 constexpr const char *kAgentPath           = "/com/corvanix/client";
 
-/** Holds the client's lock, which is null before Init: nobody else has the client then. */
-class Locker
-{
-public:
-    explicit Locker(PRLock *aLock) noexcept : mLock(aLock)
-    {
-        if (mLock != nullptr)
-            PR_Lock(mLock);
-    }
-    ~Locker()
-    {
-        if (mLock != nullptr)
-            PR_Unlock(mLock);
-    }
-    Locker(const Locker &)            = delete;
-    Locker &operator=(const Locker &) = delete;
-
-private:
-    PRLock *mLock;
-};
-
-/** Holds one reference to a message, or null. */
-class MessageRef
-{
-public:
-    explicit MessageRef(DBusMessage *aMessage = nullptr) noexcept : mMessage(aMessage) {}
-    ~MessageRef()
-    {
-        if (mMessage != nullptr)
-            dbus_message_unref(mMessage);
-    }
-    MessageRef(const MessageRef &)            = delete;
-    MessageRef &operator=(const MessageRef &) = delete;
-
-    DBusMessage  *Get() const noexcept { return mMessage; }
-    DBusMessage **Out() noexcept { return &mMessage; }
-
-private:
-    DBusMessage *mMessage;
-};
+using Shared::MakeArray;
+using Shared::MakeDictionary;
+using Shared::MessageRef;
+using Shared::ScopedLock;
 
 inline bool IsTolerant() noexcept
 {

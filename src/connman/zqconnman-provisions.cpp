@@ -61,8 +61,7 @@ zqError AddEach(CFDictionaryRef aRecords, F aPut)
 /** A record with its identifier among its properties, and before them; null when memory is exhausted. */
 CFUSharedRef<CFDictionaryRef> MakeIdentified(const void *aName, CFDictionaryRef aRecord)
 {
-    auto lRecord = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                      &kCFTypeDictionaryValueCallBacks));
+    auto lRecord = MakeDictionary();
 
     if (lRecord != nullptr)
     {
@@ -83,8 +82,7 @@ unsigned long GetCount(CFDictionaryRef aProvisions)
 
 zqError zqConnMan::GetProvisions(CFDictionaryRef &aProvisions)
 {
-    auto lProvisions = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                          &kCFTypeDictionaryValueCallBacks));
+    auto lProvisions = MakeDictionary();
 
     aProvisions = nullptr;
     ZQ_REQUIRE(lProvisions != NULL, zqError_NoResources);

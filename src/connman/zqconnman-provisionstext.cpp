@@ -69,12 +69,6 @@ CFUSharedRef<CFTypeRef> MakeValue(const char *aKey, const char *aText)
     return CFUAdopt<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &lNumber));
 }
 
-CFUSharedRef<CFMutableDictionaryRef> NewDictionary()
-{
-    return CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks));
-}
-
 // Reading
 
 zqError MapError(int anError) noexcept
@@ -143,7 +137,7 @@ zqError ParsedProvisions::Parse(const std::string &aText)
         g_clear_error(&lError);
     }
 
-    const auto          lRecords = NewDictionary();
+    const auto          lRecords = MakeDictionary();
     const Held<gchar *> lGroups(g_key_file_get_groups(mFile.get(), nullptr));
     zqError             lReturn = zqError_None;
 
@@ -159,7 +153,7 @@ zqError ParsedProvisions::Parse(const std::string &aText)
 
 zqError ParsedProvisions::ReadRecord(const char *aGroup, CFMutableDictionaryRef aRecords)
 {
-    const auto lProperties = NewDictionary();
+    const auto lProperties = MakeDictionary();
 
     ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
 

@@ -156,8 +156,7 @@ zqError PushContainer(zqDBusCFContext &aContext, UInt32 aKind, CFTypeRef aContai
 
 zqError PushDictionary(zqDBusCFContext &aContext)
 {
-    const auto lDictionary = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                                &kCFTypeDictionaryValueCallBacks));
+    const auto lDictionary   = zq::ConnMan::MakeDictionary();
     const auto dictionaryRef = lDictionary.Get();
 
     if (!ZQ_CHECK(dictionaryRef != NULL))
@@ -170,7 +169,7 @@ zqError PushDictionary(zqDBusCFContext &aContext)
 
 zqError zqDBusCFPushArray(zqDBusCFContext &aContext)
 {
-    const auto lArray   = CFUAdopt(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    const auto lArray   = zq::ConnMan::MakeArray();
     const auto arrayRef = lArray.Get();
 
     if (!ZQ_CHECK(arrayRef != NULL))
