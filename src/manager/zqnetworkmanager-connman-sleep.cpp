@@ -6,6 +6,7 @@
 #include "zqnetworkmanager-connman.h"
 
 #include <zqlog.h>
+#include <zqwpanctl-signals.h>
 
 #include <new>
 

@@ -7,12 +7,11 @@
 #ifndef ZQWPANCTL_CALLS_H
 #define ZQWPANCTL_CALLS_H
 
-#include <zqwpanctl.h>
+#include <zqwpanctl-signals.h>
 
 #include <zqdbus.h>
 
 #include <initializer_list>
-#include <memory>
 
 namespace zq::WPAN
 {

@@ -24,6 +24,9 @@ namespace
 
 constexpr std::size_t kMaximumNameLength = 63;
 
+using OfController = zqWPANCtl::Signals;
+using OfInterface  = zqWPANCtl::Interface::Signals;
+
 /** One signal about one interface, on its way to everybody who is to be told. */
 class Announcement
 {
@@ -37,7 +40,7 @@ public:
 
     /** Raise a signal of every controller, then the same of the interface. */
     template <typename ControllerSignal, typename InterfaceSignal, typename... Arguments>
-    void Raise(ControllerSignal zqWPANCtl::*aControllerSignal, InterfaceSignal zqWPANCtl::Interface::*anInterfaceSignal,
+    void Raise(ControllerSignal OfController::*aControllerSignal, InterfaceSignal OfInterface::*anInterfaceSignal,
                const Arguments &...anArguments)
     {
         Registry                    &lRegistry = Registry::Get();
@@ -48,19 +51,18 @@ public:
             if (lController == nullptr)
                 continue;
 
-            // A slot made of the signal holds it while it is raised: the
-            // controller may be destroyed by one of its own slots.
-            const typename ControllerSignal::slot_type lSignal(lController->*aControllerSignal);
+            // The controller may be destroyed by one of its own slots.
+            const auto lSignals = lController->mSignals;
 
             lLock.unlock();
-            Guard([&] { lSignal(mInterface, anArguments...); });
+            Guard([&] { ((*lSignals).*aControllerSignal)(mInterface, anArguments...); });
             lLock.lock();
         }
         lLock.unlock();
 
         zqWPANCtl::Interface *const lInterface = lRegistry.FindInterface(mInterface);
         if (lInterface != nullptr)
-            Guard([&] { (lInterface->*anInterfaceSignal)(anArguments...); });
+            Guard([&] { ((*lInterface->mSignals).*anInterfaceSignal)(anArguments...); });
     }
 
 private:
@@ -70,10 +72,6 @@ private:
     try
     {
         aFunction();
-    }
-    catch (const boost::signals2::expired_slot &)
-    {
-        // The controller was destroyed on another thread: nobody is left to tell.
     }
     catch (...)
     {
@@ -99,19 +97,19 @@ bool HandleNetWake(Announcement &anAnnouncement, DBusMessage *aMessage)
 
     ZQ_LOG(zqLogLevel_Information, "wpanctl: Got net wake event for interface %s, %dms remaining, data:0x%02X\n",
            anAnnouncement.GetInterface().GetAsUTFArray(), lRemaining, lData);
-    anAnnouncement.Raise(&zqWPANCtl::mNetWake, &zqWPANCtl::Interface::mNetWake, int(lData), int(lRemaining));
+    anAnnouncement.Raise(&OfController::mNetWake, &OfInterface::mNetWake, int(lData), int(lRemaining));
     return true;
 }
 
 bool HandlePreventSleep(Announcement &anAnnouncement, DBusMessage *)
 {
-    anAnnouncement.Raise(&zqWPANCtl::mPreventSleep, &zqWPANCtl::Interface::mPreventSleep);
+    anAnnouncement.Raise(&OfController::mPreventSleep, &OfInterface::mPreventSleep);
     return true;
 }
 
 bool HandleAllowSleep(Announcement &anAnnouncement, DBusMessage *)
 {
-    anAnnouncement.Raise(&zqWPANCtl::mAllowSleep, &zqWPANCtl::Interface::mAllowSleep);
+    anAnnouncement.Raise(&OfController::mAllowSleep, &OfInterface::mAllowSleep);
     return true;
 }
 
@@ -126,7 +124,7 @@ bool HandleAssociationStateChanged(Announcement &anAnnouncement, DBusMessage *aM
     if (!lState)
         return false;
 
-    anAnnouncement.Raise(&zqWPANCtl::mAssociationState, &zqWPANCtl::Interface::mAssociationState, lState.Get());
+    anAnnouncement.Raise(&OfController::mAssociationState, &OfInterface::mAssociationState, lState.Get());
     return true;
 }
 
@@ -138,7 +136,7 @@ bool HandleJammingState(Announcement &anAnnouncement, const CFUSharedRef<CFTypeR
     const bool lJammed = CFBooleanGetValue(static_cast<CFBooleanRef>(aValue.Get())) != 0;
 
     ZQ_LOG(zqLogLevel_Information, "wpanctl: meshd reporting jamming state: %s", lJammed ? "true" : "false");
-    anAnnouncement.Raise(&zqWPANCtl::mJammingState, &zqWPANCtl::Interface::mJammingState, lJammed);
+    anAnnouncement.Raise(&OfController::mJammingState, &OfInterface::mJammingState, lJammed);
     return true;
 }
 
@@ -157,7 +155,7 @@ bool HandlePropertyChanged(Announcement &anAnnouncement, DBusMessage *aMessage)
         return false;
 
     ZQ_LOG(zqLogLevel_Detail, "wpanctl: meshd signal property changed: %s", lKey);
-    anAnnouncement.Raise(&zqWPANCtl::mPropertyChanged, &zqWPANCtl::Interface::mPropertyChanged, zqString(lKey), lValue);
+    anAnnouncement.Raise(&OfController::mPropertyChanged, &OfInterface::mPropertyChanged, zqString(lKey), lValue);
 
     // Every other change is left for the other filters of the process to see.
     return std::strcmp(lKey, kPropertyJamStatus) == 0 && HandleJammingState(anAnnouncement, lValue);

@@ -3,16 +3,14 @@
  *    One radio interface of the WPAN daemon.
  */
 
-#include <zqwpanctl.h>
+#include "zqwpanctl-private.h"
 
 #include <zqlog.h>
-
-#include <prlock.h>
 
 #define ZQ_LOG_COMPONENT "wpanctl"
 #define ZQ_LOG_FILE "zqwpanctl"
 
-zqWPANCtl::Interface::Interface() = default;
+zqWPANCtl::Interface::Interface() : mSignals(std::make_shared<Signals>()) {}
 
 zqWPANCtl::Interface::~Interface()
 {
@@ -38,8 +36,7 @@ zqError zqWPANCtl::Interface::Init(const zqString &aPath, zqWPANCtl *aController
     if (!ZQ_CHECK_TEXT(lSettings != nullptr, "settings_dict != __null"))
         return zqError_NoResources;
 
-    PR_Lock(mSettingsLock);
+    const zq::WPAN::ScopedLock lLock(mSettingsLock);
     mSettings = std::move(lSettings);
-    PR_Unlock(mSettingsLock);
     return zqError_None;
 }

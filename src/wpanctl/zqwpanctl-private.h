@@ -6,7 +6,7 @@
 #ifndef ZQWPANCTL_PRIVATE_H
 #define ZQWPANCTL_PRIVATE_H
 
-#include <zqwpanctl.h>
+#include <zqwpanctl-signals.h>
 
 #include <zqrefcount.h>
 

@@ -83,6 +83,8 @@ const char *const kLevelNames[] = { "Emergency", "Alert",  "Critical",      "Err
                                     "Warning",   "Notice", "Informational", "Debug" };
 constexpr int     kLevelCount   = sizeof(kLevelNames) / sizeof(kLevelNames[0]);
 
+static_assert(kLevelCount == static_cast<int>(zqWPANCtl::OpenThreadLogLevel::Debug) + 1, "a name for each level");
+
 const char *ModeName(zqWPANCtl::ThreadDeviceMode aMode) noexcept
 {
     switch (aMode)

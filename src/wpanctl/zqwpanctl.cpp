@@ -3,8 +3,6 @@
  *    The WPAN controller and the registries of the process.
  */
 
-#include <zqwpanctl.h>
-
 #include "zqwpanctl-private.h"
 
 #include <zqdbus.h>
@@ -136,7 +134,7 @@ Dispatching::~Dispatching()
     --lRegistry.mDispatching;
 }
 
-zqWPANCtl::zqWPANCtl()
+zqWPANCtl::zqWPANCtl() : mSignals(std::make_shared<Signals>())
 {
     Registry::Get().Append(this);
 }
@@ -145,13 +143,13 @@ zqWPANCtl::~zqWPANCtl()
 {
     Registry::Get().Remove(this);
 
-    // A dispatch under way keeps the signal that it raises, but not its slots.
-    mNetWake.disconnect_all_slots();
-    mAllowSleep.disconnect_all_slots();
-    mPreventSleep.disconnect_all_slots();
-    mAssociationState.disconnect_all_slots();
-    mJammingState.disconnect_all_slots();
-    mPropertyChanged.disconnect_all_slots();
+    // A dispatch under way keeps the signals, but not their slots.
+    mSignals->mNetWake.disconnect_all_slots();
+    mSignals->mAllowSleep.disconnect_all_slots();
+    mSignals->mPreventSleep.disconnect_all_slots();
+    mSignals->mAssociationState.disconnect_all_slots();
+    mSignals->mJammingState.disconnect_all_slots();
+    mSignals->mPropertyChanged.disconnect_all_slots();
 }
 
 zqError zqWPANCtl::Init() noexcept

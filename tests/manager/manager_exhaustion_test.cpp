@@ -5,7 +5,7 @@
 
 #include <zqlog.h>
 #include <zqnetworkmanager.h>
-#include <zqwpanctl.h>
+#include <zqwpanctl-signals.h>
 
 #include <bus.h>
 #include <failingallocations.h>

@@ -6,7 +6,7 @@
 #ifndef ZQ_TEST_WPANCTLFIXTURE_H
 #define ZQ_TEST_WPANCTLFIXTURE_H
 
-#include <zqwpanctl.h>
+#include <zqwpanctl-signals.h>
 
 #include <bus.h>
 #include <cfvalues.h>

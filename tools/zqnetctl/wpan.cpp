@@ -5,7 +5,7 @@
 #include "output.h"
 #include "prompt.h"
 
-#include <zqwpanctl.h>
+#include <zqwpanctl-signals.h>
 
 #include <array>
 #include <cerrno>
@@ -354,23 +354,23 @@ ExitStatus RunWPANMonitor(Session &aSession)
         aSession.GetInbox().Post(std::move(lEvent));
     };
 
-    lController.mNetWake.connect(
+    lController.mSignals->mNetWake.connect(
         [lPost](const zqString &anInterface, int aReason, int aRemaining) {
             lPost("NetWake", anInterface, { { "reason", aReason }, { "remaining", aRemaining } });
         });
-    lController.mAllowSleep.connect([lPost](const zqString &anInterface)
-                                    { lPost("AllowSleep", anInterface, Json::object()); });
-    lController.mPreventSleep.connect([lPost](const zqString &anInterface)
-                                      { lPost("PreventSleep", anInterface, Json::object()); });
-    lController.mAssociationState.connect(
+    lController.mSignals->mAllowSleep.connect([lPost](const zqString &anInterface)
+                                              { lPost("AllowSleep", anInterface, Json::object()); });
+    lController.mSignals->mPreventSleep.connect([lPost](const zqString &anInterface)
+                                                { lPost("PreventSleep", anInterface, Json::object()); });
+    lController.mSignals->mAssociationState.connect(
         [lPost](const zqString &anInterface, CFStringRef aState) {
             lPost("AssociationStateChanged", anInterface, { { "state", FromCF(aState) } });
         });
-    lController.mJammingState.connect(
+    lController.mSignals->mJammingState.connect(
         [lPost](const zqString &anInterface, bool aJammed) {
             lPost("JammingStateChanged", anInterface, { { "jammed", aJammed } });
         });
-    lController.mPropertyChanged.connect(
+    lController.mSignals->mPropertyChanged.connect(
         [lPost](const zqString &anInterface, const zqString &aKey, CFUSharedRef<const void *> aValue)
         {
             const std::string lKey = aKey.GetAsUTFArray();
