@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    Arrays: values in one block, the first few behind the head.
+ */
+
 #include "cfcallbacks.h"
 
 #include <algorithm>
@@ -26,19 +31,9 @@ struct __CFArray : cf::Base
 namespace
 {
 
-constexpr CFIndex kInlineRoom = 4;
-
-/** A capacity is a hint, and no more than this is reserved for one. */
-constexpr CFIndex kLargestReserve = 1024;
-
 CFArrayRef ToArray(CFTypeRef aValue) noexcept
 {
     return static_cast<CFArrayRef>(CheckedType(aValue, kTypeArray));
-}
-
-CFMutableArrayRef ToMutable(CFMutableArrayRef anArray) noexcept
-{
-    return ToArray(anArray) != nullptr && anArray->Is(kFlagMutable) ? anArray : nullptr;
 }
 
 CFIndex Reserve(CFIndex aCapacity) noexcept
@@ -235,13 +230,13 @@ void CFArrayApplyFunction(CFArrayRef anArray, CFRange aRange, CFArrayApplierFunc
 
 void CFArrayAppendValue(CFMutableArrayRef anArray, const void *aValue)
 {
-    if (ToMutable(anArray) != nullptr && MakeRoom(anArray, 1))
+    if (ToMutable(anArray, kTypeArray) != nullptr && MakeRoom(anArray, 1))
         (void)AppendKept(anArray, &aValue, 1);
 }
 
 void CFArrayAppendArray(CFMutableArrayRef anArray, CFArrayRef aSource, CFRange aRange)
 {
-    if (ToMutable(anArray) == nullptr || ToArray(aSource) == nullptr)
+    if (ToMutable(anArray, kTypeArray) == nullptr || ToArray(aSource) == nullptr)
         return;
 
     const Span lSpan(aSource, aRange);
@@ -251,7 +246,7 @@ void CFArrayAppendArray(CFMutableArrayRef anArray, CFArrayRef aSource, CFRange a
 
 void CFArraySetValueAtIndex(CFMutableArrayRef anArray, CFIndex anIndex, const void *aValue)
 {
-    if (ToMutable(anArray) == nullptr || anIndex < 0 || anIndex > anArray->mCount)
+    if (ToMutable(anArray, kTypeArray) == nullptr || anIndex < 0 || anIndex > anArray->mCount)
         return;
     if (anIndex == anArray->mCount)
     {
@@ -266,7 +261,7 @@ void CFArraySetValueAtIndex(CFMutableArrayRef anArray, CFIndex anIndex, const vo
 
 void CFArrayRemoveValueAtIndex(CFMutableArrayRef anArray, CFIndex anIndex)
 {
-    if (ToMutable(anArray) == nullptr || anIndex < 0 || anIndex >= anArray->mCount)
+    if (ToMutable(anArray, kTypeArray) == nullptr || anIndex < 0 || anIndex >= anArray->mCount)
         return;
 
     const void *const lOld = anArray->mValues[anIndex];
@@ -277,6 +272,6 @@ void CFArrayRemoveValueAtIndex(CFMutableArrayRef anArray, CFIndex anIndex)
 
 void CFArrayRemoveAllValues(CFMutableArrayRef anArray)
 {
-    if (ToMutable(anArray) != nullptr)
+    if (ToMutable(anArray, kTypeArray) != nullptr)
         CutTo(anArray, 0);
 }

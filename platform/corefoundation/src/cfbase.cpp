@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    What works on every value, by the type in its head.
+ */
+
 #include "cfruntime.h"
 
 #include <algorithm>

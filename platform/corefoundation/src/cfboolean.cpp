@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The two booleans.
+ */
+
 #include "cfruntime.h"
 
 using namespace cf;

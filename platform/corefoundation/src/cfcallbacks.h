@@ -23,6 +23,19 @@ inline void ReleaseValue(CFAllocatorRef, const void *aValue) noexcept
     Release(aValue);
 }
 
+/** What a new container has room for, without a block of its own. */
+constexpr CFIndex kInlineRoom = 4;
+
+/** A capacity is a hint, and no more than this is reserved for one. */
+constexpr CFIndex kLargestReserve = 1024;
+
+/** The container when it is of this type and may be changed, else null. */
+template <typename Container>
+Container ToMutable(Container aContainer, Type aType) noexcept
+{
+    return CheckedType(aContainer, aType) != nullptr && aContainer->Is(kFlagMutable) ? aContainer : nullptr;
+}
+
 /**
  *  The callbacks of a container, of any of the three kinds of structure.
  *

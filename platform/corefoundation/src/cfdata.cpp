@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    Data: bytes behind the head.
+ */
+
 #include "cfruntime.h"
 
 #include <cstring>

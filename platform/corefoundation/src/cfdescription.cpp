@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    Values in words, for logs and tests.
+ */
+
 #include "cfruntime.h"
 
 #include <charconv>

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    Dictionaries: a hash table that keeps the order of its keys.
+ */
+
 #include "cftable.h"
 
 #include <algorithm>
@@ -36,20 +41,9 @@ struct __CFDictionary : cf::Base
 namespace
 {
 
-/** What a new dictionary has room for, without a block of its own. */
-constexpr CFIndex kInlineRoom = 4;
-
-/** A capacity is a hint, and no more than this is reserved for one. */
-constexpr CFIndex kLargestReserve = 1024;
-
 CFDictionaryRef ToDictionary(CFTypeRef aValue) noexcept
 {
     return static_cast<CFDictionaryRef>(CheckedType(aValue, kTypeDictionary));
-}
-
-CFMutableDictionaryRef ToMutable(CFMutableDictionaryRef aDictionary) noexcept
-{
-    return ToDictionary(aDictionary) != nullptr && aDictionary->Is(kFlagMutable) ? aDictionary : nullptr;
 }
 
 const Entry *Find(CFDictionaryRef aDictionary, const void *aKey) noexcept
@@ -207,24 +201,24 @@ void CFDictionaryApplyFunction(CFDictionaryRef aDictionary, CFDictionaryApplierF
 
 void CFDictionaryAddValue(CFMutableDictionaryRef aDictionary, const void *aKey, const void *aValue)
 {
-    if (ToMutable(aDictionary) != nullptr)
+    if (ToMutable(aDictionary, kTypeDictionary) != nullptr)
         (void)aDictionary->mTable.Set(aKey, aValue, false);
 }
 
 void CFDictionarySetValue(CFMutableDictionaryRef aDictionary, const void *aKey, const void *aValue)
 {
-    if (ToMutable(aDictionary) != nullptr)
+    if (ToMutable(aDictionary, kTypeDictionary) != nullptr)
         (void)aDictionary->mTable.Set(aKey, aValue, true);
 }
 
 void CFDictionaryRemoveValue(CFMutableDictionaryRef aDictionary, const void *aKey)
 {
-    if (ToMutable(aDictionary) != nullptr)
+    if (ToMutable(aDictionary, kTypeDictionary) != nullptr)
         aDictionary->mTable.Remove(aKey);
 }
 
 void CFDictionaryRemoveAllValues(CFMutableDictionaryRef aDictionary)
 {
-    if (ToMutable(aDictionary) != nullptr)
+    if (ToMutable(aDictionary, kTypeDictionary) != nullptr)
         aDictionary->mTable.RemoveAll();
 }

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    Numbers: small ones are shared.
+ */
+
 #include "cfruntime.h"
 
 #include <array>

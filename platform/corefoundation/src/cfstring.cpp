@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    Strings: UTF-8 behind the head, and the constants of the process.
+ */
+
 #include "cfruntime.h"
 
 #include <algorithm>
