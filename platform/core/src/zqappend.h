@@ -42,6 +42,18 @@ zqError zqAppend(std::vector<T> &aVector, U &&anElement) noexcept
     }
 }
 
+/** Append every element of a vector, which may be the same one. @retval 0, or -2 with the vector unchanged. */
+template <typename T>
+zqError zqAppendAll(std::vector<T> &aVector, const std::vector<T> &aOther) noexcept
+{
+    const std::size_t lCount  = aOther.size();
+    const zqError     lReturn = zqReserveMore(aVector, lCount);
+
+    for (std::size_t lIndex = 0; lReturn == zqError_None && lIndex < lCount; ++lIndex)
+        aVector.push_back(aOther[lIndex]);
+    return lReturn;
+}
+
 /** Whether a signed index names an element. */
 template <typename T>
 bool zqIsIndexOf(const std::vector<T> &aVector, int anIndex) noexcept

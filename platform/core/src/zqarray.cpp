@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The arrays of bare pointers and of counted references.
+ */
+
 #include "zqappend.h"
 
 #include <zqrefcount.h>
@@ -142,14 +147,11 @@ void zqRefCountArray::Clear() noexcept
 
 zqError zqRefCountArray::Copy(const zqRefCountArray &aOther) noexcept
 {
-    const std::size_t lCount  = aOther.mElements.size();
-    const zqError     lReturn = zqReserveMore(mElements, lCount);
+    const std::size_t lOld    = mElements.size();
+    const zqError     lReturn = zqAppendAll(mElements, aOther.mElements);
 
-    if (lReturn != zqError_None)
-        return lReturn;
-
-    // By index and with the first count: the other array may be this one.
-    for (std::size_t lIndex = 0; lIndex < lCount; ++lIndex)
-        (void)Append(Counted(aOther.mElements[lIndex]));
-    return zqError_None;
+    for (std::size_t lIndex = lOld; lIndex < mElements.size(); ++lIndex)
+        if (mElements[lIndex] != nullptr)
+            Counted(mElements[lIndex])->Retain();
+    return lReturn;
 }

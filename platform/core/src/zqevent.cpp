@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The base of every event, and of what receives one.
+ */
+
 #include <zqevent.h>
 
 zqEvent::~zqEvent() = default;

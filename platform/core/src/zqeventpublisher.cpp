@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The list of subscribers.
+ */
+
 #include "zqappend.h"
 #include "zqlock.h"
 

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The queue that wakes a poll loop.
+ */
+
 #include "zqlock.h"
 
 #include <zqevent.h>

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The clients of the watchdog, which are only counted here.
+ */
+
 #include <zqevent.h>
 
 #include <mutex>

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    Reference counts and the pointer that holds one.
+ */
+
 #include <zqrefcount.h>
 
 #include <utility>

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    One text.
+ */
+
 #include <zqstring.h>
 
 #include <cstring>

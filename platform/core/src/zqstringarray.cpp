@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    An array of texts.
+ */
+
 #include "zqappend.h"
 
 #include <zqstring.h>
@@ -50,16 +55,7 @@ zqError zqStringArray::Append(const zqString &aText) noexcept
 
 zqError zqStringArray::Copy(const zqStringArray &aOther) noexcept
 {
-    const std::size_t lCount  = aOther.mElements.size();
-    const zqError     lReturn = zqReserveMore(mElements, lCount);
-
-    if (lReturn != zqError_None)
-        return lReturn;
-
-    // By index and with the first count: the other array may be this one.
-    for (std::size_t lIndex = 0; lIndex < lCount; ++lIndex)
-        (void)Append(aOther.mElements[lIndex]);
-    return zqError_None;
+    return zqAppendAll(mElements, aOther.mElements);
 }
 
 void zqStringArray::RemoveAt(int anIndex) noexcept
