@@ -4,12 +4,30 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 using zq::Test::FailingAllocations;
 
 namespace
 {
+
+TEST(zqError, EveryCodeHasANameAndWordsOfItsOwn)
+{
+    std::set<std::string> lSeen;
+    int                   lCodes = 0;
+
+#define ZQ_ERROR(aName, aCode, aText)                                                                                  \
+    ++lCodes;                                                                                                          \
+    lSeen.insert({ zqErrorName(aCode), zqErrorText(aCode) });
+    ZQ_ERRORS(ZQ_ERROR)
+#undef ZQ_ERROR
+    EXPECT_EQ(lSeen.size(), 2U * static_cast<unsigned>(lCodes));
+    EXPECT_STREQ(zqErrorName(-17), "zqError_NotFound");
+    EXPECT_STREQ(zqErrorText(-17), "not found");
+    EXPECT_STREQ(zqErrorName(-6), "unknown");
+    EXPECT_STREQ(zqErrorText(-6), "unknown error");
+}
 
 TEST(String, AppendingKeepsBothOrWithoutMemoryNeither)
 {

@@ -62,7 +62,7 @@ TEST_F(ActionTest, AFailureIsToldInWordsAndExitsWith1)
         { { "set", "home", "Key", "x" }, "Permission denied", "set home: permission denied (-19)" },
         { { "clear", "home", "Key" }, "Invalid property", "clear home: invalid argument (-5)" },
         { { "connect", "nowhere" }, "", "connect nowhere: not found (-17)" },
-        { { "connect", "guest" }, "", "connect guest: not unique (-18)" },
+        { { "connect", "guest" }, "", "connect guest: already present, or not unique (-18)" },
         { { "online-check", "wifi" }, "", "online-check wifi: not connected (-21)" },
     };
     const char *const kMethods[] = { "Connect", "Disconnect",  "Remove",       "SetProperty",

@@ -21,10 +21,7 @@ enum ExitStatus : int
     kExitAbsent  = 3  ///< ConnMan is not on the bus
 };
 
-/** A result code in words, such as "no route to host"; "unknown error" for a code without any. */
-const char *GetErrorText(zqError anError);
-
-/** "no route to host (-113)". */
+/** A result code in words: "no route to host (-113)". */
 std::string DescribeError(zqError anError);
 
 /** The exit status that stands for a result code. */
