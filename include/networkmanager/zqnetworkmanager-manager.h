@@ -330,6 +330,24 @@ public:
      * GetServices or ServiceOnlineCheck. */
     zqError TechnologyOnlineCheck(const CFUSharedRef<CFStringRef> &aType);
 
+    // The same, for a key, a name, a type or an identifier that is lent.
+
+    // clang-format off
+    CFUSharedRef<CFBooleanRef> IsManagerState(CFStringRef aState) const { return IsManagerState(CFURetain(aState)); }
+    zqError ServiceSetProperty(const Service &aService, CFStringRef aKey, const CFUSharedRef<const void *> &aValue) { return ServiceSetProperty(aService, CFURetain(aKey), aValue); }
+    zqError ServiceClearProperty(const Service &aService, CFStringRef aKey) { return ServiceClearProperty(aService, CFURetain(aKey)); }
+    zqError ManagerSetProperty(CFStringRef aKey, const CFUSharedRef<const void *> &aValue) { return ManagerSetProperty(CFURetain(aKey), aValue); }
+    zqError ManagerLookupService(CFStringRef aName, zqSharedPtr<Service> &aService) { return ManagerLookupService(CFURetain(aName), aService); }
+    zqError ManagerLookupServiceByInterfaceName(CFStringRef anInterface, zqSharedPtr<Service> &aService) { return ManagerLookupServiceByInterfaceName(CFURetain(anInterface), aService); }
+    zqError ManagerLookupTechnology(CFStringRef aType, zqSharedPtr<Technology> &aTechnology) { return ManagerLookupTechnology(CFURetain(aType), aTechnology); }
+    zqError ManagerLookupProvisionIdentifier(CFStringRef anIdentifier, zqSharedPtr<Provision> &aProvision) { return ManagerLookupProvisionIdentifier(CFURetain(anIdentifier), aProvision); }
+    zqError ProvisionSetProperty(const Provision &aProvision, CFStringRef aKey, const CFUSharedRef<const void *> &aValue) { return ProvisionSetProperty(aProvision, CFURetain(aKey), aValue); }
+    zqError ProvisionClearProperty(const Provision &aProvision, CFStringRef aKey) { return ProvisionClearProperty(aProvision, CFURetain(aKey)); }
+    zqError TechnologySetProperty(const Technology &aTechnology, CFStringRef aKey, const CFUSharedRef<const void *> &aValue) { return TechnologySetProperty(aTechnology, CFURetain(aKey), aValue); }
+    zqError TechnologySetEnabled(CFStringRef aType, bool anEnabled) { return TechnologySetEnabled(CFURetain(aType), anEnabled); }
+    zqError TechnologyOnlineCheck(CFStringRef aType) { return TechnologyOnlineCheck(CFURetain(aType)); }
+    // clang-format on
+
     // Network reset: names that have a lock of their own.
 
     /** True when a network reset will remove the technology with this name. */

@@ -84,6 +84,25 @@ public:
     {
         return zqSharedPtr<T>(static_cast<T *>(zqRefCountArray::RemoveAt(anIndex).Get()));
     }
+
+    /** For a loop over the elements, each lent; null only for a slot that is null. The array must not change meanwhile.
+     */
+    class Iterator
+    {
+    public:
+        Iterator(const zqRefObjectArray &anArray, int anIndex) noexcept : mArray(&anArray), mIndex(anIndex) {}
+
+        T        *operator*() const noexcept { return mArray->GetElementPtr(mIndex); }
+        Iterator &operator++() noexcept { return ++mIndex, *this; }
+        bool      operator!=(const Iterator &anOther) const noexcept { return mIndex != anOther.mIndex; }
+
+    private:
+        const zqRefObjectArray *mArray;
+        int                     mIndex;
+    };
+
+    Iterator begin() const noexcept { return Iterator(*this, 0); }
+    Iterator end() const noexcept { return Iterator(*this, this->GetNumElements()); }
 };
 
 namespace zq::NetworkManager
@@ -133,6 +152,7 @@ public:
 
     /** One property's value, with a reference; null when the key is null (logged) or absent. */
     virtual CFUSharedRef<CFTypeRef> GetProperty(const CFUSharedRef<CFStringRef> &aKey) const;
+    CFUSharedRef<CFTypeRef>         GetProperty(CFStringRef aKey) const { return GetProperty(CFURetain(aKey)); }
 
     /**
      *  Give the object its path and its properties; both are copied.

@@ -102,9 +102,11 @@ public:
 
     /** kCFBooleanTrue when the state equals @a aState, letter case included; false when either is null. */
     CFUSharedRef<CFBooleanRef> IsState(const CFUSharedRef<CFStringRef> &aState) const;
+    CFUSharedRef<CFBooleanRef> IsState(CFStringRef aState) const { return IsState(CFURetain(aState)); }
 
     /** kCFBooleanTrue when the type equals @a aType, letter case included; false when either is null. */
     CFUSharedRef<CFBooleanRef> IsType(const CFUSharedRef<CFStringRef> &aType) const;
+    CFUSharedRef<CFBooleanRef> IsType(CFStringRef aType) const { return IsType(CFURetain(aType)); }
 
     /** True when the state is ready or online. */
     bool IsConnected() const;
@@ -114,6 +116,7 @@ public:
 
     /** True when the security array holds @a aSecurity; false for null (logged). */
     bool HasSecurity(const CFUSharedRef<CFStringRef> &aSecurity) const;
+    bool HasSecurity(CFStringRef aSecurity) const { return HasSecurity(CFURetain(aSecurity)); }
 
     /** As HasSecurity, for a caller that holds the object's lock. */
     bool HasSecurityLocked(const CFUSharedRef<CFStringRef> &aSecurity) const;

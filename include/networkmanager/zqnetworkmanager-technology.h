@@ -60,6 +60,7 @@ public:
 
     /** kCFBooleanTrue when the type equals @a aType, letter case included; false when either is null. */
     CFUSharedRef<CFBooleanRef> IsType(const CFUSharedRef<CFStringRef> &aType) const;
+    CFUSharedRef<CFBooleanRef> IsType(CFStringRef aType) const { return IsType(CFURetain(aType)); }
 
 private:
     friend struct Private::Kind;
