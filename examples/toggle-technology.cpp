@@ -24,9 +24,7 @@ public:
 
     void TechnologyChanged(Manager *aManager, Technology *aTechnology, CFDictionaryRef) override
     {
-        const auto lPowered = aTechnology->IsPowered();
-
-        if (*aTechnology == *mTechnology && lPowered && (CFBooleanGetValue(lPowered.Get()) != 0) == mWanted)
+        if (*aTechnology == *mTechnology && CFUIsTrue(aTechnology->IsPowered()) == mWanted)
             aManager->Stop();
     }
 
@@ -56,7 +54,7 @@ int main(int aCount, char **aWords)
         return 1;
     }
 
-    const bool    lWanted = CFBooleanGetValue(lTechnology->IsPowered().Get()) == 0;
+    const bool    lWanted = !CFUIsTrue(lTechnology->IsPowered());
     PowerObserver lObserver(lTechnology.Get(), lWanted);
 
     // Observing before asking: the event may be there before the answer.

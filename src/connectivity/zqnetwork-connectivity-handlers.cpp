@@ -23,7 +23,7 @@ bool GetChange(CFDictionaryRef aProperties, CFStringRef aKey, bool &aValue)
     if (!CFUIsTypeID(lValue, CFBooleanGetTypeID()))
         return false;
 
-    aValue = CFBooleanGetValue(static_cast<CFBooleanRef>(lValue)) != 0;
+    aValue = CFUIsTrue(lValue);
     return true;
 }
 
@@ -32,7 +32,7 @@ bool GetChange(CFDictionaryRef aProperties, CFStringRef aKey, bool &aValue)
 bool zqNetworkConnectivity::IsConnectivityTechnology(const Technology &aTechnology) const
 {
     for (int i = 0, lCount = mTechnologies.GetNumElements(); i < lCount; i++)
-        if (aTechnology.IsType(CFURetain(mTechnologies.GetElement(i).GetAsCFString())).Get() == kCFBooleanTrue)
+        if (CFUIsTrue(aTechnology.IsType(mTechnologies.GetElement(i).GetAsCFString())))
             return true;
     return false;
 }
@@ -99,7 +99,7 @@ zqError zqNetworkConnectivity::HandleNetworkTechnologiesAdded(const Event::Techn
         if (!IsConnectivityTechnology(lTechnology))
             continue;
 
-        const bool    lPowered = lTechnology.IsPowered().Get() == kCFBooleanTrue;
+        const bool    lPowered = CFUIsTrue(lTechnology.IsPowered());
         const zqError lError   = HandleNetworkTechnologyPoweredChanged(lTechnology, lPowered);
 
         if (lReturn == zqError_None)

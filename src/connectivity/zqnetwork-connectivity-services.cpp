@@ -100,7 +100,7 @@ zqError zqNetworkConnectivity::CheckTechnologyConnectedServices(const Technology
     {
         const Service &lService = *lServices.GetElementPtr(i);
 
-        if (lService.IsType(lType).Get() == kCFBooleanTrue && lService.IsConnected())
+        if (CFUIsTrue(lService.IsType(lType)) && lService.IsConnected())
             (void)SetIPConfiguration(lService);
     }
 

@@ -105,8 +105,7 @@ zqError Manager::ServiceSetProperty(const Service &aService, const CFUSharedRef<
         return zqError_InvalidArgument;
     ZQ_REQUIRE(aValue != NULL, zqError_InvalidArgument);
 
-    if (aService.IsType(CFURetain(kServiceTypeLoWPAN)).Get() == kCFBooleanTrue &&
-        CFEqual(aKey.Get(), kServicePropertyCommissioning))
+    if (CFUIsTrue(aService.IsType(kServiceTypeLoWPAN)) && CFEqual(aKey.Get(), kServicePropertyCommissioning))
         return ServicePermitJoin(aValue);
 
     return mConnMan.ServiceSetProperty(zqString(aService.GetPath()).GetAsUTFArray(), zqString(aKey).GetAsUTFArray(),

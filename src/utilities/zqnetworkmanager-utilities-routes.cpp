@@ -196,7 +196,7 @@ const PolicyTable *FindPolicyTable(const Service &aService)
     };
 
     for (const PolicyTable &lTable : kTables)
-        if (aService.IsType(CFURetain(lTable.mType)).Get() == kCFBooleanTrue)
+        if (CFUIsTrue(aService.IsType(lTable.mType)))
             return &lTable;
     return nullptr;
 }

@@ -30,7 +30,7 @@ bool GetFlag(Manager *aManager, const Technology &aTechnology,
     const CFUSharedRef<CFBooleanRef> enabled = (aTechnology.*aGetter)();
     ZQ_REQUIRE(enabled != NULL, false);
 
-    return CFBooleanGetValue(enabled.Get()) != 0;
+    return CFUIsTrue(enabled);
 }
 
 /** The same of the first technology of a type. */
@@ -48,7 +48,7 @@ bool GetFlag(Manager *aManager, const CFUSharedRef<CFStringRef> &aTechnology,
 
 bool IsWiFi(const zqSharedPtr<Service> &aService)
 {
-    return aService != nullptr && aService->IsType(CFURetain(kTechnologyTypeWiFi)).Get() == kCFBooleanTrue;
+    return aService != nullptr && CFUIsTrue(aService->IsType(kTechnologyTypeWiFi));
 }
 
 /** {"ProvisionIdentifier": "service_" and the name's bytes}; null when memory is exhausted. */

@@ -133,7 +133,7 @@ bool HandleJammingState(Announcement &anAnnouncement, const CFUSharedRef<CFTypeR
     if (!CFUIsTypeID(aValue.Get(), CFBooleanGetTypeID()))
         return false;
 
-    const bool lJammed = CFBooleanGetValue(static_cast<CFBooleanRef>(aValue.Get())) != 0;
+    const bool lJammed = CFUIsTrue(aValue);
 
     ZQ_LOG(zqLogLevel_Information, "wpanctl: meshd reporting jamming state: %s", lJammed ? "true" : "false");
     anAnnouncement.Raise(&OfController::mJammingState, &OfInterface::mJammingState, lJammed);

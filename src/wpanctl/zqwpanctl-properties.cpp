@@ -244,7 +244,7 @@ zqError zqWPANCtl::Interface::GetJammingState(bool &aJammed) noexcept
     if (!CFUIsTypeID(lValue.Get(), CFBooleanGetTypeID()))
         return zqError_Failed;
 
-    aJammed = CFBooleanGetValue(static_cast<CFBooleanRef>(lValue.Get())) != 0;
+    aJammed = CFUIsTrue(lValue);
     return zqError_None;
 }
 

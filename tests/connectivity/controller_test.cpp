@@ -83,7 +83,7 @@ protected:
     {
         const auto lTechnology = mManager->FindTechnology(aType);
 
-        return DrainUntil([&] { return (lTechnology->IsPowered().Get() == kCFBooleanTrue) == aPowered; });
+        return DrainUntil([&] { return CFUIsTrue(lTechnology->IsPowered()) == aPowered; });
     }
 
     zqEventQueue          mQueue;

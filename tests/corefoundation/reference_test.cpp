@@ -3,11 +3,23 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <type_traits>
 
 using namespace zq::Test;
 
 namespace
 {
+
+// "if (service->IsFavorite())" would be true of a false value too.
+static_assert(!std::is_constructible<bool, CFUSharedRef<CFBooleanRef>>::value, "a boolean is asked for its value");
+static_assert(std::is_constructible<bool, CFUSharedRef<CFStringRef>>::value, "anything else whether it is there");
+
+TEST(CFUIsTrue, IsTrueOfTrueAlone)
+{
+    EXPECT_TRUE(CFUIsTrue(CFURetain(kCFBooleanTrue)));
+    for (const CFTypeRef lOther : { CFTypeRef(kCFBooleanFalse), CFTypeRef(nullptr), CFTypeRef(CFSTR("true")) })
+        EXPECT_FALSE(CFUIsTrue(lOther)) << Describe(lOther);
+}
 
 TEST(CFUSharedRef, EveryWayInAndOutKeepsTheCount)
 {

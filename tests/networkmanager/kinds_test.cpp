@@ -189,7 +189,7 @@ TEST(AService, IsSecuredAndConnectedByExactTexts)
 
         EXPECT_EQ(lService->IsConnected(), lState == "ready" || lState == "online") << lState;
         EXPECT_EQ(lService->IsOnline(), lState == "online") << lState;
-        EXPECT_EQ(lService->IsState(Str("ready")).Get() == kCFBooleanTrue, lState == "ready") << lState;
+        EXPECT_EQ(CFUIsTrue(lService->IsState(Str("ready"))), lState == "ready") << lState;
         EXPECT_EQ(lService->IsState(nullptr).Get(), kCFBooleanFalse);
     }
 }

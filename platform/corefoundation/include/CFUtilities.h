@@ -100,7 +100,12 @@ public:
 
     void Reset() noexcept { CFURelease(std::exchange(mRef, nullptr)); }
 
-    explicit operator bool() const noexcept { return mRef != nullptr; }
+    /** Whether there is a value. A boolean has no such conversion, for a false one is a value too: use CFUIsTrue. */
+    template <typename U = T, typename = std::enable_if_t<!std::is_same<U, CFBooleanRef>::value>>
+    explicit operator bool() const noexcept
+    {
+        return mRef != nullptr;
+    }
 
     /** Take over a reference that the caller owns. */
     static CFUSharedRef Adopt(T aValue) noexcept
@@ -130,6 +135,18 @@ template <typename T>
 bool operator!=(const CFUSharedRef<T> &aRef, std::nullptr_t) noexcept
 {
     return aRef.Get() != nullptr;
+}
+
+/** True for kCFBooleanTrue alone: not for kCFBooleanFalse, null or a value of another kind. */
+inline bool CFUIsTrue(CFTypeRef aValue) noexcept
+{
+    return aValue != nullptr && aValue == kCFBooleanTrue;
+}
+
+template <typename T>
+bool CFUIsTrue(const CFUSharedRef<T> &aRef) noexcept
+{
+    return CFUIsTrue(aRef.Get());
 }
 
 /** Hold a value and take over the caller's reference to it. */
