@@ -17,73 +17,56 @@
 
 using namespace zq::NetworkManager;
 
-namespace
+struct Connector : Observer::Default
 {
-
-class Connector : public Observer::Default
-{
-public:
-    explicit Connector(const char *aPassphrase) : mPassphrase(aPassphrase) {}
-
     zqError ServiceInput(Manager *aManager, Service *aService, CFDictionaryRef aFields) override
     {
-        const void *lKey   = kServicePropertyPassphrase;
-        const void *lValue = mPassphrase.GetAsCFString();
+        const auto lInput = CFUDictionary({ { kServicePropertyPassphrase, mPassphrase } });
 
         // Anything but a passphrase, and a passphrase that was wrong before, ends the attempt.
-        if (!CFDictionaryContainsKey(aFields, lKey) || mAnswered)
+        if (!CFDictionaryContainsKey(aFields, kServicePropertyPassphrase) || std::exchange(mAnswered, true))
             return aManager->ServiceCancelInput(*aService);
-
-        mAnswered = true;
-        return aManager->ServiceCompleteInput(
-            *aService, CFUAdopt(CFDictionaryCreate(kCFAllocatorDefault, &lKey, &lValue, 1,
-                                                   &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks)));
+        return aManager->ServiceCompleteInput(*aService, lInput);
     }
 
     void ServiceDidConnect(Manager *aManager, Service *) override { Finish(aManager, zqError_None); }
     void ServiceDidNotConnect(Manager *aManager, Service *, zqError anError) override { Finish(aManager, anError); }
 
-    zqError mOutcome = zqError_Failed;
-
-private:
     void Finish(Manager *aManager, zqError anOutcome)
     {
         mOutcome = anOutcome;
         aManager->Stop();
     }
 
-    zqString mPassphrase;
-    bool     mAnswered = false;
+    std::string mPassphrase;
+    bool        mAnswered = false;
+    zqError     mOutcome  = zqError_None;
 };
-
-} // namespace
 
 int main(int aCount, char **aWords)
 {
-    // A current ConnMan sends types that the device's own does not.
-    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant); // a current ConnMan sends more types than the device's own
 
-    zqError                        lError = zqError_None;
-    const zqString                 lName(aCount > 1 ? aWords[1] : "home");
-    const std::unique_ptr<Manager> lManager(CreateManager(lError, nullptr));
+    zqError                        lReturn = zqError_None;
+    const std::string              lName   = aCount > 1 ? aWords[1] : "home";
+    Connector                      lConnector;
     zqSharedPtr<Service>           lService;
-    std::string                    lPassphrase;
+    const std::unique_ptr<Manager> lManager(CreateManager(lReturn, nullptr));
 
-    std::getline(std::cin, lPassphrase);
-    Connector lConnector(lPassphrase.c_str());
-
+    std::getline(std::cin, lConnector.mPassphrase);
     if (lManager != nullptr)
-        lError = lManager->ManagerLookupService(CFURetain(lName.GetAsCFString()), lService);
-
-    if (lError == zqError_None)
+        lReturn = lManager->ManagerLookupService(CFUString(lName), lService);
+    if (lReturn == zqError_None)
     {
         lManager->AddObserver(&lConnector);
-
-        if (lManager->ServiceConnect(*lService) == zqError_None)
-            lManager->Run();
-        lManager->RemoveObserver(&lConnector);
+        lReturn = lManager->ServiceConnect(*lService);
+    }
+    if (lReturn == zqError_None)
+    {
+        lManager->Run();
+        lReturn = lConnector.mOutcome;
     }
 
-    printf("%s: %s\n", lName.GetAsUTFArray(), lConnector.mOutcome == zqError_None ? "connected" : "not connected");
-    return lConnector.mOutcome == zqError_None ? 0 : 1;
+    printf("%s: %s\n", lName.c_str(), lReturn == zqError_None ? "connected" : zqErrorText(lReturn));
+    return lReturn == zqError_None ? 0 : 1;
 }

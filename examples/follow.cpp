@@ -16,42 +16,35 @@
 
 using namespace zq::NetworkManager;
 
-namespace
+struct Printer : Observer::Default
 {
+    using Services = zqRefObjectArray<Service>;
 
-class Printer : public Observer::Default
-{
-public:
     void StateChanged(Manager *, CFStringRef aState) override
     {
-        printf("the network is %s\n", zqString(aState).GetAsUTFArray());
+        printf("the network is %s\n", CFUText(aState).c_str());
     }
 
-    void ServicesAdded(Manager *, const zqRefObjectArray<Service> &aServices) override { Print("+", aServices); }
-    void ServicesRemoved(Manager *, const zqRefObjectArray<Service> &aServices) override { Print("-", aServices); }
+    void ServicesAdded(Manager *, const Services &aServices) override { Print("+", aServices); }
+    void ServicesRemoved(Manager *, const Services &aServices) override { Print("-", aServices); }
 
     void ServiceChanged(Manager *, Service *aService, CFDictionaryRef) override
     {
-        printf("  %s is %s\n", zqString(aService->GetName()).GetAsUTFArray(),
-               zqString(aService->GetState()).GetAsUTFArray());
+        printf("  %s is %s\n", CFUText(aService->GetName()).c_str(), CFUText(aService->GetState()).c_str());
     }
 
-private:
-    static void Print(const char *aMark, const zqRefObjectArray<Service> &aServices)
+    static void Print(const char *aMark, const Services &aServices)
     {
-        for (int lIndex = 0; lIndex < aServices.GetNumElements(); lIndex++)
-            printf("%s %s\n", aMark, zqString(aServices.GetElement(lIndex)->GetName()).GetAsUTFArray());
+        for (const Service *lService : aServices)
+            printf("%s %s\n", aMark, CFUText(lService->GetName()).c_str());
     }
 };
 
-} // namespace
-
 int main()
 {
-    // A current ConnMan sends types that the device's own does not.
-    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant); // a current ConnMan sends more types than the device's own
 
-    zqError  lError = zqError_None;
+    zqError  lReturn = zqError_None;
     Printer  lPrinter;
     sigset_t lSignals;
 
@@ -60,13 +53,9 @@ int main()
     sigaddset(&lSignals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &lSignals, nullptr);
 
-    const std::unique_ptr<Manager> lManager(CreateManager(lError, nullptr));
-
+    const std::unique_ptr<Manager> lManager(CreateManager(lReturn, nullptr));
     if (lManager == nullptr)
-    {
-        fprintf(stderr, "no manager: error %d\n", lError);
-        return 1;
-    }
+        return fprintf(stderr, "no manager: %s\n", zqErrorText(lReturn)), 1;
 
     std::thread lStopper(
         [&]
@@ -79,6 +68,5 @@ int main()
     lManager->AddObserver(&lPrinter);
     lManager->Run();
     lStopper.join();
-    lManager->RemoveObserver(&lPrinter);
     return 0;
 }

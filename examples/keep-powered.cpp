@@ -17,31 +17,24 @@
 
 using namespace zq::NetworkManager;
 
-namespace
-{
-
 /** Keeps one technology, and logs for it. */
-class Keeper : public zqIEventHandler
+struct Keeper : zqIEventHandler
 {
-public:
-    explicit Keeper(const char *aType) : mType(aType) {}
-
-    zqError Start(Manager &aManager, zqEventQueue &aQueue)
+    Keeper(Manager &aManager, zqEventQueue &aQueue, const char *aType) : mType(aType)
     {
         zqStringArray lTypes;
-        zqError       lError = lTypes.Append(mType);
+        zqError       lReturn = lTypes.Append(mType);
 
-        if (lError == zqError_None)
-            lError = mController.Init(&aManager, &aQueue, lTypes);
-        if (lError == zqError_None)
-            lError = mController.Subscribe(&aQueue, this, mType);
-        if (lError == zqError_None)
-            lError = aManager.Subscribe(&aQueue, &mController, mType);
+        if (lReturn == zqError_None)
+            lReturn = mController.Init(&aManager, &aQueue, lTypes);
+        if (lReturn == zqError_None)
+            lReturn = mController.Subscribe(&aQueue, this, mType);
+        if (lReturn == zqError_None)
+            lReturn = aManager.Subscribe(&aQueue, &mController, mType);
 
         // Failing now is no reason to end: it is tried again when the technology appears or changes.
         (void)mController.SetPowered(true);
-        Log(mController.IsConnected());
-        return lError;
+        printf("%s: %s, %s\n", mType, zqErrorText(lReturn), mController.IsConnected() ? "connected" : "disconnected");
     }
 
     void HandleEvent(zqEvent *anEvent) override
@@ -49,11 +42,8 @@ public:
         const auto *lEvent = static_cast<const zqNetworkEvent::Connected *>(anEvent);
 
         if (anEvent->GetType() == zqNetworkEvent::Connected::kType && lEvent->IsChange())
-            Log(lEvent->IsConnected());
+            printf("%s: %s\n", mType, lEvent->IsConnected() ? "connected" : "disconnected");
     }
-
-private:
-    void Log(bool aConnected) const { printf("%s: %s\n", mType, aConnected ? "connected" : "disconnected"); }
 
     const char           *mType;
     zqNetworkConnectivity mController;
@@ -62,11 +52,7 @@ private:
 /** The keepers live on the thread that drains the queue: they end there while the manager may still publish. */
 void Keep(Manager &aManager, zqEventQueue &aQueue)
 {
-    Keeper lKeepers[] = { Keeper("wifi"), Keeper("ethernet") };
-
-    for (Keeper &lKeeper : lKeepers)
-        if (const zqError lError = lKeeper.Start(aManager, aQueue); lError != zqError_None)
-            fprintf(stderr, "not kept: error %d\n", lError);
+    Keeper lWiFi(aManager, aQueue, "wifi"), lEthernet(aManager, aQueue, "ethernet");
 
     while (aQueue.Dispatch())
     {
@@ -75,22 +61,16 @@ void Keep(Manager &aManager, zqEventQueue &aQueue)
     }
 }
 
-} // namespace
-
 int main()
 {
-    // A current ConnMan sends types that the device's own does not.
-    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant); // a current ConnMan sends more types than the device's own
 
-    zqError                        lError = zqError_None;
+    zqError                        lReturn = zqError_None;
     zqEventQueue                   lQueue;
-    const std::unique_ptr<Manager> lManager(CreateManager(lError, nullptr));
+    const std::unique_ptr<Manager> lManager(CreateManager(lReturn, nullptr));
 
-    if (lManager == nullptr || (lError = lQueue.Init()) != zqError_None)
-    {
-        fprintf(stderr, "no manager: error %d\n", lError);
-        return 1;
-    }
+    if (lManager == nullptr || (lReturn = lQueue.Init()) != zqError_None)
+        return fprintf(stderr, "no manager: %s\n", zqErrorText(lReturn)), 1;
 
     std::thread lThread([&] { Keep(*lManager, lQueue); });
 

@@ -17,12 +17,8 @@
 
 using namespace zq::NetworkManager;
 
-namespace
+struct Router : zqIEventHandler
 {
-
-class Router : public zqIEventHandler
-{
-public:
     void HandleEvent(zqEvent *anEvent) override
     {
         const unsigned int        lType = anEvent->GetType();
@@ -33,15 +29,14 @@ public:
         else if (lType == Event::ServicesAdded::kType || lType == Event::ServicesRemoved::kType)
             (void)static_cast<Event::ServicesChanged *>(anEvent)->GetServices(lServices);
 
-        for (int lIndex = 0; lIndex < lServices.GetNumElements(); lIndex++)
-            if (const Service *lService = lServices.GetElementPtr(lIndex))
+        for (const Service *lService : lServices)
+            if (lService != nullptr)
                 Follow(*lService, lType != Event::ServicesRemoved::kType && lService->IsConnected());
     }
 
-private:
     void Follow(const Service &aService, bool aConnected)
     {
-        const std::string lPath   = zqString(aService.GetPath()).GetAsUTFArray();
+        const std::string lPath   = CFUText(aService.GetPath());
         const bool        lRouted = mRouted.count(lPath) != 0;
 
         // One without an address yet (-1) is tried again when it changes; one of another type fails with -5.
@@ -57,24 +52,18 @@ private:
     std::set<std::string> mRouted; // paths
 };
 
-} // namespace
-
 int main()
 {
-    // A current ConnMan sends types that the device's own does not.
-    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant); // a current ConnMan sends more types than the device's own
 
-    zqError                        lError = zqError_None;
+    zqError                        lReturn = zqError_None;
     zqEventQueue                   lQueue;
     Router                         lRouter;
-    const std::unique_ptr<Manager> lManager(CreateManager(lError, nullptr));
+    const std::unique_ptr<Manager> lManager(CreateManager(lReturn, nullptr));
 
-    if (lManager == nullptr || (lError = lQueue.Init()) != zqError_None ||
-        (lError = lManager->Subscribe(&lQueue, &lRouter, "router")) != zqError_None)
-    {
-        fprintf(stderr, "no manager: error %d\n", lError);
-        return 1;
-    }
+    if (lManager == nullptr || (lReturn = lQueue.Init()) != zqError_None ||
+        (lReturn = lManager->Subscribe(&lQueue, &lRouter, "router")) != zqError_None)
+        return fprintf(stderr, "no manager: %s\n", zqErrorText(lReturn)), 1;
 
     std::thread lThread(
         [&]

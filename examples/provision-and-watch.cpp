@@ -16,72 +16,49 @@
 
 using namespace zq::NetworkManager;
 
-namespace
+struct Watcher : Observer::Default
 {
-
-class Watcher : public Observer::Default
-{
-public:
-    explicit Watcher(const zqString &aName) : mName(aName) {}
-
     void ServiceChanged(Manager *aManager, Service *aService, CFDictionaryRef) override
     {
-        if (zqString(aService->GetName()) != mName)
+        if (CFUText(aService->GetName()) != mName)
             return;
 
-        printf("%s is %s\n", mName.GetAsUTFArray(), zqString(aService->GetState()).GetAsUTFArray());
+        printf("%s is %s\n", mName.c_str(), CFUText(aService->GetState()).c_str());
         if (aService->IsConnected())
             aManager->Stop();
     }
 
-private:
-    zqString mName;
+    std::string mName;
 };
-
-zqError Store(Manager &aManager, const zqString &aName, const zqString &aPassphrase)
-{
-    const zqString         lIdentifier = zqString("service_") + aName;
-    zqSharedPtr<Provision> lProvision;
-    const void            *lKeys[] = { kServicePropertyProvisionIdentifier, kServicePropertyType, kServicePropertyName,
-                                       kServicePropertyPassphrase };
-    const void            *lValues[] = { lIdentifier.GetAsCFString(), kServiceTypeWiFi, aName.GetAsCFString(),
-                                         aPassphrase.GetAsCFString() };
-
-    const zqError lError = aManager.ProvisionCreate(
-        CFUAdopt(CFDictionaryCreate(kCFAllocatorDefault, lKeys, lValues, 4, &kCFTypeDictionaryKeyCallBacks,
-                                    &kCFTypeDictionaryValueCallBacks)),
-        lProvision);
-
-    // The record is the manager's; whether it is stored is asked.
-    return lError != zqError_None ? lError : aManager.GetProvisionsError();
-}
-
-} // namespace
 
 int main(int aCount, char **aWords)
 {
-    // A current ConnMan sends types that the device's own does not.
-    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant); // a current ConnMan sends more types than the device's own
 
-    zqError                        lError = zqError_None;
-    const zqString                 lName(aCount > 1 ? aWords[1] : "home");
-    const std::unique_ptr<Manager> lManager(CreateManager(lError, nullptr));
-    Watcher                        lWatcher(lName);
+    zqError                        lReturn = zqError_None;
+    Watcher                        lWatcher;
+    zqSharedPtr<Provision>         lProvision;
     std::string                    lPassphrase;
+    const std::unique_ptr<Manager> lManager(CreateManager(lReturn, nullptr));
 
+    lWatcher.mName = aCount > 1 ? aWords[1] : "home";
     std::getline(std::cin, lPassphrase);
 
     if (lManager != nullptr)
-        lError = Store(*lManager, lName, lPassphrase.c_str());
+        lReturn = lManager->ProvisionCreate(
+            CFUDictionary({ { kServicePropertyProvisionIdentifier, "service_" + lWatcher.mName },
+                            { kServicePropertyType, kServiceTypeWiFi },
+                            { kServicePropertyName, lWatcher.mName },
+                            { kServicePropertyPassphrase, lPassphrase } }),
+            lProvision);
 
-    if (lError != zqError_None)
-    {
-        fprintf(stderr, "not stored: error %d\n", lError);
-        return 1;
-    }
+    // The record is the manager's; whether it is stored is asked.
+    if (lReturn == zqError_None)
+        lReturn = lManager->GetProvisionsError();
+    if (lReturn != zqError_None)
+        return fprintf(stderr, "not stored: %s\n", zqErrorText(lReturn)), 1;
 
     lManager->AddObserver(&lWatcher);
     lManager->Run();
-    lManager->RemoveObserver(&lWatcher);
     return 0;
 }

@@ -11,60 +11,47 @@
 
 #include <cstdio>
 #include <memory>
+#include <string>
 
 using namespace zq::NetworkManager;
 
-namespace
+struct PowerObserver : Observer::Default
 {
-
-class PowerObserver : public Observer::Default
-{
-public:
-    PowerObserver(const Technology *aTechnology, bool aWanted) : mTechnology(aTechnology), mWanted(aWanted) {}
-
     void TechnologyChanged(Manager *aManager, Technology *aTechnology, CFDictionaryRef) override
     {
         if (*aTechnology == *mTechnology && CFUIsTrue(aTechnology->IsPowered()) == mWanted)
             aManager->Stop();
     }
 
-private:
-    const Technology *mTechnology;
-    bool              mWanted;
+    zqSharedPtr<Technology> mTechnology;
+    bool                    mWanted = false;
 };
-
-} // namespace
 
 int main(int aCount, char **aWords)
 {
-    // A current ConnMan sends types that the device's own does not.
-    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant);
+    zqConnMan::SetDecoding(zqConnMan::kDecodingTolerant); // a current ConnMan sends more types than the device's own
 
-    zqError                        lError = zqError_None;
-    const zqString                 lType(aCount > 1 ? aWords[1] : "wifi");
-    const std::unique_ptr<Manager> lManager(CreateManager(lError, nullptr));
-    zqSharedPtr<Technology>        lTechnology;
+    zqError                        lReturn = zqError_None;
+    const std::string              lType   = aCount > 1 ? aWords[1] : "wifi";
+    PowerObserver                  lObserver;
+    const std::unique_ptr<Manager> lManager(CreateManager(lReturn, nullptr));
 
     if (lManager != nullptr)
-        lError = lManager->ManagerLookupTechnology(CFURetain(lType.GetAsCFString()), lTechnology);
-
-    if (lError != zqError_None)
+        lReturn = lManager->ManagerLookupTechnology(CFUString(lType), lObserver.mTechnology);
+    if (lReturn == zqError_None)
     {
-        fprintf(stderr, "no technology %s: error %d\n", lType.GetAsUTFArray(), lError);
-        return 1;
+        lObserver.mWanted = !CFUIsTrue(lObserver.mTechnology->IsPowered());
+
+        // Observing before asking: the event may be there before the answer.
+        lManager->AddObserver(&lObserver);
+        lReturn = lManager->TechnologySetEnabled(*lObserver.mTechnology, lObserver.mWanted);
     }
-
-    const bool    lWanted = !CFUIsTrue(lTechnology->IsPowered());
-    PowerObserver lObserver(lTechnology.Get(), lWanted);
-
-    // Observing before asking: the event may be there before the answer.
-    lManager->AddObserver(&lObserver);
-    lError = lManager->TechnologySetEnabled(*lTechnology, lWanted);
-
-    if (lError == zqError_None)
+    if (lReturn == zqError_None)
         lManager->Run();
 
-    lManager->RemoveObserver(&lObserver);
-    printf("%s: %s (%d)\n", lType.GetAsUTFArray(), lError != zqError_None ? "refused" : lWanted ? "on" : "off", lError);
-    return lError == zqError_None ? 0 : 1;
+    printf("%s: %s\n", lType.c_str(),
+           lReturn != zqError_None ? zqErrorText(lReturn)
+           : lObserver.mWanted     ? "on"
+                                   : "off");
+    return lReturn == zqError_None ? 0 : 1;
 }

@@ -6,6 +6,8 @@
 #ifndef ZQNETWORKMANAGER_H
 #define ZQNETWORKMANAGER_H
 
+#include <CFUValues.h>
+
 #include <zqnetworkmanager-event.h>
 #include <zqnetworkmanager-factory.h>
 #include <zqnetworkmanager-manager.h>

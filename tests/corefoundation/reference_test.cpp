@@ -1,7 +1,10 @@
 #include <cfvalues.h>
 
+#include <CFUValues.h>
+
 #include <gtest/gtest.h>
 
+#include <string>
 #include <thread>
 #include <type_traits>
 
@@ -19,6 +22,22 @@ TEST(CFUIsTrue, IsTrueOfTrueAlone)
     EXPECT_TRUE(CFUIsTrue(CFURetain(kCFBooleanTrue)));
     for (const CFTypeRef lOther : { CFTypeRef(kCFBooleanFalse), CFTypeRef(nullptr), CFTypeRef(CFSTR("true")) })
         EXPECT_FALSE(CFUIsTrue(lOther)) << Describe(lOther);
+}
+
+TEST(CFUValues, ComposesDictionariesAndTexts)
+{
+    const auto lNested = CFUDictionary({ { CFSTR("number"), -7 } });
+    const auto lValue =
+        CFUDictionary({ { "text", std::string("caf\xC3\xA9") }, { CFUString("flag"), true }, { "nested", lNested } });
+
+    EXPECT_EQ(Describe(lValue.Get()), "{ text = caf\xC3\xA9; flag = true; nested = { number = -7; }; }");
+    EXPECT_EQ(CFUText(CFDictionaryGetValue(lValue.Get(), CFSTR("text"))), "caf\xC3\xA9");
+    EXPECT_EQ(CFUText(lNested), "") << "no string";
+    EXPECT_EQ(CFUText(CFTypeRef(nullptr)), "");
+    EXPECT_EQ(CFUString("\xFF"), nullptr);
+    EXPECT_EQ(CFUDictionary({ { "text", "\xFF" } }), nullptr);
+    EXPECT_EQ(CFUDictionary({ { CFTypeRef(nullptr), 1 } }), nullptr);
+    EXPECT_EQ(CFDictionaryGetCount(CFUDictionary({}).Get()), 0);
 }
 
 TEST(CFUSharedRef, EveryWayInAndOutKeepsTheCount)
