@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The commands that ask something of a service or a technology.
+ */
+
 #include "action.h"
 #include "commands.h"
 #include "lookup.h"
@@ -54,14 +59,9 @@ Outcome MatchPowered(const Json &anEvent, const Json &aPath, bool anEnabled)
     return std::nullopt;
 }
 
-const std::string &GetArgument(const Session &aSession, std::size_t anIndex)
-{
-    return aSession.GetOptions().mArguments[anIndex];
-}
-
 ExitStatus Refuse(const Session &aSession, zqError anError)
 {
-    return Complain(aSession.GetOptions().mCommand + " " + GetArgument(aSession, 0), anError);
+    return Complain(aSession.GetOptions().mCommand + " " + aSession.GetArguments()[0], anError);
 }
 
 /** An action on the service of the first argument; what is done and done with it is "DOING home" and "home: DONE". */
@@ -69,12 +69,12 @@ ExitStatus PerformOnService(Session &aSession, const char *aDoing, const char *a
                             const std::function<zqError(const Service &aService)> &aRequest, bool aConnects = false)
 {
     zqSharedPtr<Service> lService;
-    const std::string   &lName  = GetArgument(aSession, 0);
-    const zqError        lError = FindService(aSession.GetManager(), lName, lService);
+    const std::string   &lName   = aSession.GetArguments()[0];
+    const zqError        lReturn = FindService(aSession.GetManager(), lName, lService);
     Action               lAction;
 
-    if (lError != zqError_None)
-        return Refuse(aSession, lError);
+    if (lReturn != zqError_None)
+        return Refuse(aSession, lReturn);
 
     lAction.mRequest = [&] { return aRequest(*lService); };
     lAction.mDoing   = std::string(aDoing) + " " + lName;
@@ -107,20 +107,20 @@ zqError RunScript(const Session &aSession, const std::function<zqError()> &aRequ
 ExitStatus SetEnabled(Session &aSession, bool anEnabled)
 {
     Manager                &lManager = aSession.GetManager();
-    const std::string      &lType    = GetArgument(aSession, 0);
+    const std::string      &lType    = aSession.GetArguments()[0];
     zqSharedPtr<Technology> lTechnology;
-    const zqError           lError = lManager.ManagerLookupTechnology(FromText(lType), lTechnology);
+    const zqError           lReturn = lManager.ManagerLookupTechnology(CFUString(lType), lTechnology);
     Action                  lAction;
 
     if (lTechnology == nullptr)
-        return Refuse(aSession, lError != zqError_None ? lError : zqError_NotFound);
+        return Refuse(aSession, lReturn != zqError_None ? lReturn : zqError_NotFound);
 
     lAction.mRequest = [&] { return lManager.TechnologySetEnabled(*lTechnology, anEnabled); };
     lAction.mDoing   = std::string(anEnabled ? "enabling " : "disabling ") + lType;
     lAction.mDone    = Printable(lType) + ": " + (anEnabled ? "enabled" : "disabled");
 
     // The manager does not wait for a modem: its answer is the change of the property.
-    if (ToText(lTechnology->GetName().Get()) == ToText(zq::NetworkManager::kTechnologyNameCellular))
+    if (CFUText(lTechnology->GetName()) == CFUText(zq::NetworkManager::kTechnologyNameCellular))
     {
         if (FromCF(lTechnology->IsPowered().Get()) == anEnabled)
             return Refuse(aSession, zqError_Already);
@@ -145,12 +145,12 @@ ExitStatus DisableTechnology(Session &aSession)
 ExitStatus ScanTechnology(Session &aSession)
 {
     Manager                &lManager = aSession.GetManager();
-    const std::string      &lType    = GetArgument(aSession, 0);
+    const std::string      &lType    = aSession.GetArguments()[0];
     zqSharedPtr<Technology> lTechnology;
-    const zqError           lError = lManager.ManagerLookupTechnology(FromText(lType), lTechnology);
+    const zqError           lReturn = lManager.ManagerLookupTechnology(CFUString(lType), lTechnology);
 
     if (lTechnology == nullptr)
-        return Refuse(aSession, lError != zqError_None ? lError : zqError_NotFound);
+        return Refuse(aSession, lReturn != zqError_None ? lReturn : zqError_NotFound);
 
     return Perform(aSession, { [&] { return lManager.TechnologyScan(*lTechnology); },
                                [lPath = ToPath(lTechnology.Get())](const Json &anEvent)
@@ -161,10 +161,10 @@ ExitStatus ScanTechnology(Session &aSession)
 ExitStatus CheckOnline(Session &aSession)
 {
     Manager           &lManager = aSession.GetManager();
-    const std::string &lType    = GetArgument(aSession, 0);
+    const std::string &lType    = aSession.GetArguments()[0];
 
     // The manager picks the service, so the outcome is whichever service's comes.
-    return Perform(aSession, { [&] { return lManager.TechnologyOnlineCheck(FromText(lType)); },
+    return Perform(aSession, { [&] { return lManager.TechnologyOnlineCheck(CFUString(lType)); },
                                [](const Json &anEvent) { return Match(anEvent, kOnlineEvents, nullptr); },
                                "checking " + lType, Printable(lType) + ": online" });
 }
@@ -204,8 +204,8 @@ ExitStatus RemoveRoutes(Session &aSession)
 
 ExitStatus SetServiceProperty(Session &aSession)
 {
-    const auto lKey   = FromText(GetArgument(aSession, 1));
-    const auto lValue = ToCF(ParseValue(GetArgument(aSession, 2)));
+    const auto lKey   = CFUString(aSession.GetArguments()[1]);
+    const auto lValue = ToCF(ParseValue(aSession.GetArguments()[2]));
 
     if (!lKey || !lValue)
         return Refuse(aSession, zqError_InvalidArgument);
@@ -217,7 +217,7 @@ ExitStatus SetServiceProperty(Session &aSession)
 
 ExitStatus ClearServiceProperty(Session &aSession)
 {
-    const auto lKey = FromText(GetArgument(aSession, 1));
+    const auto lKey = CFUString(aSession.GetArguments()[1]);
 
     if (!lKey)
         return Refuse(aSession, zqError_InvalidArgument);

@@ -46,13 +46,13 @@ bool Agent::Handle(const Json &aRequest)
 {
     Manager          &lManager = mSession.GetManager();
     const std::string lPath    = Describe(aRequest, "service", "");
-    const auto        lService = lManager.FindService(FromText(lPath).Get());
+    const auto        lService = lManager.FindService(CFUString(lPath).Get());
     Json              lAnswers = Json::object();
 
     if (lService == nullptr)
         return true;
 
-    const std::string lName   = DescribeName(lPath, { { "Name", ToText(lService->GetName().Get()) } });
+    const std::string lName   = DescribeName(lPath, { { "Name", CFUText(lService->GetName()) } });
     const auto        lResult = AskAll(lName, aRequest, lAnswers);
 
     if (lResult == Prompt::kInterrupted || lResult == Prompt::kAbandoned)

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The command that tells of connectivity, and keeps technologies powered.
+ */
+
 #include "commands.h"
 #include "describe.h"
 #include "output.h"
@@ -221,8 +226,8 @@ ExitStatus RunConnectivity(Session &aSession)
 {
     Policy lPolicy(aSession);
 
-    if (const zqError lError = lPolicy.Start(); lError != zqError_None)
-        return Complain(aSession.GetOptions().mCommand, lError);
+    if (const zqError lReturn = lPolicy.Start(); lReturn != zqError_None)
+        return Complain(aSession.GetOptions().mCommand, lReturn);
 
     const ExitStatus lStatus = Listen(aSession);
 

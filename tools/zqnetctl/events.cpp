@@ -1,11 +1,14 @@
 #include "events.h"
 
+#include <initializer_list>
+#include <utility>
+
 namespace zqnetctl
 {
 
 Json ToPath(const Object *anObject)
 {
-    return anObject != nullptr ? Json(ToText(anObject->GetPath().Get())) : Json(nullptr);
+    return anObject != nullptr ? Json(CFUText(anObject->GetPath())) : Json(nullptr);
 }
 
 Json ToJson(const Object &anObject)
@@ -13,121 +16,137 @@ Json ToJson(const Object &anObject)
     return { { "path", ToPath(&anObject) }, { "properties", FromCF(anObject.CopyProperties().Get()) } };
 }
 
-void EventReporter::Report(const char *aName, std::initializer_list<std::pair<const char *, Json>> aPayload)
+namespace
 {
-    Json lEvent = Json::object();
 
-    lEvent["event"] = aName;
-    for (const auto &lEntry : aPayload)
-        lEvent[lEntry.first] = lEntry.second;
-
-    mReceiver(std::move(lEvent));
-}
-
-void EventReporter::StateChanged(Manager *, CFStringRef aState)
+class EventReporter : public zq::NetworkManager::Observer::Base
 {
-    Report("StateChanged", { { "state", FromCF(aState) } });
-}
+public:
+    explicit EventReporter(Receiver aReceiver) : mReceiver(std::move(aReceiver)) {}
 
-void EventReporter::PropertiesChanged(Manager *, CFDictionaryRef aProperties)
-{
-    Report("PropertiesChanged", { { "properties", FromCF(aProperties) } });
-}
+    void StateChanged(Manager *, CFStringRef aState) override
+    {
+        Report("StateChanged", { { "state", FromCF(aState) } });
+    }
 
-void EventReporter::ServicesAdded(Manager *, const zqRefObjectArray<Service> &aServices)
-{
-    Report("ServicesAdded", { { "services", ToJson(aServices) } });
-}
+    void PropertiesChanged(Manager *, CFDictionaryRef aProperties) override
+    {
+        Report("PropertiesChanged", { { "properties", FromCF(aProperties) } });
+    }
 
-void EventReporter::ServicesRemoved(Manager *, const zqRefObjectArray<Service> &aServices)
-{
-    Report("ServicesRemoved", { { "services", ToJson(aServices) } });
-}
+    void ServicesAdded(Manager *, const zqRefObjectArray<Service> &aServices) override
+    {
+        Report("ServicesAdded", { { "services", ToJson(aServices) } });
+    }
 
-void EventReporter::ServiceChanged(Manager *, Service *aService, CFDictionaryRef aChanged)
-{
-    Report("ServiceChanged", { { "service", ToPath(aService) }, { "properties", FromCF(aChanged) } });
-}
+    void ServicesRemoved(Manager *, const zqRefObjectArray<Service> &aServices) override
+    {
+        Report("ServicesRemoved", { { "services", ToJson(aServices) } });
+    }
 
-zqError EventReporter::ServiceInput(Manager *, Service *aService, CFDictionaryRef aFields)
-{
-    Report("ServiceInput", { { "service", ToPath(aService) }, { "fields", FromCF(aFields) } });
-    return zqError_None;
-}
+    void ServiceChanged(Manager *, Service *aService, CFDictionaryRef aChanged) override
+    {
+        Report("ServiceChanged", { { "service", ToPath(aService) }, { "properties", FromCF(aChanged) } });
+    }
 
-void EventReporter::ServiceError(Manager *, Service *aService, CFStringRef anError)
-{
-    Report("ServiceError", { { "service", ToPath(aService) }, { "error", FromCF(anError) } });
-}
+    zqError ServiceInput(Manager *, Service *aService, CFDictionaryRef aFields) override
+    {
+        Report("ServiceInput", { { "service", ToPath(aService) }, { "fields", FromCF(aFields) } });
+        return zqError_None;
+    }
 
-void EventReporter::ServiceDidConnect(Manager *, Service *aService)
-{
-    Report("ServiceDidConnect", { { "service", ToPath(aService) } });
-}
+    void ServiceError(Manager *, Service *aService, CFStringRef anError) override
+    {
+        Report("ServiceError", { { "service", ToPath(aService) }, { "error", FromCF(anError) } });
+    }
 
-void EventReporter::ServiceDidNotConnect(Manager *, Service *aService, zqError anError)
-{
-    Report("ServiceDidNotConnect", { { "service", ToPath(aService) }, { "error", anError } });
-}
+    void ServiceDidConnect(Manager *, Service *aService) override
+    {
+        Report("ServiceDidConnect", { { "service", ToPath(aService) } });
+    }
 
-void EventReporter::ServiceIsOnline(Manager *, Service *aService)
-{
-    Report("ServiceIsOnline", { { "service", ToPath(aService) } });
-}
+    void ServiceDidNotConnect(Manager *, Service *aService, zqError anError) override
+    {
+        Report("ServiceDidNotConnect", { { "service", ToPath(aService) }, { "error", anError } });
+    }
 
-void EventReporter::ServiceIsNotOnline(Manager *, Service *aService, zqError anError)
-{
-    Report("ServiceIsNotOnline", { { "service", ToPath(aService) }, { "error", anError } });
-}
+    void ServiceIsOnline(Manager *, Service *aService) override
+    {
+        Report("ServiceIsOnline", { { "service", ToPath(aService) } });
+    }
 
-void EventReporter::ServiceIsWaking(Manager *, Service *aService, unsigned char aReason)
-{
-    Report("ServiceIsWaking", { { "service", ToPath(aService) }, { "reason", aReason } });
-}
+    void ServiceIsNotOnline(Manager *, Service *aService, zqError anError) override
+    {
+        Report("ServiceIsNotOnline", { { "service", ToPath(aService) }, { "error", anError } });
+    }
 
-void EventReporter::ServiceDidWake(Manager *, Service *aService, unsigned char aReason)
-{
-    Report("ServiceDidWake", { { "service", ToPath(aService) }, { "reason", aReason } });
-}
+    void ServiceIsWaking(Manager *, Service *aService, unsigned char aReason) override
+    {
+        Report("ServiceIsWaking", { { "service", ToPath(aService) }, { "reason", aReason } });
+    }
 
-void EventReporter::ServiceDidNotWake(Manager *, Service *aService, zqError anError)
-{
-    Report("ServiceDidNotWake", { { "service", ToPath(aService) }, { "error", anError } });
-}
+    void ServiceDidWake(Manager *, Service *aService, unsigned char aReason) override
+    {
+        Report("ServiceDidWake", { { "service", ToPath(aService) }, { "reason", aReason } });
+    }
 
-void EventReporter::TechnologiesAdded(Manager *, const zqRefObjectArray<Technology> &aTechnologies)
-{
-    Report("TechnologiesAdded", { { "technologies", ToJson(aTechnologies) } });
-}
+    void ServiceDidNotWake(Manager *, Service *aService, zqError anError) override
+    {
+        Report("ServiceDidNotWake", { { "service", ToPath(aService) }, { "error", anError } });
+    }
 
-void EventReporter::TechnologiesRemoved(Manager *, const zqRefObjectArray<Technology> &aTechnologies)
-{
-    Report("TechnologiesRemoved", { { "technologies", ToJson(aTechnologies) } });
-}
+    void TechnologiesAdded(Manager *, const zqRefObjectArray<Technology> &aTechnologies) override
+    {
+        Report("TechnologiesAdded", { { "technologies", ToJson(aTechnologies) } });
+    }
 
-void EventReporter::TechnologyChanged(Manager *, Technology *aTechnology, CFDictionaryRef aChanged)
-{
-    Report("TechnologyChanged", { { "technology", ToPath(aTechnology) }, { "properties", FromCF(aChanged) } });
-}
+    void TechnologiesRemoved(Manager *, const zqRefObjectArray<Technology> &aTechnologies) override
+    {
+        Report("TechnologiesRemoved", { { "technologies", ToJson(aTechnologies) } });
+    }
 
-void EventReporter::TechnologyDidScan(Manager *, Technology *aTechnology)
-{
-    Report("TechnologyDidScan", { { "technology", ToPath(aTechnology) } });
-}
+    void TechnologyChanged(Manager *, Technology *aTechnology, CFDictionaryRef aChanged) override
+    {
+        Report("TechnologyChanged", { { "technology", ToPath(aTechnology) }, { "properties", FromCF(aChanged) } });
+    }
 
-void EventReporter::TechnologyDidNotScan(Manager *, Technology *aTechnology, zqError anError)
-{
-    Report("TechnologyDidNotScan", { { "technology", ToPath(aTechnology) }, { "error", anError } });
-}
+    void TechnologyDidScan(Manager *, Technology *aTechnology) override
+    {
+        Report("TechnologyDidScan", { { "technology", ToPath(aTechnology) } });
+    }
 
-void EventReporter::DidPrepareForSleep(Manager *)
-{
-    Report("DidPrepareForSleep");
-}
+    void TechnologyDidNotScan(Manager *, Technology *aTechnology, zqError anError) override
+    {
+        Report("TechnologyDidNotScan", { { "technology", ToPath(aTechnology) }, { "error", anError } });
+    }
 
-void EventReporter::DidNotPrepareForSleep(Manager *, zqError anError)
+    void DidPrepareForSleep(Manager *) override { Report("DidPrepareForSleep"); }
+
+    void DidNotPrepareForSleep(Manager *, zqError anError) override
+    {
+        Report("DidNotPrepareForSleep", { { "error", anError } });
+    }
+
+private:
+    void Report(const char *aName, std::initializer_list<std::pair<const char *, Json>> aPayload = {})
+    {
+        Json lEvent = Json::object();
+
+        lEvent["event"] = aName;
+        for (const auto &lEntry : aPayload)
+            lEvent[lEntry.first] = lEntry.second;
+
+        mReceiver(std::move(lEvent));
+    }
+
+    Receiver mReceiver;
+};
+
+} // namespace
+
+std::unique_ptr<zq::NetworkManager::Observer::Base> NewEventReporter(Receiver aReceiver)
 {
-    Report("DidNotPrepareForSleep", { { "error", anError } });
+    return std::make_unique<EventReporter>(std::move(aReceiver));
 }
 
 } // namespace zqnetctl

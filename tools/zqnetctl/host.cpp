@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The command that shows this device's name and addresses.
+ */
+
 #include "commands.h"
 #include "output.h"
 
@@ -53,8 +58,8 @@ ExitStatus ShowHost(Session &aSession)
 
     (void)zqGetHostName(lHost, sizeof lHost);
 
-    if (const int lError = zqGetInterfaceInfo(lInterface, lName); lError != zqError_None)
-        return Complain(lOptions.mCommand + (lName != nullptr ? std::string(" ") + lName : ""), lError);
+    if (const int lReturn = zqGetInterfaceInfo(lInterface, lName); lReturn != zqError_None)
+        return Complain(lOptions.mCommand + (lName != nullptr ? std::string(" ") + lName : ""), lReturn);
 
     const std::string lAddress = lInterface.mIPAddress.IsEmpty()
                                      ? FindAddress(lInterface.mInterfaceName.GetAsUTFArray())

@@ -1,6 +1,5 @@
 #include "json.h"
 
-#include <cstring>
 #include <limits>
 #include <vector>
 
@@ -65,7 +64,7 @@ Json FromDictionary(CFDictionaryRef aDictionary, const std::string &aKey)
         if (!CFUIsTypeID(lKeys[lIndex], CFStringGetTypeID()))
             continue;
 
-        const std::string lKey    = ToText(static_cast<CFStringRef>(lKeys[lIndex]));
+        const std::string lKey    = CFUText(lKeys[lIndex]);
         const bool        lSecret = lKey == "Value" && IsSecret(aKey);
 
         lObject[lKey] = lSecret ? Json(kMask) : FromCF(lValues[lIndex], lKey);
@@ -113,7 +112,7 @@ CFUSharedRef<CFTypeRef> ToDictionary(const Json &aValue)
 
     for (const auto &lEntry : aValue.items())
     {
-        const auto lKey       = FromText(lEntry.key());
+        const auto lKey       = CFUString(lEntry.key());
         const auto lConverted = ToCF(lEntry.value());
 
         if (!lDictionary || !lKey || !lConverted)
@@ -131,29 +130,6 @@ bool IsSecret(const std::string &aKey)
         if (aKey == lSecret)
             return true;
     return false;
-}
-
-std::string ToText(CFStringRef aString)
-{
-    if (aString == nullptr)
-        return std::string();
-    if (const char *lText = CFStringGetCStringPtr(aString, kCFStringEncodingUTF8))
-        return lText;
-
-    const CFIndex lSize = CFStringGetMaximumSizeForEncoding(CFStringGetLength(aString), kCFStringEncodingUTF8) + 1;
-    std::string   lBuffer(static_cast<std::size_t>(lSize), '\0');
-
-    if (!CFStringGetCString(aString, lBuffer.data(), lSize, kCFStringEncodingUTF8))
-        return std::string();
-
-    lBuffer.resize(strlen(lBuffer.data()));
-    return lBuffer;
-}
-
-CFUSharedRef<CFStringRef> FromText(const std::string &aText)
-{
-    return CFUAdopt(CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8 *>(aText.data()),
-                                            static_cast<CFIndex>(aText.size()), kCFStringEncodingUTF8, false));
 }
 
 CFUSharedRef<CFMutableDictionaryRef> CreateDictionary()
@@ -174,9 +150,9 @@ Json FromCF(CFTypeRef aValue, const std::string &aKey)
     if (IsSecret(aKey))
         return kMask;
     if (lType == CFStringGetTypeID())
-        return ToText(static_cast<CFStringRef>(aValue));
+        return CFUText(aValue);
     if (lType == CFBooleanGetTypeID())
-        return CFBooleanGetValue(static_cast<CFBooleanRef>(aValue)) != 0;
+        return CFUIsTrue(aValue);
     if (lType == CFNumberGetTypeID())
         return FromNumber(static_cast<CFNumberRef>(aValue), aKey);
     if (lType == CFArrayGetTypeID())
@@ -193,7 +169,7 @@ CFUSharedRef<CFTypeRef> ToCF(const Json &aValue)
     if (aValue.is_array())
         return ToArray(aValue);
     if (aValue.is_string())
-        return FromText(aValue.get_ref<const std::string &>());
+        return CFUString(aValue.get_ref<const std::string &>());
     if (aValue.is_boolean())
         return CFUAdopt<CFTypeRef>(CFUBooleanCreate(aValue.get<bool>()));
     if (aValue.is_number())

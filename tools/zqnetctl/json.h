@@ -9,7 +9,7 @@
 #ifndef ZQNETCTL_JSON_H
 #define ZQNETCTL_JSON_H
 
-#include <CFUtilities.h>
+#include <CFUValues.h>
 
 #include <nlohmann/json.hpp>
 
@@ -25,12 +25,6 @@ extern const char *const kMask;
 
 /** True for a property, or a field of a credential request, whose value is never shown. */
 bool IsSecret(const std::string &aKey);
-
-/** The text as UTF-8; empty for null. */
-std::string ToText(CFStringRef aString);
-
-/** A string from UTF-8; null when it is not UTF-8 or memory is exhausted. */
-CFUSharedRef<CFStringRef> FromText(const std::string &aText);
 
 /** An empty dictionary that holds references to what is set in it; null when memory is exhausted. */
 CFUSharedRef<CFMutableDictionaryRef> CreateDictionary();

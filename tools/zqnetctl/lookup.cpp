@@ -11,15 +11,14 @@ zqError FindService(Manager &aManager, const std::string &aWord, zqSharedPtr<Ser
     zqSharedPtr<Service>      lSegment;
     zqSharedPtr<Service>      lNamed;
     int                       lNumNamed = 0;
-    const zqError             lError    = aManager.GetServices(lServices);
+    const zqError             lReturn   = aManager.GetServices(lServices);
 
-    if (lError != zqError_None)
-        return lError;
+    if (lReturn != zqError_None)
+        return lReturn;
 
-    for (int lIndex = 0; lIndex < lServices.GetNumElements(); lIndex++)
+    for (const Service *lService : lServices)
     {
-        const auto        lService = lServices.GetElement(lIndex);
-        const std::string lPath    = ToText(lService->GetPath().Get());
+        const std::string lPath = CFUText(lService->GetPath());
 
         if (lPath == aWord)
         {
@@ -30,7 +29,7 @@ zqError FindService(Manager &aManager, const std::string &aWord, zqSharedPtr<Ser
         if (GetLastSegment(lPath) == aWord)
             lSegment = lService;
 
-        if (ToText(lService->GetName().Get()) == aWord && lNumNamed++ == 0)
+        if (CFUText(lService->GetName()) == aWord && lNumNamed++ == 0)
             lNamed = lService;
     }
 

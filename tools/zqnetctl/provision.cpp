@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The commands that change stored networks.
+ */
+
 #include "commands.h"
 #include "output.h"
 #include "prompt.h"
@@ -16,11 +21,6 @@ constexpr const char *kExtendedPANID = "ExtendedPANID";
 /** Only groups of this prefix are read back from the file. */
 constexpr const char *kPrefix = "service_";
 
-const std::vector<std::string> &GetArguments(const Session &aSession)
-{
-    return aSession.GetOptions().mArguments;
-}
-
 /**
  *  The value of a property from its text: a string, or an unsigned number for
  *  an extended PAN ID. "-" for a secret asks for it.
@@ -35,7 +35,7 @@ CFUSharedRef<CFTypeRef> ToValue(Prompt &aPrompt, const std::string &aKey, std::s
         return nullptr;
 
     if (aKey != kExtendedPANID)
-        return FromText(aText);
+        return CFUString(aText);
     if (!ParseUnsigned(aText, lNumber))
         return nullptr;
     return CFUAdopt<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &lNumber));
@@ -48,12 +48,6 @@ ExitStatus Finish(Session &aSession, const std::string &aSubject, zqError anErro
                     anError != zqError_None ? anError : aSession.GetManager().GetProvisionsError());
 }
 
-ExitStatus RefuseUsage(Session &aSession, const std::string &aProblem)
-{
-    Complain(aSession.GetOptions().mCommand, aProblem);
-    return kExitUsage;
-}
-
 /** Add one "KEY=VALUE" to a record. @returns what is wrong with it, or nothing. */
 std::string AddToRecord(Prompt &aPrompt, const std::string &aWord, CFMutableDictionaryRef aRecord)
 {
@@ -63,7 +57,7 @@ std::string AddToRecord(Prompt &aPrompt, const std::string &aWord, CFMutableDict
         return "an argument is not KEY=VALUE";
 
     const std::string lName  = aWord.substr(0, lEqual);
-    const auto        lKey   = FromText(lName);
+    const auto        lKey   = CFUString(lName);
     const auto        lValue = ToValue(aPrompt, lName, aWord.substr(lEqual + 1));
 
     if (!lKey || !lValue)
@@ -77,10 +71,10 @@ std::string AddToRecord(Prompt &aPrompt, const std::string &aWord, CFMutableDict
 ExitStatus Change(Session &aSession, const std::function<zqError(const Provision &aProvision)> &aChange)
 {
     zqSharedPtr<Provision> lProvision;
-    const std::string     &lIdentifier = GetArguments(aSession)[0];
-    const zqError lError = aSession.GetManager().ManagerLookupProvisionIdentifier(FromText(lIdentifier), lProvision);
+    const std::string     &lIdentifier = aSession.GetArguments()[0];
+    const zqError lReturn = aSession.GetManager().ManagerLookupProvisionIdentifier(CFUString(lIdentifier), lProvision);
 
-    return Finish(aSession, " " + lIdentifier, lError != zqError_None ? lError : aChange(*lProvision));
+    return Finish(aSession, " " + lIdentifier, lReturn != zqError_None ? lReturn : aChange(*lProvision));
 }
 
 } // namespace
@@ -94,15 +88,15 @@ ExitStatus CreateProvision(Session &aSession)
     if (!lRecord)
         return Finish(aSession, "", zqError_NoResources);
 
-    for (const std::string &lWord : GetArguments(aSession))
+    for (const std::string &lWord : aSession.GetArguments())
         if (const std::string lProblem = AddToRecord(lPrompt, lWord, lRecord.Get()); !lProblem.empty())
-            return RefuseUsage(aSession, lProblem);
+            return aSession.RefuseUsage(lProblem);
 
-    const auto        lFound      = CFDictionaryGetValue(lRecord.Get(), FromText(kIdentifier).Get());
-    const std::string lIdentifier = ToText(static_cast<CFStringRef>(lFound));
+    const auto        lFound      = CFDictionaryGetValue(lRecord.Get(), CFUString(kIdentifier).Get());
+    const std::string lIdentifier = CFUText(lFound);
 
     if (lIdentifier.rfind(kPrefix, 0) != 0 || lIdentifier == kPrefix)
-        return RefuseUsage(aSession, "ProvisionIdentifier=service_NAME is needed");
+        return aSession.RefuseUsage("ProvisionIdentifier=service_NAME is needed");
 
     return Finish(aSession, " " + lIdentifier, aSession.GetManager().ProvisionCreate(lRecord, lProvision));
 }
@@ -110,12 +104,12 @@ ExitStatus CreateProvision(Session &aSession)
 ExitStatus SetProvisionProperty(Session &aSession)
 {
     Prompt             lPrompt(aSession.GetInbox());
-    const std::string &lName  = GetArguments(aSession)[1];
-    const auto         lKey   = FromText(lName);
-    const auto         lValue = ToValue(lPrompt, lName, GetArguments(aSession)[2]);
+    const std::string &lName  = aSession.GetArguments()[1];
+    const auto         lKey   = CFUString(lName);
+    const auto         lValue = ToValue(lPrompt, lName, aSession.GetArguments()[2]);
 
     if (!lKey || !lValue || lName == kIdentifier)
-        return RefuseUsage(aSession, lName + ": no value that can be used");
+        return aSession.RefuseUsage(lName + ": no value that can be used");
 
     return Change(aSession, [&](const Provision &aProvision)
                   { return aSession.GetManager().ProvisionSetProperty(aProvision, lKey, lValue); });
@@ -125,7 +119,7 @@ ExitStatus ClearProvisionProperty(Session &aSession)
 {
     return Change(
         aSession, [&](const Provision &aProvision)
-        { return aSession.GetManager().ProvisionClearProperty(aProvision, FromText(GetArguments(aSession)[1])); });
+        { return aSession.GetManager().ProvisionClearProperty(aProvision, CFUString(aSession.GetArguments()[1])); });
 }
 
 ExitStatus RemoveProvision(Session &aSession)

@@ -42,7 +42,7 @@ bool IsOnBus(const char *aName)
 }
 
 Session::Session(const Options &anOptions)
-    : mOptions(anOptions), mReporter([this](Json anEvent) { mInbox.Post(std::move(anEvent)); })
+    : mOptions(anOptions), mReporter(NewEventReporter([this](Json anEvent) { mInbox.Post(std::move(anEvent)); }))
 {
 }
 
@@ -61,15 +61,15 @@ ExitStatus Session::Open(bool aDaemonNeeded)
     std::promise<zqError> lCreated;
     std::future<zqError>  lResult = lCreated.get_future();
 
-    if (const zqError lError = mInbox.Open(); lError != zqError_None)
-        return Complain(mOptions.mCommand, lError);
+    if (const zqError lReturn = mInbox.Open(); lReturn != zqError_None)
+        return Complain(mOptions.mCommand, lReturn);
 
     zqConnMan::SetDecoding(mOptions.mExact ? zqConnMan::kDecodingExact : zqConnMan::kDecodingTolerant);
     mLoop = std::thread(&Session::RunLoop, this, std::move(lCreated));
 
-    if (const zqError lError = lResult.get(); lError != zqError_None)
+    if (const zqError lReturn = lResult.get(); lReturn != zqError_None)
     {
-        Complain(mOptions.mCommand, "the system bus cannot be used: " + DescribeError(lError));
+        Complain(mOptions.mCommand, "the system bus cannot be used: " + DescribeError(lReturn));
         return kExitAbsent;
     }
 
@@ -81,18 +81,18 @@ ExitStatus Session::Open(bool aDaemonNeeded)
 
 void Session::RunLoop(std::promise<zqError> aCreated)
 {
-    zqError lError = zqError_None;
+    zqError lReturn = zqError_None;
 
-    mManager.reset(zq::NetworkManager::CreateManager(lError, nullptr));
+    mManager.reset(zq::NetworkManager::CreateManager(lReturn, nullptr));
     if (mManager == nullptr)
-        return aCreated.set_value(lError);
+        return aCreated.set_value(lReturn);
 
     // Observing before the loop runs: no change can overtake the replay of what is there.
-    lError = mManager->AddObserver(&mReporter);
-    aCreated.set_value(lError);
+    lReturn = mManager->AddObserver(mReporter.get());
+    aCreated.set_value(lReturn);
 
     mManager->Run();
-    (void)mManager->RemoveObserver(&mReporter);
+    (void)mManager->RemoveObserver(mReporter.get());
     mManager.reset();
 }
 

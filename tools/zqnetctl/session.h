@@ -49,17 +49,26 @@ public:
     Inbox         &GetInbox() { return mInbox; }
     const Options &GetOptions() const { return mOptions; }
 
+    const std::vector<std::string> &GetArguments() const { return mOptions.mArguments; }
+
+    /** Complain of the command line. */
+    ExitStatus RefuseUsage(const std::string &aProblem) const
+    {
+        Complain(mOptions.mCommand, aProblem);
+        return kExitUsage;
+    }
+
 private:
     void       RunLoop(std::promise<zqError> aCreated);
     ExitStatus FindDaemon();
     bool       AwaitLoad();
 
-    const Options           &mOptions;
-    Inbox                    mInbox;
-    EventReporter            mReporter;
-    bool                     mComplete = false;
-    std::unique_ptr<Manager> mManager; // made and deleted on the loop's thread
-    std::thread              mLoop;
+    const Options                                            &mOptions;
+    Inbox                                                     mInbox;
+    const std::unique_ptr<zq::NetworkManager::Observer::Base> mReporter;
+    bool                                                      mComplete = false;
+    std::unique_ptr<Manager>                                  mManager; // made and deleted on the loop's thread
+    std::thread                                               mLoop;
 };
 
 } // namespace zqnetctl

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The commands that show what there is.
+ */
+
 #include "commands.h"
 #include "describe.h"
 #include "output.h"
@@ -70,10 +75,10 @@ ExitStatus Show(Session &aSession, Getter<T> aGet, std::vector<std::string> aHea
 {
     const Options      &lOptions = aSession.GetOptions();
     zqRefObjectArray<T> lObjects;
-    const zqError       lError = (aSession.GetManager().*aGet)(lObjects);
+    const zqError       lReturn = (aSession.GetManager().*aGet)(lObjects);
 
-    if (lError != zqError_None)
-        return Complain(lOptions.mCommand, lError);
+    if (lReturn != zqError_None)
+        return Complain(lOptions.mCommand, lReturn);
 
     return Finish(aSession, PrintObjects(ToJson(lObjects), lOptions.mJson, std::move(aHeading), aMaker));
 }
@@ -82,8 +87,8 @@ ExitStatus Show(Session &aSession, Getter<T> aGet, std::vector<std::string> aHea
 
 ExitStatus ShowState(Session &aSession)
 {
-    Json          lProperties = Json::object();
-    EventReporter lReporter(
+    Json       lProperties = Json::object();
+    const auto lReporter   = NewEventReporter(
         [&](const Json &anEvent)
         {
             if (anEvent["event"] == "PropertiesChanged")
@@ -91,8 +96,8 @@ ExitStatus ShowState(Session &aSession)
         });
 
     // The manager's dictionary is its loop's: this is how another thread has its contents.
-    if (const zqError lError = aSession.GetManager().Notify(&lReporter); lError != zqError_None)
-        return Complain(aSession.GetOptions().mCommand, lError);
+    if (const zqError lReturn = aSession.GetManager().Notify(lReporter.get()); lReturn != zqError_None)
+        return Complain(aSession.GetOptions().mCommand, lReturn);
     if (aSession.GetOptions().mJson)
         return Finish(aSession, PrintLine(lProperties));
 
@@ -118,8 +123,8 @@ ExitStatus ShowServices(Session &aSession)
 ExitStatus ShowProvisions(Session &aSession)
 {
     // A file that may not be read is no error of the log's: who needs none of it is not troubled.
-    if (const zqError lError = aSession.GetManager().GetProvisionsError(); lError != zqError_None)
-        return Complain(aSession.GetOptions().mCommand, lError);
+    if (const zqError lReturn = aSession.GetManager().GetProvisionsError(); lReturn != zqError_None)
+        return Complain(aSession.GetOptions().mCommand, lReturn);
 
     return Show<Provision>(aSession, &Manager::GetProvisions,
                            { "IDENTIFIER", "TYPE", "NAME", "SSID", "SECURITY", "PASSPHRASE" }, ToProvisionRow);

@@ -1,3 +1,8 @@
+/**
+ *  @file
+ *    The commands of the Thread radio.
+ */
+
 #include "action.h"
 #include "commands.h"
 #include "lookup.h"
@@ -28,17 +33,6 @@ constexpr const char *kDaemon      = "com.corvanix.MeshLink";
 constexpr const char *kHexadecimal = "hex:";
 
 constexpr int kPingTimeout = 2000;
-
-const std::vector<std::string> &GetArguments(const Session &aSession)
-{
-    return aSession.GetOptions().mArguments;
-}
-
-ExitStatus RefuseUsage(const Session &aSession, const std::string &aProblem)
-{
-    Complain(aSession.GetOptions().mCommand, aProblem);
-    return kExitUsage;
-}
 
 /** A decimal number, or one that begins with 0x, within bounds; false for anything else. */
 template <typename T>
@@ -136,14 +130,14 @@ zqError ReadProperties(Interface &anInterface, const std::vector<std::string> &a
     for (const std::string &lKey : aKeys)
     {
         CFUSharedRef<const void *> lValue;
-        const zqError              lError = anInterface.GetProperty(zqString(lKey.c_str()), lValue);
+        const zqError              lReturn = anInterface.GetProperty(zqString(lKey.c_str()), lValue);
 
-        if (lError == zqError_None)
+        if (lReturn == zqError_None)
             aProperties[lKey] = FromCF(lValue.Get(), lKey);
-        else if (lError != zqError_Failed || lResult == zqError_None)
-            lResult = lError;
+        else if (lReturn != zqError_Failed || lResult == zqError_None)
+            lResult = lReturn;
 
-        if (lError == zqError_TimedOut || lError == zqError_WrongState)
+        if (lReturn == zqError_TimedOut || lReturn == zqError_WrongState)
             break;
     }
     return aProperties.empty() ? lResult : zqError_None;
@@ -216,27 +210,27 @@ ExitStatus ShowWPANStatus(Session &aSession)
     std::vector<std::string> lKeys;
 
     for (CFStringRef lKey : kKeys)
-        lKeys.push_back(ToText(lKey));
+        lKeys.push_back(CFUText(lKey));
     return ShowProperties(aSession, lKeys);
 }
 
 ExitStatus GetWPANProperty(Session &aSession)
 {
-    return ShowProperties(aSession, GetArguments(aSession));
+    return ShowProperties(aSession, aSession.GetArguments());
 }
 
 ExitStatus SetWPANProperty(Session &aSession)
 {
     Prompt      lPrompt(aSession.GetInbox());
-    const auto &lKey  = GetArguments(aSession)[0];
-    std::string lText = GetArguments(aSession)[1];
+    const auto &lKey  = aSession.GetArguments()[0];
+    std::string lText = aSession.GetArguments()[1];
 
     if (!lPrompt.AskForSecret(lKey, lText))
-        return RefuseUsage(aSession, lKey + ": no value that can be used");
+        return aSession.RefuseUsage(lKey + ": no value that can be used");
 
     const auto lValue = ToValue(lText);
     if (!lValue)
-        return RefuseUsage(aSession, lKey + ": no value that can be used");
+        return aSession.RefuseUsage(lKey + ": no value that can be used");
 
     return PerformCommand(aSession, "setting", "set",
                           [&](Interface &anInterface)
@@ -245,7 +239,7 @@ ExitStatus SetWPANProperty(Session &aSession)
 
 ExitStatus FormWPAN(Session &aSession)
 {
-    const auto &lArguments = GetArguments(aSession);
+    const auto &lArguments = aSession.GetArguments();
     Formation   lFormation;
 
     // Two networks are told apart by this identifier.
@@ -255,7 +249,7 @@ ExitStatus FormWPAN(Session &aSession)
 
     for (std::size_t lIndex = 1; lIndex < lArguments.size(); lIndex++)
         if (const std::string lProblem = lFormation.Parse(lArguments[lIndex]); !lProblem.empty())
-            return RefuseUsage(aSession, lProblem);
+            return aSession.RefuseUsage(lProblem);
 
     return PerformCommand(aSession, "forming", lArguments[0] + " formed",
                           [&](Interface &anInterface)
@@ -279,14 +273,14 @@ ExitStatus ResetWPAN(Session &aSession)
 
 ExitStatus PermitWPANJoin(Session &aSession)
 {
-    const auto    &lArguments = GetArguments(aSession);
+    const auto    &lArguments = aSession.GetArguments();
     int            lSeconds   = 0;
     unsigned short lPort      = 0;
 
     if (!ParseNumber(lArguments[0], -1, 65534, lSeconds))
-        return RefuseUsage(aSession, "SECONDS is -1 to 65534");
+        return aSession.RefuseUsage("SECONDS is -1 to 65534");
     if (lArguments.size() > 1 && !ParseNumber(lArguments[1], 0, 65535, lPort))
-        return RefuseUsage(aSession, "PORT is 0 to 65535");
+        return aSession.RefuseUsage("PORT is 0 to 65535");
 
     return PerformCommand(aSession, "opening", "open for joining",
                           [&](Interface &anInterface) { return anInterface.PermitJoin(lSeconds, lPort); });
@@ -300,11 +294,11 @@ ExitStatus PingWPAN(Session &aSession)
 
 ExitStatus WakeWPAN(Session &aSession)
 {
-    const auto &lArguments = GetArguments(aSession);
+    const auto &lArguments = aSession.GetArguments();
     int         lData      = 0;
 
     if (!lArguments.empty() && !ParseNumber(lArguments[0], 0, 255, lData))
-        return RefuseUsage(aSession, "DATA is 0 to 255");
+        return aSession.RefuseUsage("DATA is 0 to 255");
 
     return PerformCommand(aSession, "waking", "network woken",
                           [&](Interface &anInterface) { return anInterface.BeginNetWake(lData); });
@@ -312,14 +306,14 @@ ExitStatus WakeWPAN(Session &aSession)
 
 ExitStatus AddWPANRoute(Session &aSession)
 {
-    const auto    &lArguments = GetArguments(aSession);
+    const auto    &lArguments = aSession.GetArguments();
     Prefix         lPrefix;
     unsigned short lDomain   = 0;
     short          lPriority = 0;
 
     if (!lPrefix.Parse(lArguments[0]) || (lArguments.size() > 1 && !ParseNumber(lArguments[1], 0, 65535, lDomain)) ||
         (lArguments.size() > 2 && !ParseNumber(lArguments[2], -32768, 32767, lPriority)))
-        return RefuseUsage(aSession, "takes an IPv6 prefix such as fd00::/64, a domain and a priority");
+        return aSession.RefuseUsage("takes an IPv6 prefix such as fd00::/64, a domain and a priority");
 
     return PerformCommand(
         aSession, "adding a route to", "route added",
@@ -329,12 +323,12 @@ ExitStatus AddWPANRoute(Session &aSession)
 
 ExitStatus RemoveWPANRoute(Session &aSession)
 {
-    const auto    &lArguments = GetArguments(aSession);
+    const auto    &lArguments = aSession.GetArguments();
     Prefix         lPrefix;
     unsigned short lDomain = 0;
 
     if (!lPrefix.Parse(lArguments[0]) || (lArguments.size() > 1 && !ParseNumber(lArguments[1], 0, 65535, lDomain)))
-        return RefuseUsage(aSession, "takes an IPv6 prefix such as fd00::/64, and a domain");
+        return aSession.RefuseUsage("takes an IPv6 prefix such as fd00::/64, and a domain");
 
     return PerformCommand(aSession, "removing a route from", "route removed",
                           [&](Interface &anInterface)
