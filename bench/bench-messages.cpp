@@ -10,7 +10,7 @@ namespace zq::Bench
 namespace
 {
 
-/** Appends what a daemon of today says about a Wi-Fi service. */
+/** Appends to a message or to one of its containers. */
 class Writer
 {
 public:
@@ -27,13 +27,7 @@ public:
     }
 
     void Basic(int aType, const void *aValue) { Require(dbus_message_iter_append_basic(mIterator, aType, aValue)); }
-    void Text(const char *aText) { Basic(DBUS_TYPE_STRING, &aText); }
-    void Path(const std::string &aPath)
-    {
-        const char *const lPath = aPath.c_str();
-
-        Basic(DBUS_TYPE_OBJECT_PATH, &lPath);
-    }
+    void Text(const char *aText, int aType = DBUS_TYPE_STRING) { Basic(aType, &aText); }
 
     template <typename F>
     void Entry(const char *aName, const char *aSignature, F aFill)
@@ -60,50 +54,38 @@ public:
 
     void List(const char *aName, std::initializer_list<const char *> aTexts)
     {
-        Entry(aName, "as",
-              [&](Writer aVariant)
-              {
-                  aVariant.In(DBUS_TYPE_ARRAY, "s",
-                              [&](Writer anArray)
-                              {
-                                  for (const char *lText : aTexts)
-                                      anArray.Text(lText);
-                              });
-              });
+        const auto lFill = [&](Writer anArray)
+        {
+            for (const char *lText : aTexts)
+                anArray.Text(lText);
+        };
+
+        Entry(aName, "as", [&](Writer aVariant) { aVariant.In(DBUS_TYPE_ARRAY, "s", lFill); });
     }
 
     void Dictionary(const char *aName, std::initializer_list<std::pair<const char *, const char *>> anEntries)
     {
-        Entry(aName, "a{sv}",
-              [&](Writer aVariant)
-              {
-                  aVariant.In(DBUS_TYPE_ARRAY, "{sv}",
-                              [&](Writer anArray)
-                              {
-                                  for (const auto &lEntry : anEntries)
-                                      anArray.Entry(lEntry.first, lEntry.second);
-                              });
-              });
-    }
+        const auto lFill = [&](Writer anArray)
+        {
+            for (const auto &lEntry : anEntries)
+                anArray.Entry(lEntry.first, lEntry.second);
+        };
 
-    static void Require(dbus_bool_t aResult)
-    {
-        if (!aResult)
-            std::abort();
+        Entry(aName, "a{sv}", [&](Writer aVariant) { aVariant.In(DBUS_TYPE_ARRAY, "{sv}", lFill); });
     }
 
 private:
     DBusMessageIter *mIterator;
 };
 
-void AppendService(Writer aProperties, int anIndex)
+void AppendService(Writer aProperties, int anIndex, const char *aState)
 {
     const std::string   lName     = "Network " + std::to_string(anIndex);
     const unsigned char lStrength = static_cast<unsigned char>(anIndex % 100);
 
     aProperties.Entry("Type", "wifi");
     aProperties.List("Security", { "psk" });
-    aProperties.Entry("State", "idle");
+    aProperties.Entry("State", aState);
     aProperties.Entry("Strength", "y", [&](Writer aVariant) { aVariant.Basic(DBUS_TYPE_BYTE, &lStrength); });
     aProperties.Entry("Favorite", false);
     aProperties.Entry("Immutable", false);
@@ -115,12 +97,9 @@ void AppendService(Writer aProperties, int anIndex)
     aProperties.Dictionary("IPv4.Configuration", { { "Method", "dhcp" } });
     aProperties.Dictionary("IPv6", {});
     aProperties.Dictionary("IPv6.Configuration", { { "Method", "auto" }, { "Privacy", "disabled" } });
-    aProperties.List("Nameservers", {});
-    aProperties.List("Nameservers.Configuration", {});
-    aProperties.List("Timeservers", {});
-    aProperties.List("Timeservers.Configuration", {});
-    aProperties.List("Domains", {});
-    aProperties.List("Domains.Configuration", {});
+    for (const char *lList : { "Nameservers", "Nameservers.Configuration", "Timeservers", "Timeservers.Configuration",
+                               "Domains", "Domains.Configuration" })
+        aProperties.List(lList, {});
     aProperties.Dictionary("Proxy", { { "Method", "direct" } });
     aProperties.Dictionary("Proxy.Configuration", {});
     aProperties.Entry("mDNS", false);
@@ -129,87 +108,27 @@ void AppendService(Writer aProperties, int anIndex)
 }
 
 template <typename F>
-void AppendObjects(Writer anArguments, int aCount, F anAppendProperties)
+void AppendObjects(DBusMessage *aMessage, int aCount, F aFill)
 {
-    anArguments.In(DBUS_TYPE_ARRAY, "(oa{sv})",
-                   [&](Writer aSet)
-                   {
-                       for (int lIndex = 0; lIndex < aCount; ++lIndex)
-                           aSet.In(DBUS_TYPE_STRUCT, nullptr,
-                                   [&](Writer anObject)
-                                   {
-                                       anObject.Path(ServicePath(lIndex));
-                                       anObject.In(DBUS_TYPE_ARRAY, "{sv}",
-                                                   [&](Writer aProperties)
-                                                   { anAppendProperties(aProperties, lIndex); });
-                                   });
-                   });
-}
-
-/** As it comes from the bus: in one piece. */
-Message Received(Message aMessage)
-{
-    char *lBytes  = nullptr;
-    int   lLength = 0;
-
-    dbus_message_set_serial(aMessage.get(), 1);
-    Writer::Require(dbus_message_marshal(aMessage.get(), &lBytes, &lLength));
-
-    Message lReceived(dbus_message_demarshal(lBytes, lLength, nullptr));
-
-    dbus_free(lBytes);
-    Writer::Require(lReceived != nullptr);
-    return lReceived;
-}
-
-template <typename F>
-Message MakeSignal(int aCount, F anAppendProperties)
-{
-    Message         lMessage(dbus_message_new_signal("/", "net.connman.Manager", "ServicesChanged"));
     DBusMessageIter lIterator;
 
-    dbus_message_iter_init_append(lMessage.get(), &lIterator);
-    AppendObjects(Writer(&lIterator), aCount, anAppendProperties);
-    Writer(&lIterator).In(DBUS_TYPE_ARRAY, "o", [](Writer) {});
-
-    return Received(std::move(lMessage));
+    dbus_message_iter_init_append(aMessage, &lIterator);
+    Writer(&lIterator)
+        .In(DBUS_TYPE_ARRAY, "(oa{sv})",
+            [&](Writer aSet)
+            {
+                for (int lIndex = 0; lIndex < aCount; ++lIndex)
+                    aSet.In(DBUS_TYPE_STRUCT, nullptr,
+                            [&](Writer anObject)
+                            {
+                                anObject.Text(ServicePath(lIndex).c_str(), DBUS_TYPE_OBJECT_PATH);
+                                anObject.In(DBUS_TYPE_ARRAY, "{sv}",
+                                            [&](Writer aProperties) { aFill(aProperties, lIndex); });
+                            });
+            });
 }
 
-} // namespace
-
-std::string ServicePath(int anIndex)
-{
-    return "/net/connman/service/wifi_020000000001_" + std::to_string(100000 + anIndex) + "_managed_psk";
-}
-
-Message MakeServices(int aCount)
-{
-    Message         lMessage(dbus_message_new(DBUS_MESSAGE_TYPE_METHOD_RETURN));
-    DBusMessageIter lIterator;
-
-    Writer::Require(dbus_message_set_reply_serial(lMessage.get(), 1));
-    dbus_message_iter_init_append(lMessage.get(), &lIterator);
-    AppendObjects(Writer(&lIterator), aCount, AppendService);
-
-    return Received(std::move(lMessage));
-}
-
-Message MakeServicesChanged(int aCount, int aChangedCount)
-{
-    return MakeSignal(aCount,
-                      [aChangedCount](Writer aProperties, int anIndex)
-                      {
-                          if (anIndex < aChangedCount)
-                              aProperties.Entry("State", "ready");
-                      });
-}
-
-Message MakeServicesAdded(int aCount)
-{
-    return MakeSignal(aCount, AppendService);
-}
-
-void WalkRaw(DBusMessageIter &anIterator)
+void Walk(DBusMessageIter &anIterator)
 {
     int lType = DBUS_TYPE_INVALID;
 
@@ -220,25 +139,81 @@ void WalkRaw(DBusMessageIter &anIterator)
             DBusMessageIter lInner;
 
             dbus_message_iter_recurse(&anIterator, &lInner);
-            WalkRaw(lInner);
+            Walk(lInner);
         }
         else
         {
             DBusBasicValue lValue;
 
             dbus_message_iter_get_basic(&anIterator, &lValue);
-            benchmark::DoNotOptimize(lValue);
         }
         (void)dbus_message_iter_next(&anIterator);
     }
 }
 
-void WalkRaw(DBusMessage *aMessage)
+} // namespace
+
+void Require(bool aCondition)
+{
+    if (!aCondition)
+        std::abort();
+}
+
+std::string ServicePath(int anIndex)
+{
+    return "/net/connman/service/wifi_020000000001_" + std::to_string(100000 + anIndex) + "_managed_psk";
+}
+
+void AppendProperties(DBusMessage *aMessage, int anIndex, const char *aState)
+{
+    DBusMessageIter lIterator;
+
+    dbus_message_iter_init_append(aMessage, &lIterator);
+    Writer(&lIterator)
+        .In(DBUS_TYPE_ARRAY, "{sv}", [=](Writer aProperties) { AppendService(aProperties, anIndex, aState); });
+}
+
+void AppendServices(DBusMessage *aMessage, int aCount)
+{
+    AppendObjects(aMessage, aCount,
+                  [](Writer aProperties, int anIndex) { AppendService(aProperties, anIndex, "idle"); });
+}
+
+void AppendChanges(DBusMessage *aMessage, int aCount, int aChangedCount, const char *aState)
+{
+    DBusMessageIter lIterator;
+
+    AppendObjects(aMessage, aCount,
+                  [=](Writer aProperties, int anIndex)
+                  {
+                      if (anIndex < aChangedCount)
+                          aProperties.Entry("State", aState);
+                  });
+    dbus_message_iter_init_append(aMessage, &lIterator);
+    Writer(&lIterator).In(DBUS_TYPE_ARRAY, "o", [](Writer) {});
+}
+
+Message Received(Message aMessage)
+{
+    char *lBytes  = nullptr;
+    int   lLength = 0;
+
+    dbus_message_set_serial(aMessage.get(), 1);
+    Require(dbus_message_marshal(aMessage.get(), &lBytes, &lLength));
+
+    Message lReceived(dbus_message_demarshal(lBytes, lLength, nullptr));
+
+    dbus_free(lBytes);
+    Require(lReceived != nullptr);
+    return lReceived;
+}
+
+void Walk(DBusMessage *aMessage)
 {
     DBusMessageIter lIterator;
 
     if (dbus_message_iter_init(aMessage, &lIterator))
-        WalkRaw(lIterator);
+        Walk(lIterator);
 }
 
 } // namespace zq::Bench

@@ -1,17 +1,23 @@
-// The whole way: a signal from the bus through client, manager and model to an
-// observer, against a bare connection that receives the same signal and walks
-// it; and the model's look-up.
+// What a user pays: a manager that is made, and one that is kept current, against
+// a bare connection that makes the same calls, receives the same signals, and
+// walks each of them once.
 
 #include "zq-bench.h"
 
-#include <fakeconnman.h>
 #include <privatebus.h>
-#include <waituntil.h>
 
 #include <zqdbus.h>
 #include <zqnetworkmanager.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <list>
+#include <thread>
+#include <vector>
+
+#include <unistd.h>
 
 namespace zq::Bench
 {
@@ -19,42 +25,51 @@ namespace zq::Bench
 namespace
 {
 
-constexpr int kBurst = 200;
+constexpr int         kBurst   = 200;
+constexpr const char *kService = "net.connman.Service";
 
-void Require(bool aCondition)
-{
-    if (!aCondition)
-        std::abort();
-}
-
-class Counter final : public NetworkManager::Observer::Default
+/** A connection that does what cannot be done without. */
+class Bare
 {
 public:
-    void ServiceChanged(NetworkManager::Manager *, NetworkManager::Service *, CFDictionaryRef) override { ++mCount; }
-
-    int mCount = 0;
-};
-
-/** A connection that does with a signal what cannot be done without. */
-class BareConnection
-{
-public:
-    explicit BareConnection(const std::string &anAddress)
-        : mConnection(dbus_connection_open_private(anAddress.c_str(), nullptr))
+    Bare() : mConnection(dbus_connection_open_private(Mock::SystemBus().GetAddress().c_str(), nullptr))
     {
         Require(mConnection != nullptr && dbus_bus_register(mConnection, nullptr));
         dbus_connection_set_exit_on_disconnect(mConnection, FALSE);
-        dbus_bus_add_match(
-            mConnection, "type='signal',sender='net.connman',interface='net.connman.Service',member='PropertyChanged'",
-            nullptr);
+        dbus_bus_add_match(mConnection, "type='signal',sender='net.connman'", nullptr);
         Require(dbus_connection_add_filter(mConnection, Handle, this, nullptr));
         dbus_connection_flush(mConnection);
     }
 
-    ~BareConnection()
+    ~Bare()
     {
         dbus_connection_close(mConnection);
         dbus_connection_unref(mConnection);
+    }
+
+    Bare(const Bare &)            = delete;
+    Bare &operator=(const Bare &) = delete;
+
+    void Call(const char *aPath, const char *anInterface, const char *aMethod)
+    {
+        const Message lCall(dbus_message_new_method_call("net.connman", aPath, anInterface, aMethod));
+        const Message lReply(dbus_connection_send_with_reply_and_block(mConnection, lCall.get(), -1, nullptr));
+
+        Require(lReply != nullptr);
+        Walk(lReply.get());
+    }
+
+    void CallEach(int aCount, const char *aMethod)
+    {
+        for (int lIndex = 0; lIndex < aCount; ++lIndex)
+            Call(ServicePath(lIndex).c_str(), kService, aMethod);
+    }
+
+    void Load(int aCount)
+    {
+        for (const char *lMethod : { "GetProperties", "GetServices", "GetTechnologies" })
+            Call("/", "net.connman.Manager", lMethod);
+        CallEach(aCount, "GetProperties");
     }
 
     void Receive(int aCount)
@@ -64,14 +79,20 @@ public:
             Require(dbus_connection_read_write_dispatch(mConnection, -1));
     }
 
+    std::function<void(DBusMessage *)> mReceived = [](DBusMessage *) {};
+
 private:
     static DBusHandlerResult Handle(DBusConnection *, DBusMessage *aMessage, void *aThis)
     {
-        if (!dbus_message_is_signal(aMessage, "net.connman.Service", "PropertyChanged"))
+        auto *const lThis = static_cast<Bare *>(aThis);
+
+        if (!dbus_message_has_member(aMessage, "PropertyChanged") &&
+            !dbus_message_has_member(aMessage, "ServicesChanged"))
             return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
 
-        WalkRaw(aMessage);
-        ++static_cast<BareConnection *>(aThis)->mCount;
+        Walk(aMessage);
+        ++lThis->mCount;
+        lThis->mReceived(aMessage);
         return DBUS_HANDLER_RESULT_HANDLED;
     }
 
@@ -79,118 +100,330 @@ private:
     int             mCount = 0;
 };
 
-/** A manager that follows a fake daemon with so many services; driven by hand. */
+/** An observer that stops the manager when it has seen enough. */
+class Counter final : public NetworkManager::Observer::Default
+{
+public:
+    void ServiceChanged(NetworkManager::Manager *aManager, NetworkManager::Service *, CFDictionaryRef aChanged) override
+    {
+        mReceived(aChanged);
+        if (--mLeft == 0)
+            Require(aManager->Stop() == 0);
+    }
+
+    int                                  mLeft     = 0;
+    std::function<void(CFDictionaryRef)> mReceived = [](CFDictionaryRef) {};
+};
+
+/** A manager that follows the daemon with so many services. */
 class Model
 {
 public:
     explicit Model(int aCount)
     {
-        Mock::FakeConnMan::Objects lServices;
-        zqError                    lError = 0;
-
-        for (int lIndex = 0; lIndex < aCount; ++lIndex)
-            lServices.emplace_back(ServicePath(lIndex), Mock::FakeConnMan::WiFiService("Network"));
-        mFake.AddServices(lServices);
-        Require(Mock::SystemBus().Start() && mFake.Appear() && mQueue.Init() == 0);
-
-        mManager.reset(NetworkManager::CreateManager(lError, &mQueue));
-        Require(lError == 0 && mManager->AddObserver(&mCounter) == 0);
-        Require(mManager->FindService(Path(aCount - 1).Get()).Get() != nullptr);
+        Daemon::Tell(Daemon::kCount, aCount);
+        Require(mQueue.Init() == 0);
+        Make();
+        Require(mManager->AddObserver(&mCounter) == 0);
+        Require(FindFirst() != nullptr);
     }
 
     ~Model() { (void)mManager->RemoveObserver(&mCounter); }
+    Model(const Model &)            = delete;
+    Model &operator=(const Model &) = delete;
 
-    static CFUSharedRef<CFStringRef> Path(int anIndex)
+    void Make()
     {
-        return CFUAdopt(CFStringCreateWithCString(nullptr, ServicePath(anIndex).c_str(), kCFStringEncodingUTF8));
+        zqError lError = 0;
+
+        mManager.reset(NetworkManager::CreateManager(lError, &mQueue));
+        Require(lError == 0 && mManager != nullptr);
     }
 
-    /** Let the daemon send a burst, and wait until the bus has passed it on. */
-    void Emit(int aCount)
+    zqSharedPtr<NetworkManager::Service> FindFirst() const
     {
-        for (int lIndex = 0; lIndex < kBurst; ++lIndex)
-            mFake.Emit(ServicePath(lIndex * 7919 % aCount), Mock::FakeConnMan::kService, "PropertyChanged",
-                       "('Strength', <byte " + std::to_string(++mStrength % 100) + ">)");
-        mFake.Flush();
+        return mManager->FindService(
+            CFUAdopt(CFStringCreateWithCString(nullptr, ServicePath(0).c_str(), kCFStringEncodingUTF8)).Get());
     }
 
-    void Receive()
+    void Receive(int aCount)
     {
-        zqDBus *const lDBus = zqDBus::GetGlobalDefaultInstance();
-
-        mCounter.mCount = 0;
-        while (mCounter.mCount < kBurst)
-        {
-            unsigned int lCount       = 0;
-            PRPollDesc  *lDescriptors = lDBus->GetPollDescriptors(lCount, nullptr);
-
-            Require(PR_Poll(lDescriptors, lCount, PR_INTERVAL_NO_TIMEOUT) >= 0);
-            (void)lDBus->HandleEvents(lDescriptors);
-        }
+        mCounter.mLeft = aCount;
+        mManager->Run();
     }
 
-    NetworkManager::Manager &Get() { return *mManager; }
-
-private:
     zqEventQueue                             mQueue;
-    Mock::FakeConnMan                        mFake;
     Counter                                  mCounter;
     std::unique_ptr<NetworkManager::Manager> mManager;
-    int                                      mStrength = 0;
 };
 
-void PropertyChanged(benchmark::State &aState)
+void MeasureStart(int aCount)
 {
-    const int      lCount = static_cast<int>(aState.range(0));
-    Model          lModel(lCount);
-    BareConnection lBare(Mock::SystemBus().GetAddress());
+    Daemon::Tell(Daemon::kCount, aCount);
 
-    Compare(
-        aState, "property to observer", lCount, kBurst,
-        [&]
-        {
-            lModel.Emit(lCount);
-            return Elapsed([&] { lBare.Receive(kBurst); });
-        },
-        [&] { return Elapsed([&] { lModel.Receive(); }); });
+    Bare                                     lBare;
+    zqEventQueue                             lQueue;
+    std::unique_ptr<NetworkManager::Manager> lManager;
+
+    Require(lQueue.Init() == 0);
+    Compare("start", aCount, aCount, { [&] { lBare.Load(aCount); } },
+            { [&]
+              {
+                  zqError lError = 0;
+
+                  lManager.reset(NetworkManager::CreateManager(lError, &lQueue));
+                  Require(lError == 0);
+              },
+              [&] { lManager.reset(); }, [&] { lManager.reset(); } });
 }
 
-/** Against a model of ten services. */
-void FindService(benchmark::State &aState)
+void MeasureChangeSet(int aCount)
 {
-    const int                              lCount = static_cast<int>(aState.range(0));
-    Model                                  lModel(lCount);
-    std::vector<CFUSharedRef<CFStringRef>> lFew;
-    std::vector<CFUSharedRef<CFStringRef>> lMany;
+    Model lModel(aCount);
+    Bare  lBare;
 
-    for (int lIndex = 0; lIndex < kBurst; ++lIndex)
-    {
-        lFew.push_back(Model::Path(lIndex % 10));
-        lMany.push_back(Model::Path(lIndex * 7919 % lCount));
-    }
+    Compare("change-set", aCount, aCount,
+            { [&]
+              {
+                  lBare.Receive(1);
+                  lBare.CallEach(aCount, "GetProperties");
+              },
+              [=] { Daemon::Tell(Daemon::kChange, aCount); } },
+            { [&] { lModel.Receive(aCount); } });
+}
 
-    const auto lFind = [&](const std::vector<CFUSharedRef<CFStringRef>> &aPaths)
+void MeasureSignal(int aCount)
+{
+    Model lModel(aCount);
+    Bare  lBare;
+
+    Compare("signal", aCount, kBurst, { [&] { lBare.Receive(kBurst); }, [] { Daemon::Tell(Daemon::kEmit, kBurst); } },
+            { [&] { lModel.Receive(kBurst); } });
+}
+
+/** One signal at a time, each of which wakes the loop; the calls count one that asks for the next. */
+void MeasureWake()
+{
+    std::unique_ptr<Model> lModel;
+    std::unique_ptr<Bare>  lBare;
+    std::vector<double>    lFloor, lWork;
+
+    const auto lNext = [](std::vector<double> &aTimes, const char *aText)
     {
-        return Elapsed(
-            [&]
-            {
-                for (const auto &lPath : aPaths)
-                    Require(lModel.Get().FindService(lPath.Get()).Get() != nullptr);
-            });
+        if (gCounting == Counting::Times)
+            aTimes.push_back(Nanoseconds(CLOCK_MONOTONIC) - std::atof(aText));
+        Daemon::Send(Daemon::kStamp, 1);
+    };
+    const auto lNextOfBare = [&](DBusMessage *aSignal)
+    {
+        DBusMessageIter lIterator, lVariant;
+        const char     *lText = nullptr;
+
+        Require(dbus_message_iter_init(aSignal, &lIterator) && dbus_message_iter_next(&lIterator));
+        dbus_message_iter_recurse(&lIterator, &lVariant);
+        dbus_message_iter_get_basic(&lVariant, &lText);
+        lNext(lFloor, lText);
+    };
+    const auto lNextOfModel = [&](CFDictionaryRef aChanged)
+    {
+        const auto lName =
+            static_cast<CFStringRef>(CFDictionaryGetValue(aChanged, NetworkManager::kServicePropertyName));
+
+        lNext(lWork, CFStringGetCStringPtr(lName, kCFStringEncodingUTF8));
     };
 
-    Compare(
-        aState, "look-up in the model", lCount, kBurst, [&] { return lFind(lFew); }, [&] { return lFind(lMany); });
+    Daemon::Tell(Daemon::kCount, 10);
+    Compare("wake", 10, kBurst,
+            { [&] { lBare->Receive(kBurst); },
+              [&]
+              {
+                  lBare            = std::make_unique<Bare>();
+                  lBare->mReceived = lNextOfBare;
+                  Daemon::Send(Daemon::kStamp, 1);
+              },
+              [&] { lBare.reset(); } },
+            { [&] { lModel->Receive(kBurst); },
+              [&]
+              {
+                  lModel                     = std::make_unique<Model>(10);
+                  lModel->mCounter.mReceived = lNextOfModel;
+                  Daemon::Send(Daemon::kStamp, 1);
+              },
+              [&] { lModel.reset(); } });
+
+    if (gCounting == Counting::Times)
+        Print("latency", 10, 1, "wall", Median(lFloor), Median(lWork));
 }
 
-void Sizes(benchmark::internal::Benchmark *aBenchmark)
+void MeasureCall()
 {
-    aBenchmark->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->UseManualTime()->Unit(benchmark::kMicrosecond);
+    Model      lModel(1);
+    Bare       lBare;
+    const auto lService = lModel.FindFirst();
+
+    Compare("call", 1, kBurst,
+            { [&]
+              {
+                  for (int lIndex = 0; lIndex < kBurst; ++lIndex)
+                      lBare.CallEach(1, "Disconnect");
+              } },
+            { [&]
+              {
+                  for (int lIndex = 0; lIndex < kBurst; ++lIndex)
+                      Require(lModel.mManager->ServiceDisconnect(*lService) == 0);
+              } });
 }
 
-BENCHMARK(PropertyChanged)->Apply(Sizes)->Iterations(30);
-BENCHMARK(FindService)->Apply(Sizes)->Iterations(1000);
+/** Calls behind which a flood of signals waits. */
+void MeasureFlood()
+{
+    constexpr int kCalls   = 1000;
+    constexpr int kSignals = 40000;
+
+    Model      lModel(10);
+    Bare       lBare;
+    const auto lService = lModel.FindFirst();
+
+    Compare("flood", kSignals, kSignals + kCalls,
+            { [&]
+              {
+                  lBare.Receive(kSignals);
+                  for (int lIndex = 0; lIndex < kCalls; ++lIndex)
+                      lBare.CallEach(1, "Disconnect");
+              },
+              [] { Daemon::Tell(Daemon::kEmit, kSignals); } },
+            { [&]
+              {
+                  for (int lIndex = 0; lIndex < kCalls; ++lIndex)
+                      Require(lModel.mManager->ServiceDisconnect(*lService) == 0);
+                  lModel.Receive(kSignals);
+              } });
+}
+
+/** Against the same signals without them. */
+void MeasureObservers(int aCount)
+{
+    Model              lModel(10);
+    std::list<Counter> lCounters(static_cast<std::size_t>(aCount));
+
+    const auto lEmit    = [] { Daemon::Tell(Daemon::kEmit, kBurst); };
+    const auto lReceive = [&] { lModel.Receive(kBurst); };
+
+    Compare("observers", aCount, kBurst * aCount, { lReceive, lEmit },
+            { lReceive,
+              [&]
+              {
+                  for (Counter &lCounter : lCounters)
+                      Require(lModel.mManager->AddObserver(&lCounter) == 0);
+                  lEmit();
+              },
+              [&]
+              {
+                  for (Counter &lCounter : lCounters)
+                      Require(lModel.mManager->RemoveObserver(&lCounter) == 0);
+              } });
+}
+
+class Ignorer final : public zqIEventHandler
+{
+public:
+    void HandleEvent(zqEvent *) override {}
+};
+
+void MeasureQueues(int aCount)
+{
+    Model                   lModel(10);
+    Ignorer                 lHandler;
+    std::list<zqEventQueue> lQueues(static_cast<std::size_t>(aCount));
+
+    const auto lEmit    = [] { Daemon::Tell(Daemon::kEmit, kBurst); };
+    const auto lReceive = [&] { lModel.Receive(kBurst); };
+
+    for (zqEventQueue &lQueue : lQueues)
+        Require(lQueue.Init() == 0);
+
+    Compare("queues", aCount, kBurst * aCount, { lReceive, lEmit },
+            { lReceive,
+              [&]
+              {
+                  for (zqEventQueue &lQueue : lQueues)
+                      Require(lModel.mManager->Subscribe(&lQueue, &lHandler, "queue") == 0 && lQueue.Dispatch());
+                  lEmit();
+              },
+              [&]
+              {
+                  for (zqEventQueue &lQueue : lQueues)
+                      Require(lModel.mManager->Unsubscribe(&lQueue, &lHandler) == 0 && lQueue.Dispatch());
+              } });
+}
+
+/** How often the loop wakes up in a second in which nothing happens. */
+void MeasureIdle()
+{
+    Model             lModel(1000);
+    const std::string lStatus = "/proc/self/task/" + std::to_string(gettid()) + "/status";
+    long              lCount  = 0;
+
+    const auto lWaits = [&]
+    {
+        std::ifstream lFile(lStatus);
+        std::string   lWord;
+
+        while (lFile >> lWord && lWord != "voluntary_ctxt_switches:")
+            continue;
+
+        long lNumber = 0;
+
+        lFile >> lNumber;
+        return lNumber;
+    };
+
+    std::thread lWatcher(
+        [&]
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            lCount -= lWaits();
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            lCount += lWaits();
+            Require(lModel.mManager->Stop() == 0);
+        });
+
+    lModel.mManager->Run();
+    lWatcher.join();
+    Print("idle", 1000, 1, "wake-ups", 0, static_cast<double>(lCount));
+}
 
 } // namespace
+
+void MeasureModel()
+{
+    const bool lIsTiming = gCounting == Counting::Times;
+
+    for (const int lCount : { 10, 100, 1000, 10000 })
+        if (lIsTiming || lCount == 1000)
+        {
+            if (gCounting != Counting::Calls)
+                MeasureStart(lCount);
+            if (gCounting != Counting::Calls)
+                MeasureChangeSet(lCount);
+            MeasureSignal(lCount);
+        }
+
+    for (const int lCount : { 1, 10, 100 })
+        if (lIsTiming || lCount == 10)
+        {
+            MeasureObservers(lCount);
+            MeasureQueues(lCount);
+        }
+
+    MeasureCall();
+    if (gCounting != Counting::Instructions)
+        MeasureWake();
+    if (lIsTiming)
+    {
+        MeasureFlood();
+        MeasureIdle();
+    }
+}
 
 } // namespace zq::Bench
