@@ -110,14 +110,21 @@ TEST_F(EventQueue, ThePollerTellsOfEventsSinceItWasWaitedForAndNeverFillsUp)
 {
     constexpr unsigned int kMoreThanAPipeHolds = 100000;
 
+    zqEvent         *lEvent;
+    zqIEventHandler *lHandler;
+
     EXPECT_FALSE(IsReadable());
     Enqueue(1);
+    Enqueue(2);
     ASSERT_EQ(PR_WaitForPollableEvent(mQueue.GetPoller()), PR_SUCCESS);
     EXPECT_FALSE(IsReadable());
+    Enqueue(3); // whoever has waited dequeues it
+    ASSERT_TRUE(mQueue.Dequeue(lEvent, lHandler));
+    lEvent->Release();
 
-    Enqueue(2); // though the first still waits
+    Enqueue(4); // though others still wait
     EXPECT_TRUE(IsReadable());
-    EXPECT_EQ(Drain(), (Types{ 1, 2 }));
+    EXPECT_EQ(Drain(), (Types{ 2, 3, 4 }));
 
     for (const bool lDrains : { true, false })
     {

@@ -71,8 +71,9 @@ public:
     /**
      *  The pollable event to poll for PR_POLL_READ, lent; null before Init.
      *
-     *  It is readable from the first Enqueue after it was last waited for.
-     *  After PR_WaitForPollableEvent, dequeue until Dequeue reports no more.
+     *  It is readable from the first Enqueue after it was last waited for and
+     *  dequeued from. After PR_WaitForPollableEvent, dequeue until Dequeue
+     *  reports no more: what comes in between does not tell of itself again.
      */
     PRFileDesc *GetPoller() const noexcept;
 

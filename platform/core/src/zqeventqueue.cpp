@@ -44,7 +44,7 @@ struct zqEventQueue::State
     bool Init() noexcept;
 
     bool IsPollerSet() const noexcept;
-    bool SetPollerLocked() const noexcept;
+    bool SetPollerLocked() noexcept;
     void ClearPoller() const noexcept;
 
     Entry *TakeFirstLocked(std::uint64_t anEnd) noexcept;
@@ -52,6 +52,7 @@ struct zqEventQueue::State
 
     zqLock      mLock;
     PRFileDesc *mPoller = nullptr;
+    bool        mIsSet  = false; // the poller, and nobody has dequeued since
     Entry      *mFirst  = nullptr;
     Entry     **mEnd    = &mFirst; // where the next entry is linked
 
@@ -81,11 +82,14 @@ bool zqEventQueue::State::IsPollerSet() const noexcept
     return PR_Poll(&lPoll, 1, PR_INTERVAL_NO_WAIT) > 0;
 }
 
-bool zqEventQueue::State::SetPollerLocked() const noexcept
+bool zqEventQueue::State::SetPollerLocked() noexcept
 {
+    // Who has waited for the poller dequeues until there is no more: until he
+    // begins it need not be looked at, so that a burst costs no system calls.
     // Each setting fills a pipe that only waiting empties: one at most, or a
     // queue that nobody drains would block whoever enqueues.
-    return IsPollerSet() || PR_SetPollableEvent(mPoller) == PR_SUCCESS;
+    mIsSet = mIsSet || IsPollerSet() || PR_SetPollableEvent(mPoller) == PR_SUCCESS;
+    return mIsSet;
 }
 
 void zqEventQueue::State::ClearPoller() const noexcept
@@ -98,6 +102,7 @@ Entry *zqEventQueue::State::TakeFirstLocked(std::uint64_t anEnd) noexcept
 {
     Entry *lEntry = mFirst;
 
+    mIsSet = false;
     if (lEntry == nullptr || lEntry->mNumber >= anEnd)
         return nullptr;
 
@@ -230,7 +235,8 @@ bool zqEventQueue::Dispatch() noexcept
     std::uint64_t lEnd;
     {
         const std::lock_guard<zqLock> lGuard(mState->mLock);
-        lEnd = mState->mNextNumber;
+        lEnd           = mState->mNextNumber;
+        mState->mIsSet = false;
     }
 
     bool             lGoOn = true;
