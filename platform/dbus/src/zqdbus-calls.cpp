@@ -244,7 +244,7 @@ zqDBusCalls::Receipt zqDBusCalls::ReceiveLocked(DBusMessage *aMessage, zqDBusPen
     if (lCall.mWaiter != nullptr)
     {
         lCall.mWaiter->mReply.Adopt(dbus_message_ref(aMessage));
-        lCall.mWaiter->mSignal->Signal();
+        zqDBusLoop::SignalThread(*lCall.mWaiter->mSignal);
     }
 
     (void)mCalls.erase(lFound);
@@ -258,7 +258,7 @@ void zqDBusCalls::ReceiveLossLocked() noexcept
         if (Waiter *const lWaiter = lCall.second.mWaiter)
         {
             lWaiter->mIsGone = true;
-            lWaiter->mSignal->Signal();
+            zqDBusLoop::SignalThread(*lWaiter->mSignal);
         }
 }
 

@@ -257,6 +257,12 @@ const zqDBusDescriptor *zqDBusLoop::GetThreadSignal() noexcept
     return tSignal.IsOpen() ? &tSignal : nullptr;
 }
 
+void zqDBusLoop::SignalThread(const zqDBusDescriptor &aSignal) noexcept
+{
+    if (&aSignal != &tSignal)
+        aSignal.Signal();
+}
+
 void zqDBusLoop::Wait(const zqDBusDescriptor &aSignal, zqDBusClock::time_point anEnd) noexcept
 {
     pollfd lFiles[2] = { { mWatchSet.Get(), POLLIN, 0 }, { aSignal.Get(), POLLIN, 0 } };

@@ -151,6 +151,9 @@ public:
     /** The calling thread's own wake-up, made at the first call; null when it cannot be made. */
     static const zqDBusDescriptor *GetThreadSignal() noexcept;
 
+    /** Wake the thread whose wake-up it is; the calling one is awake. */
+    static void SignalThread(const zqDBusDescriptor &aSignal) noexcept;
+
     /** Wait, not beyond @a anEnd and never for long, until there is traffic or the signal was given. */
     void Wait(const zqDBusDescriptor &aSignal, zqDBusClock::time_point anEnd) noexcept;
 
@@ -395,11 +398,23 @@ private:
     void    RemoveLocked(Entry &anEntry) noexcept;
     bool    RemoveFilterLocked(const zqDBusFilter &aFilter) noexcept;
     void    PruneLocked() noexcept;
-    bool    IsMatchLocked(const zqDBusSignalDispatch &aRow, DBusMessage *aMessage) const noexcept;
-    bool    IsServedLocked(const void *aContext) const noexcept;
+    /** A message and what of it rows are compared with, which libdbus looks up anew each time. */
+    struct Head
+    {
+        explicit Head(DBusMessage *aMessage) noexcept;
+
+        DBusMessage *mMessage;
+        const char  *mMember;
+        const char  *mInterface;
+        const char  *mPath;
+        const char  *mSender;
+    };
+
+    bool IsMatchLocked(const zqDBusSignalDispatch &aRow, const Head &aHead) const noexcept;
+    bool IsServedLocked(const void *aContext) const noexcept;
 
     /** The row of the entry that takes the message, and the handler and context to call; false when there is none. */
-    bool TakeLocked(Entry &anEntry, DBusMessage *aMessage, zqDBusMessageHandler &aHandler, void *&aContext) noexcept;
+    bool TakeLocked(Entry &anEntry, const Head &aHead, zqDBusMessageHandler &aHandler, void *&aContext) noexcept;
 
     static DBusHandlerResult CallFilter(void *anEntry, DBusConnection *aConnection, DBusMessage *aMessage);
 

@@ -254,13 +254,18 @@ void zqDBusSignals::PruneLocked() noexcept
                          mEntries.end());
 }
 
-bool zqDBusSignals::IsMatchLocked(const zqDBusSignalDispatch &aRow, DBusMessage *aMessage) const noexcept
+zqDBusSignals::Head::Head(DBusMessage *aMessage) noexcept
+    : mMessage(aMessage), mMember(dbus_message_get_member(aMessage)), mInterface(dbus_message_get_interface(aMessage)),
+      mPath(dbus_message_get_path(aMessage)), mSender(dbus_message_get_sender(aMessage))
 {
-    return Allows(aRow.mMember, dbus_message_get_member(aMessage)) &&
-           Allows(aRow.mInterface, dbus_message_get_interface(aMessage)) &&
-           Allows(aRow.mPath, dbus_message_get_path(aMessage)) &&
-           (aRow.mSender == nullptr || mOwners.IsOwnerLocked(aRow.mSender, dbus_message_get_sender(aMessage))) &&
-           (aRow.mFirstArgument == nullptr || HasFirstArgument(aMessage, aRow.mFirstArgument));
+}
+
+bool zqDBusSignals::IsMatchLocked(const zqDBusSignalDispatch &aRow, const Head &aHead) const noexcept
+{
+    return Allows(aRow.mMember, aHead.mMember) && Allows(aRow.mInterface, aHead.mInterface) &&
+           Allows(aRow.mPath, aHead.mPath) &&
+           (aRow.mSender == nullptr || mOwners.IsOwnerLocked(aRow.mSender, aHead.mSender)) &&
+           (aRow.mFirstArgument == nullptr || HasFirstArgument(aHead.mMessage, aRow.mFirstArgument));
 }
 
 bool zqDBusSignals::IsServedLocked(const void *aContext) const noexcept
@@ -270,14 +275,14 @@ bool zqDBusSignals::IsServedLocked(const void *aContext) const noexcept
                        { return anEntry->mServed == mMessage && anEntry->mContext == aContext; });
 }
 
-bool zqDBusSignals::TakeLocked(Entry &anEntry, DBusMessage *aMessage, zqDBusMessageHandler &aHandler,
+bool zqDBusSignals::TakeLocked(Entry &anEntry, const Head &aHead, zqDBusMessageHandler &aHandler,
                                void *&aContext) noexcept
 {
     if (anEntry.mIsStale)
         return false;
 
     for (const zqDBusSignalDispatch *lRow = anEntry.mTable; lRow->mHandler != nullptr; lRow++)
-        if (IsMatchLocked(*lRow, aMessage))
+        if (IsMatchLocked(*lRow, aHead))
         {
             if (IsServedLocked(anEntry.mContext))
                 return false;
@@ -305,6 +310,7 @@ DBusHandlerResult zqDBusSignals::CallFilter(void *anEntry, DBusConnection * /* a
 bool zqDBusSignals::Dispatch(DBusMessage *aMessage) noexcept
 {
     bool                         lReturn = false;
+    const Head                   lHead(aMessage);
     std::unique_lock<std::mutex> lLock(mLink.mLock);
     const std::size_t            lCount = mEntries.size();
 
@@ -316,7 +322,7 @@ bool zqDBusSignals::Dispatch(DBusMessage *aMessage) noexcept
         zqDBusMessageHandler lHandler = nullptr;
         void                *lContext = nullptr;
 
-        if (!TakeLocked(*mEntries[lIndex], aMessage, lHandler, lContext))
+        if (!TakeLocked(*mEntries[lIndex], lHead, lHandler, lContext))
             continue;
 
         lLock.unlock();
