@@ -21,7 +21,7 @@ TEST(CFUIsTrue, IsTrueOfTrueAlone)
 {
     EXPECT_TRUE(CFUIsTrue(CFURetain(kCFBooleanTrue)));
     for (const CFTypeRef lOther : { CFTypeRef(kCFBooleanFalse), CFTypeRef(nullptr), CFTypeRef(CFSTR("true")) })
-        EXPECT_FALSE(CFUIsTrue(lOther)) << Describe(lOther);
+        EXPECT_FALSE(CFUIsTrue(lOther)) << lOther;
 }
 
 TEST(CFUValues, ComposesDictionariesAndTexts)
@@ -30,7 +30,8 @@ TEST(CFUValues, ComposesDictionariesAndTexts)
     const auto lValue =
         CFUDictionary({ { "text", std::string("caf\xC3\xA9") }, { CFUString("flag"), true }, { "nested", lNested } });
 
-    EXPECT_EQ(Describe(lValue.Get()), "{ text = caf\xC3\xA9; flag = true; nested = { number = -7; }; }");
+    EXPECT_EQ(CFUText(CFUAdopt(CFCopyDescription(lValue.Get()))),
+              "{ text = caf\xC3\xA9; flag = true; nested = { number = -7; }; }");
     EXPECT_EQ(CFUText(CFDictionaryGetValue(lValue.Get(), CFSTR("text"))), "caf\xC3\xA9");
     EXPECT_EQ(CFUText(lNested), "") << "no string";
     EXPECT_EQ(CFUText(CFTypeRef(nullptr)), "");
