@@ -58,7 +58,6 @@ public:
 
 #define ZQ_WPAN(aName, aText) static const CFStringRef aName;
 #include <zqwpanctl-vocabulary.def>
-#undef ZQ_WPAN
 
     /** The kind of radio that the daemon drives. */
     enum class NCPDriverType

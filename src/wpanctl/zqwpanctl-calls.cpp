@@ -80,10 +80,9 @@ zqError AppendAll(DBusMessage *aMessage, const char *aTypes, std::initializer_li
 
 zqError Wait(zqDBus &aDBus, DBusMessage *aMessage, int aTimeout, CFUSharedRef<CFTypeRef> *aValue) noexcept
 {
-    DBusMessage  *lReply = nullptr;
-    zqDBusError   lError;
-    zqError       lReturn = aDBus.PerformMethodCallWithMessage(aMessage, nullptr, &lReply, aTimeout, lError.Get());
-    const Message lOwned(lReply);
+    MessageRef  lReply;
+    zqDBusError lError;
+    zqError     lReturn = aDBus.PerformMethodCallWithMessage(aMessage, nullptr, lReply.Out(), aTimeout, lError.Get());
 
     if (lReturn == zqError_Failed && IsNoReply(lError.GetName()))
         lReturn = zqError_TimedOut;
@@ -92,7 +91,7 @@ zqError Wait(zqDBus &aDBus, DBusMessage *aMessage, int aTimeout, CFUSharedRef<CF
     if (lReturn == zqError_TimedOut && aTimeout == 0)
         return zqError_None;
 
-    return lReturn == zqError_None ? ReadReply(lReply, aValue) : lReturn;
+    return lReturn == zqError_None ? ReadReply(lReply.Get(), aValue) : lReturn;
 }
 
 } // namespace
@@ -104,17 +103,17 @@ zqError Perform(const zqString &aPath, const Command &aCommand, zqDBusPendingCal
     if (lDBus == nullptr)
         return zqError_Failed;
 
-    const Message lMessage(zqDBus::NewMethodCall(kInterface, aPath.GetAsUTFArray(), kInterface, aCommand.mMethod));
-    if (lMessage == nullptr)
+    const MessageRef lMessage(zqDBus::NewMethodCall(kInterface, aPath.GetAsUTFArray(), kInterface, aCommand.mMethod));
+    if (lMessage.Get() == nullptr)
         return dbus_validate_path(aPath.GetAsUTFArray(), nullptr) ? zqError_NoResources : zqError_InvalidArgument;
 
-    const zqError lReturn = AppendAll(lMessage.get(), aCommand.mArguments, anArguments);
+    const zqError lReturn = AppendAll(lMessage.Get(), aCommand.mArguments, anArguments);
     if (lReturn != zqError_None)
         return lReturn;
 
     return aHelper != nullptr
-               ? lDBus->PerformMethodCallWithMessage(lMessage.get(), aHelper, nullptr, aCommand.mAsyncTimeout, nullptr)
-               : Wait(*lDBus, lMessage.get(), aCommand.mTimeout, aValue);
+               ? lDBus->PerformMethodCallWithMessage(lMessage.Get(), aHelper, nullptr, aCommand.mAsyncTimeout, nullptr)
+               : Wait(*lDBus, lMessage.Get(), aCommand.mTimeout, aValue);
 }
 
 zqError ReadReply(DBusMessage *aReply, CFUSharedRef<CFTypeRef> *aValue) noexcept

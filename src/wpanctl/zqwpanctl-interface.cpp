@@ -6,6 +6,7 @@
 #include "zqwpanctl-private.h"
 
 #include <zqlog.h>
+#include <zqshared-containers.h>
 
 #define ZQ_LOG_COMPONENT "wpanctl"
 #define ZQ_LOG_FILE "zqwpanctl"
@@ -31,8 +32,7 @@ zqError zqWPANCtl::Interface::Init(const zqString &aPath, zqWPANCtl *aController
         return zqError_NoResources;
     }
 
-    auto lSettings = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                        &kCFTypeDictionaryValueCallBacks));
+    auto lSettings = zq::Shared::MakeDictionary();
     if (!ZQ_CHECK_TEXT(lSettings != nullptr, "settings_dict != __null"))
         return zqError_NoResources;
 

@@ -9,6 +9,8 @@
 #include <zqwpanctl-signals.h>
 
 #include <zqrefcount.h>
+#include <zqshared-lock.h>
+#include <zqshared-message.h>
 
 #include <dbus/dbus.h>
 
@@ -17,12 +19,13 @@
 #include <memory>
 #include <mutex>
 
-#include <prlock.h>
-
 class zqDBus;
 
 namespace zq::WPAN
 {
+
+using Shared::MessageRef;
+using Shared::ScopedLock;
 
 constexpr const char kInterface[]  = "com.corvanix.MeshLink";
 constexpr const char kObjectPath[] = "/com/corvanix/MeshLink";
@@ -34,14 +37,6 @@ constexpr const char kPropertyJamEnable[]        = "JamDetection:Enable";
 constexpr const char kPropertyJamRssiThreshold[] = "JamDetection:RssiThreshold";
 constexpr const char kPropertyJamWindow[]        = "JamDetection:Window";
 constexpr const char kPropertyJamBusyPeriod[]    = "JamDetection:BusyPeriod";
-
-struct Unreference
-{
-    void operator()(DBusMessage *aMessage) const noexcept { dbus_message_unref(aMessage); }
-};
-
-/** Holds one reference to a message. */
-using Message = std::unique_ptr<DBusMessage, Unreference>;
 
 /**
  *  The process-wide state. Each lock guards what stands below it; they are never
@@ -77,19 +72,6 @@ struct Registry
 
     /** Put the filter on this bus, and take it off the one that has it. @retval 0, or -1 with nothing changed. */
     zqError MoveFilter(zqDBus &aDBus);
-};
-
-/** Holds an interface's settings lock. */
-class ScopedLock
-{
-public:
-    explicit ScopedLock(PRLock *aLock) noexcept : mLock(aLock) { PR_Lock(mLock); }
-    ~ScopedLock() { (void)PR_Unlock(mLock); }
-    ScopedLock(const ScopedLock &)            = delete;
-    ScopedLock &operator=(const ScopedLock &) = delete;
-
-private:
-    PRLock *const mLock;
 };
 
 /** Marks a dispatch for as long as it lives. */

@@ -7,4 +7,3 @@
 
 #define ZQ_WPAN(aName, aText) const CFStringRef zqWPANCtl::aName = __CFStringMakeConstantString(aText);
 #include <zqwpanctl-vocabulary.def>
-#undef ZQ_WPAN

@@ -26,13 +26,15 @@ const char kDefaultInterface[] = "wpan0";
 
 zqError AddMatch(zqDBus &aDBus) noexcept
 {
-    const Message lMessage(zqDBus::NewMethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "AddMatch"));
+    const MessageRef lMessage(
+        zqDBus::NewMethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "AddMatch"));
     const char *const lRule = kMatchRule;
 
-    if (lMessage == nullptr || !dbus_message_append_args(lMessage.get(), DBUS_TYPE_STRING, &lRule, DBUS_TYPE_INVALID))
+    if (lMessage.Get() == nullptr ||
+        !dbus_message_append_args(lMessage.Get(), DBUS_TYPE_STRING, &lRule, DBUS_TYPE_INVALID))
         return zqError_Failed;
 
-    return aDBus.PerformMethodCallWithMessage(lMessage.get(), nullptr, nullptr, DBUS_TIMEOUT_USE_DEFAULT, nullptr);
+    return aDBus.PerformMethodCallWithMessage(lMessage.Get(), nullptr, nullptr, DBUS_TIMEOUT_USE_DEFAULT, nullptr);
 }
 
 void RemoveMatch(const zqDBus &aDBus) noexcept
