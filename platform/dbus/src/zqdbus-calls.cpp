@@ -149,7 +149,7 @@ zqError zqDBusCalls::PrepareLocked(DBusMessage *aMessage, std::string &anOwner)
     {
         const zqError lReturn = mOwners.UseLocked(lDestination);
 
-        if (lReturn != 0)
+        if (lReturn != zqError_None)
             return lReturn;
     }
 
@@ -185,13 +185,13 @@ zqError zqDBusCalls::SendCall(DBusMessage *aMessage, Call aCall, dbus_uint32_t *
 
             zqError lReturn = PrepareLocked(lMessage, aCall.mOwner);
 
-            if (lReturn == 0)
+            if (lReturn == zqError_None)
             {
                 lNew[0] = std::move(aCall);
                 lReturn = mLink.SendLocked(lMessage, &lSerial);
             }
 
-            if (lReturn != 0)
+            if (lReturn != zqError_None)
                 return lReturn;
 
             auto lNode  = lNew.extract(lNew.begin());

@@ -82,11 +82,11 @@ zqError zqDBusLoop::Init(DBusConnection *aConnection) noexcept
 
     mConnection = aConnection;
 
-    if (lReturn == 0 &&
+    if (lReturn == zqError_None &&
         !dbus_connection_set_watch_functions(aConnection, AddWatch, RemoveWatch, ToggleWatch, this, nullptr))
         lReturn = zqError_NoResources;
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         Close();
 
     return lReturn;

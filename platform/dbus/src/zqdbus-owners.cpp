@@ -49,7 +49,7 @@ zqError zqDBusRules::AddLocked(const std::string &aRule)
     {
         const zqError lReturn = mLink.AskBusLocked("AddMatch", aRule.c_str(), nullptr);
 
-        if (lReturn != 0)
+        if (lReturn != zqError_None)
         {
             (void)mRules.erase(lAdded.first);
             return lReturn;
@@ -104,15 +104,15 @@ zqError zqDBusOwners::UseLocked(const char *aName)
         {
         }
 
-        if (lReturn == 0)
+        if (lReturn == zqError_None)
         {
             lReturn = mLink.AskBusLocked("GetNameOwner", aName, &lSerial);
 
-            if (lReturn != 0)
+            if (lReturn != zqError_None)
                 mRules.RemoveLocked(lRule);
         }
 
-        if (lReturn != 0)
+        if (lReturn != zqError_None)
         {
             (void)mNames.erase(lAdded.first);
             return lReturn;

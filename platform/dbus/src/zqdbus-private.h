@@ -22,70 +22,16 @@
 #ifndef ZQDBUS_PRIVATE_H
 #define ZQDBUS_PRIVATE_H
 
-#include <zqdbus.h>
+#include "zqdbus-loop.h"
+#include "zqdbus-received.h"
 
-#include <atomic>
-#include <chrono>
-#include <cstdint>
 #include <cstring>
-#include <deque>
 #include <map>
-#include <mutex>
 #include <new>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
-
-using zqDBusClock = std::chrono::steady_clock;
-
-/** Holds one reference to a message, or null. */
-class zqDBusMessageRef
-{
-public:
-    zqDBusMessageRef() noexcept = default;
-    explicit zqDBusMessageRef(DBusMessage *anAdopted) noexcept : mMessage(anAdopted) {}
-    zqDBusMessageRef(const zqDBusMessageRef &)            = delete;
-    zqDBusMessageRef &operator=(const zqDBusMessageRef &) = delete;
-    ~zqDBusMessageRef() { Adopt(nullptr); }
-
-    DBusMessage *Get() const noexcept { return mMessage; }
-    DBusMessage *Leak() noexcept { return std::exchange(mMessage, nullptr); }
-
-    void Adopt(DBusMessage *aMessage) noexcept
-    {
-        DBusMessage *lOld = std::exchange(mMessage, aMessage);
-
-        if (lOld != nullptr)
-            dbus_message_unref(lOld);
-    }
-
-private:
-    DBusMessage *mMessage = nullptr;
-};
-
-/** A native descriptor that closes itself. */
-class zqDBusDescriptor
-{
-public:
-    zqDBusDescriptor() noexcept                           = default;
-    zqDBusDescriptor(const zqDBusDescriptor &)            = delete;
-    zqDBusDescriptor &operator=(const zqDBusDescriptor &) = delete;
-    ~zqDBusDescriptor() { Set(-1); }
-
-    int  Get() const noexcept { return mDescriptor; }
-    bool IsOpen() const noexcept { return mDescriptor >= 0; }
-    void Set(int aDescriptor) noexcept;
-
-    /** For an eventfd: make it readable. */
-    void Signal() const noexcept;
-
-    /** For an eventfd or a timerfd: make it unreadable again. */
-    void Drain() const noexcept;
-
-private:
-    int mDescriptor = -1;
-};
 
 /** Run an operation that may allocate. @returns its result, or -7 when memory is exhausted. */
 template <typename Operation>
@@ -119,71 +65,6 @@ zqDBusClock::time_point zqDBusDeadline(int aTimeout) noexcept;
 
 /** Append type and address pairs after checking every one of them. @retval 0, -5, -7. */
 zqError zqDBusAppendArguments(DBusMessage *aMessage, int aFirstType, va_list aArguments) noexcept;
-
-/**
- *  The descriptors of a connection, in one that an NSPR loop can poll.
- *
- *  That one is an epoll set of three: the timer, the wake-up, and another epoll
- *  set with what libdbus watches. Who waits on his own thread waits on the inner
- *  set: libdbus's own wait keeps every other thread from sending as long as it
- *  lasts, and flushes without a limit before it begins.
- */
-class zqDBusLoop
-{
-public:
-    zqDBusLoop() noexcept = default;
-    ~zqDBusLoop() { Close(); }
-    zqDBusLoop(const zqDBusLoop &)            = delete;
-    zqDBusLoop &operator=(const zqDBusLoop &) = delete;
-
-    zqError Init(DBusConnection *aConnection) noexcept;
-    void    Close() noexcept;
-
-    PRPollDesc *GetDescriptor() noexcept { return &mPollDescriptor; }
-
-    /** Make the descriptor ready, now or at a time. Any thread. */
-    void Wake() noexcept;
-    void WakeBy(zqDBusClock::time_point aTime) noexcept;
-
-    /** Take back what made the descriptor ready. @returns true when the timer ran out. */
-    bool Settle() noexcept;
-
-    /** The calling thread's own wake-up, made at the first call; null when it cannot be made. */
-    static const zqDBusDescriptor *GetThreadSignal() noexcept;
-
-    /** Wake the thread whose wake-up it is; the calling one is awake. */
-    static void SignalThread(const zqDBusDescriptor &aSignal) noexcept;
-
-    /** Wait, not beyond @a anEnd and never for long, until there is traffic or the signal was given. */
-    void Wait(const zqDBusDescriptor &aSignal, zqDBusClock::time_point anEnd) noexcept;
-
-private:
-    struct Watch
-    {
-        const DBusWatch *mWatch;
-        int              mDescriptor;
-        unsigned int     mEvents;
-    };
-
-    static dbus_bool_t AddWatch(DBusWatch *aWatch, void *aContext) noexcept;
-    static void        ToggleWatch(DBusWatch *aWatch, void *aContext) noexcept;
-    static void        RemoveWatch(DBusWatch *aWatch, void *aContext) noexcept;
-
-    zqError InitDescriptors() noexcept;
-    bool    UpdateDescriptorLocked(int aDescriptor) noexcept;
-
-    std::mutex              mLock;
-    DBusConnection         *mConnection = nullptr;
-    std::vector<Watch>      mWatches;
-    zqDBusClock::time_point mArmed = zqDBusClock::time_point::max();
-    std::atomic<bool>       mIsWoken{ false };
-    zqDBusDescriptor        mSet;
-    zqDBusDescriptor        mWatchSet;
-    zqDBusDescriptor        mTimer;
-    zqDBusDescriptor        mWake;
-    PRFileDesc             *mPollFile       = nullptr;
-    PRPollDesc              mPollDescriptor = { nullptr, 0, 0 };
-};
 
 /** What every part of an instance shares: the connection and the lock of all tables. */
 class zqDBusLink
@@ -224,9 +105,6 @@ private:
     zqDBusLink                         &mLink;
     std::map<std::string, unsigned int> mRules;
 };
-
-/** Numbers the received messages, in the order of the stream. */
-using zqDBusSequence = std::uint64_t;
 
 /**
  *  Who owns the well-known names that matter: as of the message being
@@ -514,34 +392,6 @@ private:
 
     zqDBusLink &mLink;
     Timers      mTimers;
-};
-
-/** A message that was received and waits to be dispatched. */
-struct zqDBusReceived
-{
-    DBusMessage       *mMessage; ///< with a reference
-    zqDBusPendingCall *mPending; ///< whose reply it is, or null
-    zqDBusSequence     mSequence;
-};
-
-/** Those messages, in the order in which they came. */
-class zqDBusReceivedQueue
-{
-public:
-    bool IsEmpty() const noexcept { return mFirst == mMessages.size(); }
-
-    /** Room for one more; throws when memory is exhausted. */
-    void Reserve();
-    void Push(const zqDBusReceived &aReceived) noexcept { mMessages.push_back(aReceived); }
-
-    zqDBusReceived Pop() noexcept;
-
-    /** A reply that waits here has no receiver any more. @returns false when there is none. */
-    bool Disown(const zqDBusPendingCall *aPending) noexcept;
-
-private:
-    std::vector<zqDBusReceived> mMessages;
-    std::size_t                 mFirst = 0;
 };
 
 struct zqDBus::State

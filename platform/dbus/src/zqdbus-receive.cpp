@@ -209,7 +209,7 @@ zqError zqDBus::State::Block(DBusMessage *aMessage, int aTimeout, zqDBusMessageR
 
     const zqError lReturn = mCalls.SendWaiting(aMessage, aTimeout, lWaiter, lSerial);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         return lReturn;
 
     // Who does not wait looks once at what has come.
@@ -251,7 +251,7 @@ zqError zqDBus::State::Perform(DBusMessage *aMessage, DBusMessage **aReply, int 
     if (lReturn == zqError_WrongState)
         return SetError(anError, DBUS_ERROR_DISCONNECTED, "The bus is gone", lReturn);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         return lReturn;
 
     if (dbus_message_get_type(lReply.Get()) == DBUS_MESSAGE_TYPE_ERROR)
@@ -296,7 +296,7 @@ bool zqDBus::State::IsOwnerNow(const char *aName, const char *aSender) noexcept
 
     return lCall.Get() != nullptr &&
            dbus_message_append_args(lCall.Get(), DBUS_TYPE_STRING, &aName, DBUS_TYPE_INVALID) &&
-           Block(lCall.Get(), kOwnerTimeoutMilliseconds, lReply) == 0 &&
+           Block(lCall.Get(), kOwnerTimeoutMilliseconds, lReply) == zqError_None &&
            dbus_message_get_args(lReply.Get(), nullptr, DBUS_TYPE_STRING, &lOwner, DBUS_TYPE_INVALID) &&
            zqDBusIsSame(lOwner, aSender);
 }

@@ -112,12 +112,12 @@ zqError zqDBusSignals::AddFilters(const zqDBusFilter *aTable) noexcept
     {
         lReturn = zqDBusGuarded([&] { return AddFilterLocked(*lFilter); });
 
-        if (lReturn != 0)
+        if (lReturn != zqError_None)
             break;
     }
 
     // All of them or none.
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         while (lFilter != aTable)
             (void)RemoveFilterLocked(*--lFilter);
 
@@ -187,11 +187,11 @@ zqError zqDBusSignals::AddLocked(std::unique_ptr<Entry> anEntry)
     {
         lReturn = zqDBusGuarded([&] { return UseRowLocked(*lRow); });
 
-        if (lReturn != 0)
+        if (lReturn != zqError_None)
             break;
     }
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
     {
         while (lRow != lTable)
             ReleaseRowLocked(*--lRow);
@@ -212,12 +212,12 @@ zqError zqDBusSignals::UseRowLocked(const zqDBusSignalDispatch &aRow)
     if (lIsTracked)
         lReturn = mOwners.UseLocked(aRow.mSender);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         return lReturn;
 
     lReturn = zqDBusGuarded([&] { return mRules.AddLocked(lRule); });
 
-    if (lReturn != 0 && lIsTracked)
+    if (lReturn != zqError_None && lIsTracked)
         mOwners.ReleaseLocked(aRow.mSender);
 
     return lReturn;

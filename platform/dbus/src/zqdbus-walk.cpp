@@ -29,7 +29,7 @@ zqError WalkAll(DBusMessageIter &anIterator, const Walk &aWalk, const char *aNam
     {
         const zqError lReturn = WalkElement(anIterator, lType, aWalk, aName);
 
-        if (lReturn != 0)
+        if (lReturn != zqError_None)
             return lReturn;
 
         (void)dbus_message_iter_next(&anIterator);
@@ -44,13 +44,13 @@ zqError WalkContainer(DBusMessageIter &anIterator, const Walk &aWalk, const char
     DBusMessageIter lInner;
     zqError         lReturn = aWalk.mWalker(aWalk.mContext, aStart, aName, aStartValue);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         return lReturn;
 
     dbus_message_iter_recurse(&anIterator, &lInner);
     lReturn = WalkAll(lInner, aWalk, aName);
 
-    return lReturn != 0 ? lReturn : aWalk.mWalker(aWalk.mContext, anEnd, aName, nullptr);
+    return lReturn != zqError_None ? lReturn : aWalk.mWalker(aWalk.mContext, anEnd, aName, nullptr);
 }
 
 zqError WalkEntry(DBusMessageIter &anIterator, const Walk &aWalk) noexcept
@@ -71,7 +71,7 @@ zqError WalkEntry(DBusMessageIter &anIterator, const Walk &aWalk) noexcept
     else
         lReturn = WalkElement(lInner, lType, aWalk, nullptr);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         return lReturn;
 
     (void)dbus_message_iter_next(&lInner);
@@ -84,7 +84,7 @@ zqError WalkVariant(DBusMessageIter &anIterator, const Walk &aWalk, const char *
     DBusMessageIter lInner;
     const zqError   lReturn = aWalk.mWalker(aWalk.mContext, DBUS_TYPE_VARIANT, aName, nullptr);
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         return lReturn;
 
     dbus_message_iter_recurse(&anIterator, &lInner);

@@ -76,7 +76,7 @@ zqError zqDBus::State::Init() noexcept
         lReturn    = mLink.mLoop.Init(mLink.mConnection);
     }
 
-    if (lReturn != 0)
+    if (lReturn != zqError_None)
         Close();
 
     return lReturn;
@@ -287,7 +287,8 @@ zqError zqDBus::PerformMethodCall(const char *aDestination, const char *aPath, c
 
     const zqError lReturn = zqDBusAppendArguments(lMessage.Get(), aFirstType, aArguments);
 
-    return lReturn != 0 ? lReturn : PerformMethodCallWithMessage(lMessage.Get(), aPending, aReply, aTimeout, anError);
+    return lReturn != zqError_None ? lReturn
+                                   : PerformMethodCallWithMessage(lMessage.Get(), aPending, aReply, aTimeout, anError);
 }
 
 zqError zqDBus::PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPendingCall *aPending, DBusMessage **aReply,
@@ -433,7 +434,7 @@ zqError zqDBus::ReplyWithParams(DBusConnection *aConnection, DBusMessage *aMessa
 
     va_end(lArguments);
 
-    if (lReturn != 0 || dbus_message_get_no_reply(aMessage))
+    if (lReturn != zqError_None || dbus_message_get_no_reply(aMessage))
         return lReturn;
 
     return dbus_connection_send(aConnection, lReply.Get(), nullptr) ? zqError_None : zqError_NoResources;
