@@ -7,8 +7,9 @@
  *  Threads: Init, Destroy, SetDelegate, TellAvailableAgain, the Update and Flush
  *  operations and the array forms of ManagerGetServices and
  *  ManagerGetTechnologies belong to the thread that drives the bus
- *  (zqDBus::HandleEvents), and every callback of the delegate comes on it. The requests, the dictionary forms that ask
- * the daemon, and the answers to an input request may come from any thread.
+ *  (zqDBus::HandleEvents), and every callback of the delegate comes on it. The
+ *  requests, the dictionary forms that ask the daemon, and the answers to an
+ *  input request may come from any thread.
  *
  *  Results, where an operation does not say otherwise:
  *
@@ -31,222 +32,15 @@
 #ifndef ZQCONNMAN_H
 #define ZQCONNMAN_H
 
-#include <zqdbus.h>
+#include <zqconnman-delegate.h>
+#include <zqconnman-pendingcall.h>
+#include <zqconnman-provisioning.h>
 #include <zqnetworkmanager-vocabulary.h>
 
 #include <prlock.h>
 
-#include <atomic>
-#include <functional>
-
-class zqConnMan;
-
 /** What a message of a certain form is decoded with; internal. */
 struct zqDBusCFForm;
-
-namespace zq::ConnMan
-{
-
-namespace Delegate
-{
-
-/**
- *  Receives everything that the client has to tell.
- *
- *  Every operation comes on the thread that drives the bus, with no lock of
- *  the client held. An operation may use the client, blocking requests and
- *  SetDelegate included, but must not destroy it. Arguments are lent, and are
- *  not changed afterwards: they may be retained.
- */
-class ZQ_EXPORT Base
-{
-public:
-    virtual ~Base();
-
-    /**
-     *  The daemon is on the bus, and what it has is loaded, or was asked for in
-     *  vain. Told once more when it has come to answer what it did not then.
-     */
-    virtual void Available(zqConnMan *aConnMan) = 0;
-
-    /**
-     *  The daemon, or the bus, is gone; or the load failed that had begun. What
-     *  was told of it counts no more.
-     */
-    virtual void Unavailable(zqConnMan *aConnMan) = 0;
-
-    virtual void StateChanged(zqConnMan *aConnMan, CFStringRef aState) = 0;
-
-    /** @param[in]  aProperties  The changed properties of the daemon's manager, with their new values. */
-    virtual void PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties) = 0;
-
-    /** @param[in]  aServices  Object paths. */
-    virtual void ServicesAdded(zqConnMan *aConnMan, CFArrayRef aServices)   = 0;
-    virtual void ServicesRemoved(zqConnMan *aConnMan, CFArrayRef aServices) = 0;
-    virtual void ServicesUpdated(zqConnMan *aConnMan, CFArrayRef aServices) = 0;
-
-    virtual void ServiceChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) = 0;
-
-    /**
-     *  The daemon asks for what it needs to connect a service. The request is
-     *  held until ServiceCompleteInput or ServiceCancelInput answers it.
-     *
-     *  @param[in]  aFields  Name of a field to a dictionary that describes it.
-     *  @returns 0; any other code: the request is cancelled at once.
-     */
-    virtual zqError ServiceRequestInput(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aFields) = 0;
-
-    virtual void ServiceReportError(zqConnMan *aConnMan, CFStringRef aPath, CFStringRef anError) = 0;
-    virtual void ServiceDidConnect(zqConnMan *aConnMan, CFStringRef aPath)                       = 0;
-    virtual void ServiceDidNotConnect(zqConnMan *aConnMan, CFStringRef aPath, zqError anError)   = 0;
-    virtual void ServiceIsOnline(zqConnMan *aConnMan, CFStringRef aPath)                         = 0;
-    virtual void ServiceIsNotOnline(zqConnMan *aConnMan, CFStringRef aPath, zqError anError)     = 0;
-
-    /** @param[in]  aTechnologies  Object paths. */
-    virtual void TechnologiesAdded(zqConnMan *aConnMan, CFArrayRef aTechnologies)   = 0;
-    virtual void TechnologiesRemoved(zqConnMan *aConnMan, CFArrayRef aTechnologies) = 0;
-
-    virtual void TechnologyChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) = 0;
-
-    /** A scan ended: whoever is told clears the client's flag with SetScanning(false). */
-    virtual void TechnologyDidScan(zqConnMan *aConnMan, CFStringRef aPath)                     = 0;
-    virtual void TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) = 0;
-};
-
-/** Does nothing, for owners that override only what they need. An input request stays held until it is answered. */
-class ZQ_EXPORT Default : public Base
-{
-public:
-    void    Available(zqConnMan *aConnMan) override;
-    void    Unavailable(zqConnMan *aConnMan) override;
-    void    StateChanged(zqConnMan *aConnMan, CFStringRef aState) override;
-    void    PropertiesChanged(zqConnMan *aConnMan, CFDictionaryRef aProperties) override;
-    void    ServicesAdded(zqConnMan *aConnMan, CFArrayRef aServices) override;
-    void    ServicesRemoved(zqConnMan *aConnMan, CFArrayRef aServices) override;
-    void    ServicesUpdated(zqConnMan *aConnMan, CFArrayRef aServices) override;
-    void    ServiceChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) override;
-    zqError ServiceRequestInput(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aFields) override;
-    void    ServiceReportError(zqConnMan *aConnMan, CFStringRef aPath, CFStringRef anError) override;
-    void    ServiceDidConnect(zqConnMan *aConnMan, CFStringRef aPath) override;
-    void    ServiceDidNotConnect(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
-    void    ServiceIsOnline(zqConnMan *aConnMan, CFStringRef aPath) override;
-    void    ServiceIsNotOnline(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
-    void    TechnologiesAdded(zqConnMan *aConnMan, CFArrayRef aTechnologies) override;
-    void    TechnologiesRemoved(zqConnMan *aConnMan, CFArrayRef aTechnologies) override;
-    void    TechnologyChanged(zqConnMan *aConnMan, CFStringRef aPath, CFDictionaryRef aProperties) override;
-    void    TechnologyDidScan(zqConnMan *aConnMan, CFStringRef aPath) override;
-    void    TechnologyDidNotScan(zqConnMan *aConnMan, CFStringRef aPath, zqError anError) override;
-};
-
-} // namespace Delegate
-
-/**
- *  An asynchronous request of the client on its way to the daemon. Its one
- *  outcome goes to the delegate that the client has at that time.
- */
-class ZQ_EXPORT PendingCall : public zqDBusPendingCall
-{
-public:
-    using SuccessHandler = void (Delegate::Base::*)(zqConnMan *aConnMan, CFStringRef aSubject);
-    using FailureHandler = void (Delegate::Base::*)(zqConnMan *aConnMan, CFStringRef aSubject, zqError anError);
-
-    /**
-     *  @param[in]  aConnMan    The client: when it is destroyed first, it cancels the call.
-     *  @param[in]  aName       The method, for logs; static text.
-     *  @param[in]  aSubject    The object path that the call concerns; retained.
-     *  @param[in]  aOnSuccess  May be null, as may @a aOnFailure.
-     */
-    PendingCall(zqConnMan *aConnMan, const char *aName, CFStringRef aSubject, SuccessHandler aOnSuccess,
-                FailureHandler aOnFailure) noexcept;
-    ~PendingCall() override;
-    PendingCall(const PendingCall &)            = delete;
-    PendingCall &operator=(const PendingCall &) = delete;
-
-    void completed(DBusMessage *aReply) override;
-    void errorReceived(zqDBusError *anError) override;
-
-    /** Reported to the delegate as -16. */
-    void timedOut() override;
-
-protected:
-    /** Null once the client is gone. */
-    zqConnMan *GetConnMan() const noexcept { return mConnMan; }
-
-private:
-    friend class ::zqConnMan;
-
-    void Fail(zqError anError);
-
-    zqConnMan     *mConnMan;
-    const char    *mName;
-    CFStringRef    mSubject;
-    UInt32         mIdentifier;
-    SuccessHandler mOnSuccess;
-    FailureHandler mOnFailure;
-
-    // The client's outstanding calls, guarded by the client's lock.
-    PendingCall *mPrevious = nullptr;
-    PendingCall *mNext     = nullptr;
-
-    static std::atomic<UInt32> sIdentifier;
-};
-
-/** "Connect": ServiceDidConnect or ServiceDidNotConnect. */
-class ZQ_EXPORT ServiceConnectByPathPendingCall : public PendingCall
-{
-public:
-    ServiceConnectByPathPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
-    ~ServiceConnectByPathPendingCall() override;
-};
-
-/** "OnlineCheck": ServiceIsOnline or ServiceIsNotOnline. */
-class ZQ_EXPORT ServiceOnlineCheckPendingCall : public PendingCall
-{
-public:
-    ServiceOnlineCheckPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
-    ~ServiceOnlineCheckPendingCall() override;
-};
-
-/** "Scan": TechnologyDidScan or TechnologyDidNotScan. */
-class ZQ_EXPORT TechnologyScanPendingCall : public PendingCall
-{
-public:
-    TechnologyScanPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
-    ~TechnologyScanPendingCall() override;
-};
-
-/** "SetProperty" on the manager: its outcome is only logged, unless a class derived from it takes it. */
-class ZQ_EXPORT ManagerSetPropertyPendingCall : public PendingCall
-{
-public:
-    ManagerSetPropertyPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
-    ~ManagerSetPropertyPendingCall() override;
-};
-
-/** "SetProperty" on a technology: its outcome is only logged. */
-class ZQ_EXPORT TechnologySetPendingCall : public PendingCall
-{
-public:
-    TechnologySetPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
-    ~TechnologySetPendingCall() override;
-};
-
-/** Part of the family; no operation of the client makes one. */
-class ZQ_EXPORT ServiceConnectPendingCall : public PendingCall
-{
-public:
-    ServiceConnectPendingCall(zqConnMan *aConnMan, CFStringRef aPath) noexcept;
-    ~ServiceConnectPendingCall() override;
-};
-
-} // namespace zq::ConnMan
-
-/** Whether TechnologySetProperty waits for the daemon's answer. */
-enum ConnmanMethodSyncFlag
-{
-    kConnmanMethodSync  = 0,
-    kConnmanMethodAsync = 1
-};
 
 /**
  *  The client.
@@ -266,11 +60,9 @@ public:
         kDecodingExact,
 
         /**
-         *  Every type is taken: integers and floating-point numbers become
-         *  CFNumber, structures arrays, containers of any shape keep their
-         *  depth; a file descriptor is left out together with its name. A
-         *  uint64 above 2^63-1 keeps its bits, read as signed. An array of
-         *  strings may also be set as the value of a property.
+         *  Every type is taken: integers and floating-point numbers become CFNumber, structures arrays, containers of
+         *  any shape keep their depth; a file descriptor is left out together with its name. A uint64 above 2^63-1
+         *  keeps its bits, read as signed. An array of strings may also be set as the value of a property.
          */
         kDecodingTolerant
     };
@@ -337,10 +129,9 @@ public:
     zq::ConnMan::Delegate::Base *GetDelegate() const noexcept;
 
     /**
-     *  The delegate could not take all that it was told, for want of an answer
-     *  or of memory: tell it Available once more, after a second at the
-     *  earliest, when the daemon has shown that it answers. Does nothing while
-     *  the daemon is not available.
+     *  The delegate could not take all that it was told, for want of an answer or of memory: tell it Available once
+     *  more, after a second at the earliest, when the daemon has shown that it answers. Does nothing while the daemon
+     *  is not available.
      */
     void TellAvailableAgain();
 
@@ -455,86 +246,42 @@ public:
     zqError ServiceCompleteInput(const char *aPath, CFDictionaryRef aValues);
 
     /**
-     *  Refuse the held request ("net.connman.Agent.Error.Canceled"); waits as
-     *  ServiceCompleteInput does.
-     *
-     *  @retval   0  Refused; or no request for this service is held: nothing was done.
-     *  @retval  -2  The refusal could not be queued; the request is no longer held.
-     *  @retval  -5  A null path.
-     *  @retval  -7  The refusal could not be built.
+     *  Refuse the held request ("net.connman.Agent.Error.Canceled"); waits and
+     *  fails as ServiceCompleteInput does, but 0 is also the result when no
+     *  request for this service is held: nothing was done.
      */
     zqError ServiceCancelInput(const char *aPath);
 
-    // Provisioning: the file /var/lib/connman/quil.config. These need neither Init nor the daemon. Writing takes a lock
-    // that excludes every other writer, in this process and in others; only -16 tells of having waited for it in vain.
+    // Provisioning: what the file holds, and what is common to the results, is told in zqconnman-provisioning.h. These
+    // need neither Init nor the daemon.
 
     /** How long a writer waits for the others, in milliseconds. */
     static constexpr int kProvisionsTimeout = 2000;
 
-    /**
-     *  Says what is to be stored, from what is. Called with the file held.
-     *
-     *  The identifiers are not among the properties, in either set.
-     *
-     *  @param[in]   aStored      As GetProvisions yields it; may be retained.
-     *  @param[in]   anIsWhole    False: the file is damaged, and has more than could be read.
-     *  @param[out]  aProvisions  As UpdateProvisions takes it; its records may be those of @a aStored.
-     *  @returns 0; any other code: nothing is written.
-     */
-    using ProvisionsMerge =
-        std::function<zqError(CFDictionaryRef aStored, bool anIsWhole, CFUSharedRef<CFDictionaryRef> &aProvisions)>;
+    using ProvisionsMerge = zq::ConnMan::ProvisionsMerge;
 
     /**
-     *  Read the records: identifier to properties. Values are CFString, but
-     *  that of kProvisionPropertyExtendedPANID is a 64-bit CFNumber; each
-     *  record also has kProvisionPropertyProvisionIdentifier, which is the name
-     *  of its group whatever a line of the group says.
-     *
-     *  Escapes of the key-file format are decoded, but not in a text that would
-     *  have a line break or another control character then: that is had as it
-     *  is written.
-     *
-     *  A file that is missing is an empty set. Of a damaged file the records
-     *  before the damage are had, with a log line.
+     *  Read the records: identifier to properties, and among these the identifier.
      *
      *  @param[out]  aProvisions  The caller's (Create rule).
-     *
-     *  @retval   0
-     *  @retval  -1  The file could not be read.
-     *  @retval  -7  It could not be opened, because this process or the system has no more descriptors; or memory is
-     *               exhausted.
-     *  @retval -19  This process may not read it.
+     *  @retval 0, -1, -7, -19
      */
     zqError GetProvisions(CFDictionaryRef &aProvisions);
 
-    /** The same, added to a dictionary of the caller, which is left as it is when the file cannot be read. @retval -5
-     * for null. */
+    /** The same, added to the caller's dictionary, which is left as it is when the file cannot be read. -5 for null. */
     zqError GetProvisions(CFMutableDictionaryRef aProvisions);
 
     /** The same in the form that ProvisionsMerge has it: without the identifiers among the properties. */
     zqError GetProvisions(CFMutableDictionaryRef aProvisions, bool &anIsWhole);
 
     /**
-     *  Make these records the whole contents of the file. An equal file is not
-     *  written; otherwise it is replaced in one step, so that it is wholly the
-     *  old or wholly the new one whatever happens. Either way only its owner
-     *  can read it afterwards. A file that is damaged, or cannot be read, and
-     *  is about to be replaced is kept beside it as quil.damaged, for its owner
-     *  alone.
-     *
-     *  Values are written as they are: see CheckProvision for those that are
-     *  read back as others.
+     *  Make these records the whole contents of the file. A file that is
+     *  damaged, or cannot be read, and is about to be replaced is kept beside it
+     *  as quil.damaged, for its owner alone.
      *
      *  @param[in]  aProvisions  Identifier to properties, as GetProvisions yields them.
      *  @param[in]  aWrite       False: do nothing.
-     *
-     *  @retval   0  The file holds these records.
-     *  @retval  -1  The file could not be written; the old one is in place.
-     *  @retval  -5  Null, or what would spoil the file (logged): a NUL or a line break, an identifier that is empty or
-     *               has a bracket or a control character, a name that is empty, has a bracket or "=", or begins or
-     *               ends with white space, a value of another type than told. The old file is in place.
-     *  @retval  -7  Memory is exhausted.
-     *  @retval -16  Other writers held the file for kProvisionsTimeout (logged). The old file is in place.
+     *  @retval 0, -1, -5, -7, -16
      */
     zqError UpdateProvisions(CFDictionaryRef aProvisions, bool aWrite);
     zqError UpdateProvisions(CFDictionaryRef aProvisions);
@@ -547,38 +294,23 @@ public:
      *
      *  @param[in]  aMerge    Called once at most, on this thread, before this returns.
      *  @param[in]  aTimeout  To wait for other writers, in milliseconds.
-     *
-     *  @returns 0 when the file holds what @a aMerge said; otherwise what it,
-     *           GetProvisions or UpdateProvisions fails with: the old file is in
-     *           place.
+     *  @returns 0 when the file holds what @a aMerge said; otherwise what it, GetProvisions or UpdateProvisions fails
+     *           with: the old file is in place.
      */
     zqError MergeProvisions(const ProvisionsMerge &aMerge, int aTimeout = kProvisionsTimeout);
 
     /**
      *  Store that there is no record, and remove quil.damaged and what an
-     *  interrupted writer may have left: no secret stays.
-     *
-     *  @retval   0
-     *  @retval  -1  Something could not be written or removed (logged).
-     *  @retval  -7  Memory is exhausted.
-     *  @retval -16  As for UpdateProvisions.
+     *  interrupted writer may have left: no secret stays. @retval 0, -7, -16; -1
+     *  when something could not be written or removed (logged).
      */
     zqError EraseProvisions(int aTimeout = kProvisionsTimeout);
 
     /**
      *  Whether a record would be read back from the file as it is.
      *
-     *  Besides what UpdateProvisions refuses, that excludes an identifier that
-     *  does not begin with "service_", a value that begins with white space,
-     *  and one with a backslash that the format decodes: "\s" is a blank. (A
-     *  backslash and "n", "r" or "t" are read back as such.) An extended PAN ID
-     *  may also be a string of its decimal digits.
-     *
      *  @param[in]  aProperties  Without the identifier, or with it.
-     *
-     *  @retval   0
-     *  @retval  -5  It would not: a log line names the property, never its value. Or an argument is null.
-     *  @retval  -7  Memory is exhausted.
+     *  @retval 0, -7; -5 when it would not: a log line names the property, never its value; or an argument is null.
      */
     static zqError CheckProvision(CFStringRef anIdentifier, CFDictionaryRef aProperties);
 
@@ -620,18 +352,14 @@ public:
     zqError PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPendingCall *aPending, int aTimeout);
 
     /**
-     *  The code for an error of the daemon or the bus. ConnMan's errors are
-     *  told by their message, in any letter case; then the bus's by their name.
-     *  The error is logged under @a aLabel.
+     *  The code for an error of the daemon or the bus. ConnMan's errors are told by their message, in any letter case;
+     *  then the bus's by their name. The error is logged under @a aLabel.
      *
-     *  @returns -5 invalid arguments, service or property; -16 operation
-     *           time-out; -17 not found; -18 not unique; -19 permission denied;
-     *           -20 operation aborted; -21 not connected; -22 already exists,
-     *           enabled, disabled or connected; -23 in progress; -26 not
-     *           implemented; -27 not supported; -113 no route to host; -7000
-     *           ServiceUnknown; -7001 NoReply; -7002 UnknownMethod; -7003
-     *           UnknownObject; -1 for any other, and for an error that is not
-     *           set or has no message.
+     *  @returns -5 invalid arguments, service or property; -16 operation time-out; -17 not found; -18 not unique; -19
+     *           permission denied; -20 operation aborted; -21 not connected; -22 already exists, enabled, disabled or
+     *           connected; -23 in progress; -26 not implemented; -27 not supported; -113 no route to host; -7000
+     *           ServiceUnknown; -7001 NoReply; -7002 UnknownMethod; -7003 UnknownObject; -1 for any other, and for an
+     *           error that is not set or has no message.
      */
     static zqError MapError(const char *aLabel, DBusError *anError);
 
@@ -681,13 +409,7 @@ private:
     void    ReplayToDelegate();
 
     // Asking a daemon that is there but not, or not wholly, loaded
-    enum class Asked
-    {
-        Answers,
-        Silent,
-        Absent
-    };
-
+    enum class Asked;
     void UpdateAsking();
     void Ask();
     void AskEnded(const AskPendingCall *anAsk, Asked anOutcome);

@@ -230,6 +230,13 @@ zqError zqConnMan::Load()
 
 // Asking
 
+enum class zqConnMan::Asked
+{
+    Answers,
+    Silent,
+    Absent
+};
+
 /** Asks the daemon for something small, to see whether it answers at all. */
 class zqConnMan::AskPendingCall final : public PendingCall
 {
