@@ -87,28 +87,29 @@ zqError DecodeExactly(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CF
     return lReturn;
 }
 
+/** @param[in]  aMade  What is added to; null when memory is exhausted. */
+template <typename Made, typename T>
+zqError AddTolerantly(DBusMessageIter *anIterator,
+                      zqError (*anAdd)(DBusMessageIter *, const zqDBusDecoding &, Made) noexcept,
+                      const CFUSharedRef<Made> &aMade, CFUSharedRef<T> &aResult)
+{
+    const zqError lReturn = aMade != nullptr ? anAdd(anIterator, kTolerant, aMade.Get()) : zqError_NoResources;
+
+    if (lReturn == zqError_None)
+        aResult = aMade;
+    return lReturn;
+}
+
 /** Each form is entries: properties by their names, or objects by their paths. */
 zqError DecodeTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFDictionaryRef> &aResult)
 {
-    const auto    lEntries = zq::ConnMan::MakeDictionary();
-    const zqError lReturn =
-        lEntries != nullptr ? zqDBus::AddEntries(anIterator, kTolerant, lEntries.Get()) : zqError_NoResources;
-
-    if (lReturn == zqError_None)
-        aResult = lEntries;
-    return lReturn;
+    return AddTolerantly(anIterator, zqDBus::AddEntries, zq::ConnMan::MakeDictionary(), aResult);
 }
 
 /** The elements from the iterator on. */
 zqError DecodeTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFArrayRef> &aResult)
 {
-    const auto    lElements = zq::ConnMan::MakeArray();
-    const zqError lReturn =
-        lElements != nullptr ? zqDBus::AddElements(anIterator, kTolerant, lElements.Get()) : zqError_NoResources;
-
-    if (lReturn == zqError_None)
-        aResult = lElements;
-    return lReturn;
+    return AddTolerantly(anIterator, zqDBus::AddElements, zq::ConnMan::MakeArray(), aResult);
 }
 
 zqError DecodeDictionary(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)

@@ -73,6 +73,15 @@ CFUSharedRef<CFDictionaryRef> MakeIdentified(const void *aName, CFDictionaryRef 
     return lRecord;
 }
 
+/** What is stored. @retval 0, -1, -7, -19 */
+zqError ReadStored(ParsedProvisions &aParsed)
+{
+    std::string   lText;
+    const zqError lReturn = ReadProvisions(lText);
+
+    return lReturn == zqError_None ? aParsed.Parse(lText) : lReturn;
+}
+
 unsigned long GetCount(CFDictionaryRef aProvisions)
 {
     return static_cast<unsigned long>(CFDictionaryGetCount(aProvisions));
@@ -100,7 +109,7 @@ zqError zqConnMan::GetProvisions(CFMutableDictionaryRef aProvisions)
 
     ZQ_REQUIRE(aProvisions != NULL, zqError_InvalidArgument);
 
-    const zqError lReturn = lParsed.Load();
+    const zqError lReturn = ReadStored(lParsed);
 
     if (lReturn != zqError_None)
         return lReturn;
@@ -121,7 +130,7 @@ zqError zqConnMan::GetProvisions(CFMutableDictionaryRef aProvisions, bool &anIsW
 
     ZQ_REQUIRE(aProvisions != NULL, zqError_InvalidArgument);
 
-    const zqError lReturn = lParsed.Load();
+    const zqError lReturn = ReadStored(lParsed);
 
     anIsWhole = !lParsed.IsDamaged();
     if (lReturn != zqError_None)
@@ -153,7 +162,7 @@ zqError zqConnMan::UpdateProvisions(CFDictionaryRef aProvisions, bool aWrite)
     if (lReturn != zqError_None || lFile.Holds(lText))
         return lReturn;
 
-    const bool lWasRead = lOld.Load() == zqError_None && !lOld.IsDamaged();
+    const bool lWasRead = ReadStored(lOld) == zqError_None && !lOld.IsDamaged();
 
     return lFile.Replace(lText, GetCount(aProvisions), !lWasRead);
 }
@@ -167,7 +176,7 @@ zqError zqConnMan::MergeProvisions(const ProvisionsMerge &aMerge, int aTimeout)
     zqError                       lReturn = lFile.Open(aTimeout);
 
     if (lReturn == zqError_None)
-        lReturn = lOld.Load();
+        lReturn = ReadStored(lOld);
     if (lReturn == zqError_None)
         lReturn = aMerge(lOld.GetRecords(), !lOld.IsDamaged(), lProvisions);
     if (lReturn != zqError_None)

@@ -1,6 +1,7 @@
 /**
  *  @file
- *    The provisioning file: what it says, and how it is stored.
+ *    The provisioning file: its format, its lock and its storage, none of which
+ *    calls another but that who stores it holds the lock.
  */
 
 #ifndef ZQCONNMAN_PROVISIONS_H
@@ -30,10 +31,7 @@ zqError Put(CFMutableDictionaryRef aDictionary, const void *aKey, const void *aV
 class ParsedProvisions
 {
 public:
-    /** Read the file; one that is missing has no records. @retval 0, -1, -7, -19 */
-    zqError Load();
-
-    /** Read a text instead. @retval 0, -7 */
+    /** @retval 0, -7 */
     zqError Parse(const std::string &aText);
 
     /** True when it could not be parsed to its end: the records are those before the damage. */
@@ -136,6 +134,9 @@ private:
     static std::mutex      sMutex; // of the chain and its descriptors
     static ProvisionsLock *sFirst; // all of the process
 };
+
+/** The text of the file; one that is missing has none. @retval 0, -1, -7, -19 */
+zqError ReadProvisions(std::string &aText);
 
 /** The stored file, held: nobody else changes it while this lives. */
 class ProvisionsFile

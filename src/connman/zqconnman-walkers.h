@@ -121,15 +121,30 @@ inline const char *zqDBusCFText(const void *aValue)
  */
 zqError zqDBusCFWalkScalar(zqDBusCFContext &aContext, int anEvent, const void *aValue);
 
-// The exact walkers
+// The exact walkers. -5 for an element that is not told, and an assertion for a null context.
 
+/** Properties, or one: strings, paths, booleans; a container inside is an array. */
 zqError PropertiesWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
+
+/** The same without paths. */
 zqError PropertiesWalkerNoPaths(void *theContext, int anEvent, const char *aName, const void *aValue);
+
+/** a(oa{sv}): objects by their paths, each with properties as PropertiesWalkerNoPaths takes them. */
 zqError ObjectsWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
+
+/** oa{sv}: one of those. */
 zqError ObjectWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
+
+/** Properties that are dictionaries of dictionaries; of the arrays inside only "Alternates" is kept. */
 zqError TechnologyPropertiesWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
+
+/** Properties, or one: strings, booleans, numbers of 8 and 16 bits; what seven of the names hold are dictionaries. */
 zqError ServicePropertiesWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
+
+/** a(oa{sv}): as ServicePropertiesWalker takes them, but without the numbers of 16 bits. */
 zqError ServiceObjectsWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
+
+/** a(oa{sv})ao: those that changed, and the paths of those that are gone. Its context is a ServicesChangedContext. */
 zqError ServicesChangedWalker(void *theContext, int anEvent, const char *aName, const void *aValue);
 
 #endif // ZQCONNMAN_WALKERS_H

@@ -1,6 +1,6 @@
 /**
  *  @file
- *    The texts of the wire as CoreFoundation strings, and back.
+ *    The texts of the wire as CoreFoundation strings, made once where they recur, and back.
  */
 
 #include "zqconnman-private.h"

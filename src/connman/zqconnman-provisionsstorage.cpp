@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <new>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -105,7 +106,51 @@ void Flush(int aDirectory)
         ZQ_LOG(zqLogLevel_Error, "connman: cannot flush the directory %s: error %d", kProvisionsDirectory, errno);
 }
 
+zqError MapError(int anError) noexcept
+{
+    switch (anError)
+    {
+    case EACCES:
+    case EPERM:
+        return zqError_PermissionDenied;
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+        return zqError_NoResources;
+    default:
+        return zqError_Failed;
+    }
+}
+
 } // namespace
+
+zqError ReadProvisions(std::string &aText)
+try
+{
+    const Descriptor lFile(::open(kProvisionsPath, O_RDONLY | O_CLOEXEC));
+    ssize_t          lCount = lFile.IsOpen() ? 1 : -1;
+    char             lBuffer[4096];
+
+    aText.clear();
+    if (!lFile.IsOpen() && errno == ENOENT)
+        return zqError_None;
+
+    while (lCount > 0 || (lCount < 0 && lFile.IsOpen() && errno == EINTR))
+        if ((lCount = ::read(lFile.Get(), lBuffer, sizeof lBuffer)) > 0)
+            aText.append(lBuffer, static_cast<std::size_t>(lCount));
+
+    if (lCount == 0)
+        return zqError_None;
+
+    const int lError = errno;
+
+    ZQ_LOG(zqLogLevel_Notice, "connman: cannot read %s: error %d", kProvisionsPath, lError);
+    return MapError(lError);
+}
+catch (const std::bad_alloc &)
+{
+    return zqError_NoResources;
+}
 
 zqError ProvisionsFile::Open(int aTimeout)
 {

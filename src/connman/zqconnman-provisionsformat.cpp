@@ -1,18 +1,15 @@
 /**
  *  @file
- *    The text of the provisioning file: how it is read, and how it is composed.
+ *    The format of the provisioning file: how a text is read, and how it is composed.
  */
 
 #include "zqconnman-provisions.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <vector>
-
-#include <fcntl.h>
 
 namespace zq::ConnMan
 {
@@ -69,24 +66,6 @@ CFUSharedRef<CFTypeRef> MakeValue(const char *aKey, const char *aText)
     return CFUAdopt<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &lNumber));
 }
 
-// Reading
-
-zqError MapError(int anError) noexcept
-{
-    switch (anError)
-    {
-    case EACCES:
-    case EPERM:
-        return zqError_PermissionDenied;
-    case EMFILE:
-    case ENFILE:
-    case ENOMEM:
-        return zqError_NoResources;
-    default:
-        return zqError_Failed;
-    }
-}
-
 } // namespace
 
 zqError Put(CFMutableDictionaryRef aDictionary, const void *aKey, const void *aValue)
@@ -95,34 +74,6 @@ zqError Put(CFMutableDictionaryRef aDictionary, const void *aKey, const void *aV
 
     ZQ_REQUIRE(CFDictionaryGetValue(aDictionary, aKey) == aValue, zqError_NoResources);
     return zqError_None;
-}
-
-zqError ParsedProvisions::Load()
-try
-{
-    const Descriptor lFile(::open(kProvisionsPath, O_RDONLY | O_CLOEXEC));
-    ssize_t          lCount = lFile.IsOpen() ? 1 : -1;
-    std::string      lText;
-    char             lBuffer[4096];
-
-    if (!lFile.IsOpen() && errno == ENOENT)
-        return Parse(lText);
-
-    while (lCount > 0 || (lCount < 0 && lFile.IsOpen() && errno == EINTR))
-        if ((lCount = ::read(lFile.Get(), lBuffer, sizeof lBuffer)) > 0)
-            lText.append(lBuffer, static_cast<std::size_t>(lCount));
-
-    if (lCount == 0)
-        return Parse(lText);
-
-    const int lError = errno;
-
-    ZQ_LOG(zqLogLevel_Notice, "connman: cannot read %s: error %d", kProvisionsPath, lError);
-    return MapError(lError);
-}
-catch (const std::bad_alloc &)
-{
-    return zqError_NoResources;
 }
 
 zqError ParsedProvisions::Parse(const std::string &aText)
@@ -314,20 +265,20 @@ private:
 
 zqError Composer::AppendProvision(const Entry &aProvision)
 {
-    const UTF8Text     provisionName(aProvision.mName.Get());
-    const auto        *lProperties = static_cast<CFDictionaryRef>(aProvision.mValue);
+    const UTF8Text     lName(aProvision.mName.Get());
+    const char *const  provisionName = lName.Get();
+    const auto        *lProperties   = static_cast<CFDictionaryRef>(aProvision.mValue);
     std::vector<Entry> lEntries;
 
     ZQ_REQUIRE(CFUIsTypeID(aProvision.mValue, CFDictionaryGetTypeID()), zqError_InvalidArgument);
-    if (!ZQ_CHECK_TEXT(provisionName.Get() != nullptr, "provisionName != __null"))
-        return zqError_NoResources;
-    if (!ZQ_CHECK_MESSAGE(IsWhole(provisionName.Get(), aProvision.mName.Get()) && IsGroupName(provisionName.Get()),
+    ZQ_REQUIRE(provisionName != NULL, zqError_NoResources);
+    if (!ZQ_CHECK_MESSAGE(IsWhole(provisionName, aProvision.mName.Get()) && IsGroupName(provisionName),
                           "the file cannot hold this identifier"))
         return zqError_InvalidArgument;
 
     zqError lReturn = CollectEntries(lProperties, "propertyName != __null", lEntries);
 
-    mGroup  = provisionName.Get();
+    mGroup  = provisionName;
     mStored = nullptr;
     if (lReturn == zqError_None && mParsed != nullptr)
     {
@@ -372,24 +323,24 @@ zqError Composer::KeepUnread(CFDictionaryRef aProperties, std::vector<Entry> &an
 
 zqError Composer::AppendProperty(const Entry &aProperty)
 {
-    const UTF8Text  propertyName(aProperty.mName.Get());
-    const CFTypeRef lStored = mStored != nullptr ? CFDictionaryGetValue(mStored, aProperty.mName.Get()) : nullptr;
+    const UTF8Text    lName(aProperty.mName.Get());
+    const char *const propertyName = lName.Get();
+    const CFTypeRef   lStored = mStored != nullptr ? CFDictionaryGetValue(mStored, aProperty.mName.Get()) : nullptr;
 
-    if (!ZQ_CHECK_TEXT(propertyName.Get() != nullptr, "propertyName != __null"))
-        return zqError_NoResources;
+    ZQ_REQUIRE(propertyName != NULL, zqError_NoResources);
 
     if (aProperty.mValue == nullptr || (lStored != nullptr && CFEqual(lStored, aProperty.mValue)))
     {
-        mText.append(propertyName.Get()).append("=");
-        mText.append(mParsed->CopyText(mGroup, propertyName.Get()).get()).append("\n");
+        mText.append(propertyName).append("=");
+        mText.append(mParsed->CopyText(mGroup, propertyName).get()).append("\n");
         return zqError_None;
     }
 
-    if (!ZQ_CHECK_MESSAGE(IsWhole(propertyName.Get(), aProperty.mName.Get()) && IsPropertyName(propertyName.Get()),
+    if (!ZQ_CHECK_MESSAGE(IsWhole(propertyName, aProperty.mName.Get()) && IsPropertyName(propertyName),
                           "the file cannot hold this name of a property"))
         return zqError_InvalidArgument;
 
-    return AppendValue(propertyName.Get(), aProperty.mValue);
+    return AppendValue(propertyName, aProperty.mValue);
 }
 
 zqError Composer::AppendValue(const char *aName, CFTypeRef aValue)
