@@ -200,7 +200,7 @@ TEST_F(Provisions, OfTwoManagersComeTogether)
     ASSERT_TRUE(WriteFile(kFile, kHeader + "[service_both]\nType=wifi\nPassphrase=old\nName=old\nIdentity=old\n"
                                            "Domain=old\n\n"
                                            "[service_gone]\nType=wifi\n\n[service_kept]\nType=wifi\n\n"));
-    const RunningManager   lFirst, lSecond;
+    const RunningManager   lFirst, lSecond, lThird;
     zqSharedPtr<Provision> lProvision;
     const auto             lChange =
         [&](const RunningManager &aManager, const char *anIdentifier, const char *aKey, const char *aValue)
@@ -225,7 +225,7 @@ TEST_F(Provisions, OfTwoManagersComeTogether)
     // The second has seen nothing of that.
     lChange(lSecond, "service_kept", "Name", "second");
     lChange(lSecond, "service_both", "Name", "second");
-    lChange(lSecond, "service_both", "Identity", "old"); // as it is there, but not in the file
+    lChange(lThird, "service_both", "Identity", "old"); // as it is there, but not in the file
     EXPECT_EQ(Stored(), "[service_new]\nType=wifi\nName=first\n\n[service_kept]\nType=wifi\nName=second\n\n"
                         "[service_both]\nType=wifi\nName=second\nIdentity=old\nDomain=first\n\n");
     EXPECT_EQ(lSecond.GetProvisions(), (Lines{ "service_both", "service_kept", "service_new" }));
@@ -237,7 +237,7 @@ TEST_F(Provisions, OfTwoManagersComeTogether)
     lChange(lSecond, "service_both", "Name", "last");
     EXPECT_EQ(Stored(), "[service_new]\nType=ethernet\nName=first\n\n[service_late]\nType=wifi\n\n"
                         "[service_kept]\nType=wifi\nName=second\n\n[service_both]\nType=wifi\nName=last\nIdentity="
-                        "old\nDomain=first\n\n");
+                        "first\nDomain=first\n\n");
     EXPECT_EQ(lFirst->ProvisionRemoveAll(), 0);
     EXPECT_EQ(Stored(), "");
     EXPECT_EQ(FileMode(kDirectory + "/quil.damaged"), 0U);

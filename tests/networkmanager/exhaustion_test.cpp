@@ -202,6 +202,7 @@ TEST_F(WithoutMemory, AReportIsNotTakenAndCanBeRepeated)
                   { -7, -1, -2 }, [&] { return lManager.ProvisionCreate(lProperties, lProvision); },
                   [&] { EXPECT_EQ(lManager.GetProvisionPaths(), ""); }),
               0);
+    EXPECT_EQ(lManager.GetProvisionPaths(), "id");
     ExpectAsserted("manager", { "aPointer != __null", "lProperties != __null", "lProvision != __null" });
 }
 

@@ -102,6 +102,7 @@ TEST_F(ALookup, FindsATechnologyByTypeAndAProvisionByTheIdentifierInItsPropertie
     EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties("id"), lFound), 0);
     EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties("other"), lFound), -17);
     EXPECT_EQ(mManager.ManagerLookupProvision(ProvisionProperties(nullptr), lFound), -17);
+    lFound = lCreated;
     EXPECT_EQ(mManager.ManagerLookupProvision(nullptr, lFound), -5);
     EXPECT_TRUE(lFound == nullptr);
 }

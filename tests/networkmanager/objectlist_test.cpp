@@ -57,6 +57,7 @@ TEST_F(AnObjectList, IsInitialisedOnceAndRefusesEverythingBefore)
                                    lList.Append(lArray), lList.Erase(lArray), lList.AppendAll(lArray) })
         EXPECT_EQ(lResult, -3);
     EXPECT_TRUE(lList.Find(lA) == nullptr && lList.Find(Str("/a")) == nullptr);
+    EXPECT_EQ(lList.FindLocked(lA) + mList.FindLocked(nullptr), -2);
     for (const char *lFile : { kFile, kHeader })
         EXPECT_TRUE(Asserted(mLog, "mInitialized", lFile, kAsserter));
     EXPECT_EQ(mLog.Count("retval == 0"), 3u); // of the last three
@@ -114,6 +115,20 @@ TEST_F(AnObjectList, RemovesByPathAndFindsTheOthersWhereTheyAreThen)
     EXPECT_EQ(GetPaths(), "d b");
     EXPECT_TRUE(mList.Find(Str("/a")) == nullptr);
     EXPECT_EQ(mList.Find(Str("/d")).Get(), lObjects.GetElementPtr(3));
+}
+
+TEST_F(AnObjectList, FindsAnObjectThatGotItsPathLater)
+{
+    const zqSharedPtr<Object> lLate(new Object);
+
+    for (const auto &lObject : { Listed("/a"), lLate, Listed("/b") })
+        ASSERT_EQ(mList.Add(lObject), 0);
+    EXPECT_TRUE(mList.Find(Listed("/x")) == nullptr);
+    EXPECT_EQ(mList.Find(zqSharedPtr<Object>(new Object)).Get(), lLate.Get()) << "neither has one";
+    ASSERT_EQ(lLate->Init(Str("/b"), Dict()), 0);
+    EXPECT_EQ(mList.Find(Str("/b")).Get(), lLate.Get()) << "the first of two";
+    EXPECT_EQ(mList.Remove(lLate), 0);
+    EXPECT_EQ(GetPaths(), "a b");
 }
 
 TEST_F(AnObjectList, OfAnyLengthIsNotWalkedForOneObject)

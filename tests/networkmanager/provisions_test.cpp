@@ -56,6 +56,8 @@ TEST_F(AManagersProvision, IsMergedIntoWhenItIsCreatedAgain)
     EXPECT_EQ(Get("ProvisionIdentifier"), "id");
     EXPECT_EQ(Get("EAP"), "null");
 
+    EXPECT_FALSE(mLog.Contains("ASSERT")) << mLog.GetText();
+
     // It is handed out when merging fails, too.
     CFDictionarySetValue(lMore.Get(), kServicePropertyType, Number(1).Get());
     EXPECT_EQ(mManager.ProvisionCreate(lMore, lAgain), -1);
@@ -92,6 +94,7 @@ TEST_F(AManagersProvision, IsChangedInTheListAlsoThroughACopy)
     EXPECT_EQ(Text(mProvision->GetSSID().Get()), "ff");
     EXPECT_TRUE(lCopy->GetSSID() == nullptr);
     EXPECT_EQ(TakeRequests(), kWritten);
+    EXPECT_FALSE(mLog.Contains("ASSERT")) << mLog.GetText();
 
     EXPECT_EQ(mManager.ProvisionSetProperty(*mProvision, nullptr, Str("ff")), -5);
     EXPECT_EQ(mManager.ProvisionSetProperty(*mProvision, Str("SSID"), nullptr), -5);
@@ -144,7 +147,7 @@ TEST(AManagersProvisions, AreHeldByOneThreadAtATimeWhichIsWaitedForForALimitedTi
         std::atomic<bool> mMayGoOn{ false };
     } lManager;
     LogCapture             lLog;
-    zqSharedPtr<Provision> lProvision, lOther;
+    zqSharedPtr<Provision> lProvision, lOther, lLate;
     std::thread lHolder([&] { EXPECT_EQ(lManager.ProvisionCreate(ProvisionProperties("new"), lProvision), 0); });
 
     ASSERT_TRUE(WaitUntil([&] { return lManager.mDepth == 2; }));
@@ -157,6 +160,8 @@ TEST(AManagersProvisions, AreHeldByOneThreadAtATimeWhichIsWaitedForForALimitedTi
     lStart([&] { return lManager.ProvisionClearProperty(*lOther, Str("Passphrase")); });
     lStart([&] { return lManager.ProvisionRemove(*lOther); });
     lStart([&] { return lManager.ProvisionRemoveAll(); });
+    lStart([&] { return lManager.ProvisionCreate(ProvisionProperties("id"), lLate); });
+    lStart([&] { return lManager.UpdateProvisions(Dict().Get(), Manager::UpdateOperationAdd); });
     for (auto &lResult : lResults)
         EXPECT_EQ(lResult.get(), zqError_TimedOut);
     EXPECT_EQ(lLog.Count(": the provisions are held by another thread: given up", 4), lResults.size());
@@ -193,6 +198,7 @@ TEST_F(AManagersProvision, ThatIsNotListedAnyMoreCannotBeChanged)
     EXPECT_EQ(mManager.ProvisionRemove(*mProvision), 0);
     EXPECT_EQ(mManager.GetProvisionPaths(), "");
     EXPECT_EQ(TakeRequests(), kWritten);
+    EXPECT_FALSE(mLog.Contains("ASSERT")) << mLog.GetText();
 
     EXPECT_EQ(mManager.ProvisionSetProperty(*mProvision, Str("SSID"), Str("ff")), -17);
     EXPECT_EQ(mManager.ProvisionClearProperty(*mProvision, Str("Passphrase")), -17);

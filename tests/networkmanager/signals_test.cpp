@@ -101,6 +101,7 @@ TEST_F(ASignal, IsLoggedToldToObserversAndPublished)
            "DidNotPrepareForSleep -4");
 
     // A null object has the empty name.
+    Expect(lM.SignalPropertiesChanged(nullptr), 2, 2, "properties changed", "PropertiesChanged");
     Expect(lM.SignalServiceError(nullptr, kServiceErrorNotFound), 7, 3, "error \"not-found\" for service \"\"",
            "ServiceError - not-found");
     Expect(lM.SignalServiceChanged(nullptr, lF), 5, 2, "properties changed for service \"\" rssi -120",
@@ -185,4 +186,18 @@ TEST_F(ASignal, ServesEverySubscriberAndYieldsTheFirstFailure)
     EXPECT_EQ(mSubscriber.Take().size(), 1u);
     EXPECT_EQ(lLast.Take().size(), 1u);
     EXPECT_EQ(TestManager().SignalServicesAdded({}), 0); // nobody hears it
+
+    // What is reported is taken all the same.
+    const std::function<zqError()> kReports[] = {
+        [&] { return mManager.AddServices({ "/a" }); },
+        [&] { return mManager.UpdateServices(Strings({ "/a" }).Get(), Manager::UpdateOperationChange); },
+        [&] { return mManager.UpdateServices(Strings({ "/a" }).Get(), Manager::UpdateOperationRemove); },
+        [&] { return mManager.UpdateProperties(mFields.Get()); },
+    };
+    for (const auto &lReport : kReports)
+    {
+        mLog.Clear();
+        EXPECT_EQ(lReport(), -3) << &lReport - kReports;
+        EXPECT_EQ(mLog.Count("ASSERT: : lReturn == 0, file: zqnetworkmanager-manager", 4), 2u) << mLog.GetText();
+    }
 }

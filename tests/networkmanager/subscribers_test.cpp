@@ -15,6 +15,7 @@ const char *const kFile = "zqnetworkmanager-manager";
 
 TEST(ANewListener, IsToldThePresentStateInOrder)
 {
+    LogCapture  lLog;
     TestManager lManager;
     Subscriber  lSubscriber;
     Recorder    lObserver;
@@ -41,6 +42,8 @@ TEST(ANewListener, IsToldThePresentStateInOrder)
     zqRefObjectArray<Service> lServices;
     EXPECT_EQ(lAdded->GetServices(lServices), 0);
     EXPECT_EQ(Names(lServices), (Lines{ "a", "b" }));
+
+    EXPECT_FALSE(lLog.Contains("ASSERT")) << lLog.GetText();
 
     // What it was given does not change under its hands.
     ASSERT_EQ(lManager.UpdateProperties(Dict({ { kManagerPropertyState, "idle" } }).Get()), 0);

@@ -62,6 +62,8 @@ TEST_F(AReport, AddsOnlyWhatIsNewInItsOrderAndOnceAndAllOfItOrNothing)
     EXPECT_EQ(Find(mB).Get(), lKnown.Get());
     EXPECT_EQ(Text(lKnown->GetName().Get()), "home");
 
+    EXPECT_FALSE(mLog.Contains("ASSERT")) << mLog.GetText();
+
     // The second one vanishes before it is fetched, lacks what a service needs, is no path.
     mManager.mReported = { { "/x", ServiceProperties() }, { "/bad", Dict() } };
     EXPECT_EQ(Update({ mX, Str("/gone") }, kAdd), zqError_UnknownObject);
@@ -83,6 +85,7 @@ TEST_F(AReport, RemovesWhatIsListedOnceAndAddsItAgainAsAnotherObject)
     EXPECT_TRUE(mLog.Contains(": Service will be lRemoved", 4));
     EXPECT_EQ(mManager.GetServicePaths(), "b");
     EXPECT_EQ(TakeCalls(), Lines{ "ServicesRemoved c a" });
+    EXPECT_FALSE(mLog.Contains("ASSERT")) << mLog.GetText();
     EXPECT_EQ(lOld->GetRefCount(), 1);
     EXPECT_EQ(mManager.AddServices({ "/c" }), 0);
     EXPECT_NE(Find(mC).Get(), lOld.Get());
@@ -95,6 +98,7 @@ TEST_F(AReport, OfChangesTellsOfEachServiceWithAllItsPropertiesUntilOneFails)
     EXPECT_EQ(Update({ mC, mX, mA, mC }, kChange), 0);
     EXPECT_EQ(TakeCalls(), (Lines{ "ServiceChanged c" + kAllKeys, "ServiceChanged a" + kAllKeys }));
     EXPECT_TRUE(Find(mA)->IsConnected());
+    EXPECT_FALSE(mLog.Contains("ASSERT")) << mLog.GetText();
     EXPECT_EQ(Text(Find(mC)->GetName().Get()), "work");
 
     mManager.mReported["/b"] = Dict({ { kServicePropertyState, Number(1) } });
