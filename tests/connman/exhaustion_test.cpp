@@ -143,6 +143,14 @@ TEST_F(ExhaustionTest, ProvisionsAreWrittenWhollyOrNotAtAll)
     Starve(kExhausted, [&] { return mConnMan.UpdateProvisions(lSet.Get()); });
     EXPECT_EQ(ReadFile("/var/lib/connman/quil.config").size(), 64u + 2 * (12 + 2006 + 1));
 
+    const auto lBad = Dict({ { "Passphrase", " begins with what is not read back" } });
+    for (int lGranted = 0; lGranted < 60; ++lGranted)
+    {
+        const FailingAllocations lFailing(lGranted);
+
+        EXPECT_NE(zqConnMan::CheckProvision(CFSTR("service_a"), lBad.Get()), 0) << lGranted;
+    }
+
     // Nor is anything lost of what was read, and is written again.
     const std::string kText   = "[service_a]\nSecurity=\\spsk\nProvisionIdentifier=b\nNone=\xff\nA name=\\ttab\n\n";
     const std::string kHeader = ReadFile("/var/lib/connman/quil.config").substr(0, 64);

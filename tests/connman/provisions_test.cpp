@@ -173,6 +173,7 @@ TEST_F(ProvisionsTest, AnEqualSetTouchesNothing)
 
     EXPECT_EQ(mConnMan.UpdateProvisions(nullptr, false), 0);
     EXPECT_EQ(mConnMan.UpdateProvisions(nullptr, true), zqError_InvalidArgument);
+    EXPECT_EQ(mConnMan.GetProvisions(static_cast<CFMutableDictionaryRef>(nullptr)), zqError_InvalidArgument);
     EXPECT_NE(::access(kFile.c_str(), F_OK), 0);
 
     for (const std::size_t lLength : { 10u, 960u, 961u, 200000u })
@@ -302,6 +303,9 @@ TEST_F(ProvisionsTest, WhatTheFileCannotHoldIsRefusedWithoutItsValue)
         CFDictionarySetValue(lRecord.Get(), Str(lKey).Get(), lCase.first.Get());
         EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), lRecord.Get()), lCase.second) << lKey;
     }
+    const auto lNoName = Dict();
+    CFDictionarySetValue(lNoName.Get(), kCFBooleanTrue, CFSTR("x"));
+    EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), lNoName.Get()), -5);
     EXPECT_EQ(ReadFile(kFile), lOld);
 }
 
