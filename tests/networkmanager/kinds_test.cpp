@@ -133,6 +133,11 @@ TEST(AKind, CachesEachPropertyUnderItsOwnName)
                    lProvision->GetPrivateKeyPassphrase(), lProvision->GetPrivateKeyPassphraseType(),
                    lProvision->GetIdentity(), lProvision->GetPhase2(), lProvision->GetPassphrase(),
                    lProvision->GetSecurity(), lProvision->GetHidden(), lProvision->GetExtendedPANID() });
+
+    // What the file has as a number is a text, too.
+    const auto lNumbered = Make<Provision>("id", With(ProvisionProperties(nullptr), "ExtendedPANID", Number(-1)));
+    ASSERT_TRUE(lNumbered != nullptr);
+    EXPECT_EQ(Text(lNumbered->GetExtendedPANID().Get()), "18446744073709551615");
 }
 
 TEST(AService, HasAStrengthAndItsRawFormOrABooleanInTheirPlace)

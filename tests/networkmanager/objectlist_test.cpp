@@ -82,6 +82,7 @@ TEST_F(AnObjectList, KeepsTheObjectThatWasThereFirstAndFindsItLetterCaseIncluded
     zqRefObjectArray<Object> lSnapshot = Array({ "/old" });
     EXPECT_EQ(mList.CreateCopyAsArray(lSnapshot), 0);
     EXPECT_EQ(mList.Clear(), 0);
+    EXPECT_EQ(mList.Add(Listed("/b")), 0);
     EXPECT_TRUE(mList.Find(Str("/a")) == nullptr);
     EXPECT_EQ(mList.Add(Listed("/a")), 0);
     EXPECT_EQ(Names(lSnapshot), Lines{ "a" });

@@ -124,6 +124,7 @@ TEST(AManager, IsInitialisedOnceAndWhenDestroyedEmptyAndForgetsWhoListened)
     EXPECT_TRUE(Asserted(lLog, "lReturn == 0", "zqnetworkmanager-manager"));
     const auto lService = lManager.FindService(Str("/a").Get());
     ASSERT_TRUE(lService != nullptr);
+    ASSERT_EQ(lManager.SetNetworkResetWillRemoveTechnology("wifi", true), 0);
     lObserver.Clear();
     (void)lSubscriber.Take();
 
@@ -133,6 +134,7 @@ TEST(AManager, IsInitialisedOnceAndWhenDestroyedEmptyAndForgetsWhoListened)
     EXPECT_TRUE(lManager.FindTechnology(Str("/t").Get()) == nullptr);
     EXPECT_TRUE(lManager.ManagerGetProperties() == nullptr);
     EXPECT_EQ(lManager.GetProvisionPaths(), "");
+    EXPECT_FALSE(lManager.WillNetworkResetRemoveTechnology("wifi"));
     (void)lManager.SignalDidPrepareForSleep();
     EXPECT_EQ(lManager.Notify(&lObserver), -3);
     EXPECT_EQ(lManager.Subscribe(&lSubscriber.mQueue, &lSubscriber, "test"), -3);
