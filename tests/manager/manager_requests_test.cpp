@@ -113,6 +113,22 @@ TEST_F(Requests, AScanEndsWithItsTechnologyOrWithoutIt)
         mManager->mRecorder.WaitFor("TechnologyDidScan cellular")); // the flag was cleared for the unknown one, too
 }
 
+TEST_F(Requests, AnOnlineCheckEndsWithItsServiceOrWithoutIt)
+{
+    mConnMan.Script("OnlineCheck", Answer::Held(), "", 1);
+    mConnMan.Script("OnlineCheck", Answer::Error("net.connman.Error.Failed", "Input/output error"), "", 1);
+    EXPECT_EQ(GetManager().ServiceOnlineCheck(*mHome), 0);
+    EXPECT_TRUE(mManager->mRecorder.WaitFor("ServiceIsNotOnline home -1")) << mLog.GetText();
+    EXPECT_EQ(GetManager().ServiceOnlineCheck(*mHome), 0);
+    ASSERT_TRUE(mConnMan.WaitForCall("OnlineCheck", 2));
+    mConnMan.Emit("/", FakeConnMan::kManager, "ServicesChanged", "(@a(oa{sv}) [], [objectpath '" + kHome + "'])");
+    ASSERT_TRUE(mManager->mRecorder.WaitFor("ServicesRemoved home"));
+    mConnMan.ReleaseHeld();
+    EXPECT_TRUE(mLog.WaitFor("network manager: failed to find service " + kHome + " for online check failure"));
+    EXPECT_EQ(GetManager().ServiceOnlineCheck(*mMesh), 0);
+    EXPECT_TRUE(mManager->mRecorder.WaitFor("ServiceIsOnline mesh"));
+}
+
 TEST_F(Requests, AnInputRequestCanBeAnsweredAndRefused)
 {
     const auto        lInput = Dict({ { kServicePropertyPassphrase, "secret123" } });

@@ -265,6 +265,7 @@ TEST(AKind, LogsWhatItRefuses)
 
     EXPECT_TRUE(lService->HasSecurity(Str("psk")) && !lService->HasSecurity(nullptr));
     EXPECT_EQ(lService->InitConfigurations(Str("IPv4.Configuration"), nullptr), -5);
+    EXPECT_EQ(lService->InitConfigurations(nullptr, Dict()), -5);
     EXPECT_EQ(lService->Refresh(nullptr), -5);
     EXPECT_EQ(lTechnology->Refresh(nullptr), -5);
     EXPECT_EQ(lTechnology->Init(Str("/u"), TechnologyProperties()), -3);
