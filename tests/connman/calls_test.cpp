@@ -190,6 +190,7 @@ TEST_F(CallsTest, NullAndUnusableArgumentsAreRefusedWithTheirAssertion)
         EXPECT_TRUE(*lCase.mAssertion == '\0' || mLog.Contains("ASSERT: connman: " + std::string(lCase.mAssertion), 4))
             << lCase.mAssertion;
     }
+    EXPECT_NE(mConnMan.ServiceSetProperty("no path", "P", lTrue), 0);
     EXPECT_EQ(mConnMan.NewMethodCall(nullptr, "i.i", "M"), nullptr);
     EXPECT_TRUE(mLog.Contains("anObject != __null"));
     EXPECT_EQ(mFake.GetCalls().size(), 0u);

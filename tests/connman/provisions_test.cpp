@@ -168,8 +168,7 @@ TEST_F(ProvisionsTest, TheFileIsWrittenByteForByte)
 
 TEST_F(ProvisionsTest, AnEqualSetTouchesNothing)
 {
-    struct stat lFirst  = {};
-    struct stat lSecond = {};
+    struct stat lFirst = {}, lSecond = {};
 
     EXPECT_EQ(mConnMan.UpdateProvisions(nullptr, false), 0);
     EXPECT_EQ(mConnMan.UpdateProvisions(nullptr, true), zqError_InvalidArgument);
@@ -306,6 +305,7 @@ TEST_F(ProvisionsTest, WhatTheFileCannotHoldIsRefusedWithoutItsValue)
     const auto lNoName = Dict();
     CFDictionarySetValue(lNoName.Get(), kCFBooleanTrue, CFSTR("x"));
     EXPECT_EQ(zqConnMan::CheckProvision(CFSTR("service_a"), lNoName.Get()), -5);
+    EXPECT_EQ(Write({ { "service_]", {} } }), -5);
     EXPECT_EQ(ReadFile(kFile), lOld);
 }
 

@@ -249,6 +249,11 @@ TEST(AManagersTechnology, IsFoundByTypeAndCheckedThroughItsFirstConnectedService
     EXPECT_EQ(lNone.TechnologyOnlineCheck(Str("wifi")), -3);
     EXPECT_TRUE(lLog.Contains(": GetServices() failed with -3", 4));
 
+    // Nothing of it keeps the host awake here.
+    zqStringArray lNames;
+    EXPECT_EQ(lNames.Append("stale") + lManager.GetSleepPreventers(lNames), 0);
+    EXPECT_TRUE(lNames.IsEmpty());
+
     // It is marked for a network reset once.
     EXPECT_EQ(lManager.SetNetworkResetWillRemoveTechnology("wifi", false), -1);
     EXPECT_EQ(lManager.SetNetworkResetWillRemoveTechnology("wifi", true), 0);

@@ -126,17 +126,19 @@ TEST_F(ASignal, CarriesItsPayloadAsItWasAfterEverybodyElseHasLetGo)
     // Of one type, told apart by their classes; the whole reason, of which observers get eight bits.
     EXPECT_EQ(mManager.SignalServiceIsWaking(mService.Get(), 0x105), 0);
     EXPECT_EQ(mManager.SignalServiceDidWake(mService.Get(), 0x105), 0);
+    EXPECT_EQ(mManager.SignalServiceDidNotConnect(mService.Get(), -113), 0);
+    EXPECT_EQ(mManager.SignalDidNotPrepareForSleep(-4), 0);
     mServices.Clear();
     mService = nullptr;
     CFDictionarySetValue(mFields.Get(), kServicePropertyPassphrase, Str("changed").Get());
     CFDictionarySetValue(mFields.Get(), kServicePropertyName, Str("added").Get());
 
     const auto lEvents = mSubscriber.Take();
-    ASSERT_EQ(lEvents.size(), 6u);
+    ASSERT_EQ(lEvents.size(), 8u);
     zqRefObjectArray<Service> lServices;
     EXPECT_EQ(dynamic_cast<Event::ServicesRemoved &>(*lEvents[0]).GetServices(lServices), 0);
     EXPECT_EQ(Names(lServices), Lines{ "s" });
-    EXPECT_EQ(lServices.GetElementPtr(0)->GetRefCount(), 7); // the events hold the others
+    EXPECT_EQ(lServices.GetElementPtr(0)->GetRefCount(), 8); // the events hold the others
     const auto &lChanged = dynamic_cast<Event::ServiceChanged &>(*lEvents[1]);
     EXPECT_EQ(Name(lChanged.GetService()), "s");
     EXPECT_EQ(Text(CFDictionaryGetValue(lChanged.GetProperties(), kServicePropertyPassphrase)), "secret");
@@ -144,6 +146,8 @@ TEST_F(ASignal, CarriesItsPayloadAsItWasAfterEverybodyElseHasLetGo)
     EXPECT_EQ(CFDictionaryGetCount(dynamic_cast<Event::ServiceInput &>(*lEvents[3]).GetProperties()), 1);
     EXPECT_EQ(dynamic_cast<Event::ServiceIsWaking &>(*lEvents[4]).GetReason(), 0x105);
     EXPECT_EQ(Name(dynamic_cast<Event::ServiceDidWake &>(*lEvents[5]).GetService()), "s");
+    EXPECT_EQ(dynamic_cast<Event::ServiceDidNotConnect &>(*lEvents[6]).GetError(), -113);
+    EXPECT_EQ(dynamic_cast<Event::DidNotPrepareForSleep &>(*lEvents[7]).GetError(), -4);
 }
 
 TEST_F(ASignal, ReachesEveryObserverOnceInTheOrderOfTheirAddresses)

@@ -106,6 +106,8 @@ TEST_F(AReport, OfChangesTellsOfEachServiceWithAllItsPropertiesUntilOneFails)
     EXPECT_EQ(Update({ mA, mB, mC }, kChange), -4);
     EXPECT_EQ(TakeCalls(), Lines{ "ServiceChanged a" + kAllKeys });
     EXPECT_FALSE(Find(mC)->IsConnected());
+    mManager.mReported.erase("/a");
+    EXPECT_EQ(Update({ mA }, kChange), zqError_UnknownObject);
 
     // An element that is no path ends it before anything is fetched.
     mManager.mNumFetches = 0;

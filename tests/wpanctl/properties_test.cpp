@@ -91,10 +91,13 @@ TEST_F(WPANCtl, TypedOperationsWriteAndReadTheirProperties)
     EXPECT_EQ(mInterface->SetThreadDeviceMode(Mode::RouterReed), 0);
     EXPECT_EQ(mInterface->SetThreadDeviceMode(Mode::SleepyEndDevice), 0);
     EXPECT_EQ(mInterface->SetThreadDeviceMode(Mode(7)), 0);
+    EXPECT_EQ(mInterface->SetOpenThreadLogLevel(Level(0)), 0);
     EXPECT_EQ(mInterface->SetOpenThreadLogLevel(Level::Informational), 0);
-    EXPECT_EQ(mInterface->SetOpenThreadLogLevel(Level(8)), -5);
+    for (const int lLevel : { -1, 8 })
+        EXPECT_EQ(mInterface->SetOpenThreadLogLevel(Level(lLevel)), -5);
     EXPECT_EQ(Writes(mMeshd), (Lines{ "('Thread:DeviceMode', <int16 15>)", "('Thread:DeviceMode', <int16 5>)",
-                                      "('Thread:DeviceMode', <int16 7>)", "('OpenThread:LogLevel', <int16 6>)" }));
+                                      "('Thread:DeviceMode', <int16 7>)", "('OpenThread:LogLevel', <int16 0>)",
+                                      "('OpenThread:LogLevel', <int16 6>)" }));
     for (const char *lLine : { "Device Mode to \"RouterReed\" (0x0F)", "Device Mode to \"SleepyEndDevice\" (0x05)",
                                "Device Mode to \"Unknown\" (0x07)" })
         EXPECT_EQ(mLog.Count(std::string("wpanctl: Set Thread ") + lLine, 2), 1U) << mLog.GetText();
