@@ -208,9 +208,14 @@ TEST_F(WithoutMemory, AReportIsNotTakenAndCanBeRepeated)
 
 TEST_F(WithoutMemory, AnEventIsNotMadeAndTheObserversHaveBeenTold)
 {
+    struct Counter : Observer::Default
+    {
+        void ServicesAdded(Manager *, const zqRefObjectArray<Service> &) override { ++mCount; }
+
+        int mCount = 0;
+    } lObserver;
     TestManager               lManager;
     Subscriber                lSubscriber;
-    Observer::Default         lObserver;
     zqRefObjectArray<Service> lServices;
     const auto                lProperties = Dict();
 
@@ -226,11 +231,17 @@ TEST_F(WithoutMemory, AnEventIsNotMadeAndTheObserversHaveBeenTold)
     EXPECT_EQ(lSubscriber.Take().size(), 1u);
     EXPECT_EQ(lServices.GetElementPtr(0)->GetRefCount(), 1);
 
-    // The observer itself, and what it is to be told when it is registered.
+    // The observer itself, and what it is to be told when it is registered: all of it.
+    ASSERT_EQ(lManager.AddServices({ "/a" }), 0);
     EXPECT_GT(Starve(
                   { -7, -2 }, [&] { return lManager.AddObserver(&lObserver); },
-                  [&] { (void)lManager.RemoveObserver(&lObserver); }),
+                  [&]
+                  {
+                      (void)lManager.RemoveObserver(&lObserver);
+                      lObserver.mCount = 0;
+                  }),
               0);
+    EXPECT_EQ(lObserver.mCount, 1);
     ExpectAsserted("private", { "theEvent != 0" });
     ExpectAsserted("manager", { "err == 0" });
 }

@@ -241,7 +241,10 @@ TEST(AManagersTechnology, IsFoundByTypeAndCheckedThroughItsFirstConnectedService
     ASSERT_EQ(lManager.AddServices({ "/1", "/2", "/3", "/4" }), 0);
     lManager.mResult = -16;
     EXPECT_EQ(lManager.TechnologyOnlineCheck(Str("wifi")), -16);
-    EXPECT_EQ(lManager.mRequests, (Lines{ "TechnologySetProperty Powered true /t", "ServiceOnlineCheck /3" }));
+    ASSERT_EQ(lManager.FindService(Str("/1").Get())->Refresh(Dict({ { kServicePropertyState, "ready" } })), 0);
+    EXPECT_EQ(lManager.TechnologyOnlineCheck(Str("wifi")), -16);
+    EXPECT_EQ(lManager.mRequests,
+              (Lines{ "TechnologySetProperty Powered true /t", "ServiceOnlineCheck /3", "ServiceOnlineCheck /1" }));
 
     EXPECT_EQ(lManager.TechnologyOnlineCheck(Str("lowpan")), -21);
     EXPECT_TRUE(lLog.Contains(": Can't find connected service for tech lowpan", 4));

@@ -58,6 +58,7 @@ TEST(WPANCtlWithoutBus, InitHasNothingToDoThenFailsThenFollowsItsConnection)
     EXPECT_EQ(lController.Init(), 0);
     EXPECT_EQ(lController.Init(5000), 0);
     EXPECT_EQ(lController.GetInterface()->Ping_Async({}, 1), -1);
+    EXPECT_EQ(lController.GetInterface()->SetSupportedChannelsMask(0x1800), -1);
 
     SystemBus();
     zqDBus::SetGlobalDefaultInstance(zqDBus::GetThreadDefaultInstance());
