@@ -81,6 +81,7 @@ TEST_F(AgentTest, ARequestIsHeldUntilItIsAnswered)
     EXPECT_EQ(mConnMan.ServiceCancelInput(kB.c_str()), 0);
     EXPECT_EQ(mConnMan.ServiceCompleteInput(nullptr, lValues.Get()), zqError_InvalidArgument);
     EXPECT_EQ(mConnMan.ServiceCompleteInput(kA.c_str(), nullptr), zqError_InvalidArgument);
+    EXPECT_TRUE(mLog.Contains("ASSERT: connman: aValues != __null", 4));
     EXPECT_EQ(mConnMan.ServiceCompleteInput(kA.c_str(), lUnsupported.Get()), zqError_InvalidArgument);
     EXPECT_FALSE(HasReply(lTicket));
 

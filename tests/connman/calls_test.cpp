@@ -167,6 +167,7 @@ TEST_F(CallsTest, NullAndUnusableArgumentsAreRefusedWithTheirAssertion)
     } lCases[] = {
         { [&] { return mConnMan.ServiceConnect(nullptr); }, "aPath != __null" },
         { [&] { return mConnMan.ServiceRemove(nullptr); }, "aPath != __null" },
+        { [&] { return mConnMan.ServiceMove(nullptr, lPath, true); }, "aPath != __null" },
         { [&] { return mConnMan.ServiceMove(lPath, nullptr, true); }, "aTarget != __null" },
         { [&] { return mConnMan.ServiceClearProperty(lPath, nullptr); }, "aName != __null" },
         { [&] { return mConnMan.ServiceSetProperty(lPath, nullptr, lTrue); }, "aName != __null" },

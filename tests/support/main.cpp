@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <privatebus.h>
-#include "waituntil.h"
+#include <waituntil.h>
 
 namespace
 {
