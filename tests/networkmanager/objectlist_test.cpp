@@ -98,6 +98,7 @@ TEST_F(AnObjectList, RemovesByPathAndFindsTheOthersWhereTheyAreThen)
     EXPECT_EQ(mList.Remove(Listed("/b")), 0);
     EXPECT_EQ(mList.Remove(Listed("/x")), 0);
     EXPECT_EQ(mList.Remove(nullptr), -5);
+    EXPECT_EQ(mList.Add(nullptr), -5);
     EXPECT_EQ(GetPaths(), "a c d");
 
     mList.Lock();

@@ -223,6 +223,8 @@ TEST(AManagersProperties, AreTheDictionaryThatItWasGivenAndAreSetWithoutAnEvent)
     EXPECT_EQ(lManager.IsManagerState(Str("Idle")).Get(), kCFBooleanFalse);
     EXPECT_EQ(lManager.ManagerSetProperty(Str("State"), Number(1)), 0);
     EXPECT_TRUE(lManager.ManagerGetState() == nullptr);
+    EXPECT_EQ(lManager.ManagerSetProperty(Str("State"), nullptr), -5);
+    EXPECT_TRUE(TestManager(nullptr, nullptr, false).ManagerGetProperty(kManagerPropertyState) == nullptr);
     EXPECT_EQ(lObserver.GetLines(), Lines{});
 }
 

@@ -36,7 +36,9 @@ TEST(ANewListener, IsToldThePresentStateInOrder)
     const auto *lState      = dynamic_cast<Event::StateChanged *>(lEvents[1].Get());
     const auto *lAdded      = dynamic_cast<Event::ServicesAdded *>(lEvents[2].Get());
     ASSERT_TRUE(lProperties != nullptr && lState != nullptr && lAdded != nullptr);
-    EXPECT_EQ(lEvents[3]->GetType(), Event::TechnologiesAdded::kType);
+    zqRefObjectArray<Technology> lTechnologies;
+    EXPECT_EQ(dynamic_cast<Event::TechnologiesAdded &>(*lEvents[3]).GetTechnologies(lTechnologies), 0);
+    EXPECT_EQ(Names(lTechnologies), Lines{ "t" });
     EXPECT_EQ(Text(lState->GetState()), "online");
 
     zqRefObjectArray<Service> lServices;
