@@ -183,6 +183,7 @@ TEST_F(AManagersProvision, LosesItsPassphraseWhollyAndAnyOtherPropertyInMemoryAl
     EXPECT_TRUE(mProvision->GetPassphrase() == nullptr);
     EXPECT_EQ(Get("Passphrase"), "null");
     EXPECT_EQ(TakeRequests(), kWritten);
+    EXPECT_FALSE(mLog.Contains("ASSERT")) << mLog.GetText();
 
     EXPECT_EQ(mManager.ProvisionClearProperty(*mProvision, CFURetain(kServicePropertyName)), -17);
     EXPECT_EQ(Get("Name"), "null");
@@ -224,6 +225,7 @@ TEST(AManagersProperties, AreTheDictionaryThatItWasGivenAndAreSetWithoutAnEvent)
     EXPECT_EQ(lManager.ManagerSetProperty(Str("State"), Number(1)), 0);
     EXPECT_TRUE(lManager.ManagerGetState() == nullptr);
     EXPECT_EQ(lManager.ManagerSetProperty(Str("State"), nullptr), -5);
+    EXPECT_EQ(TestManager(nullptr, nullptr, false).ManagerSetProperty(Str("State"), Str("idle")), -3);
     EXPECT_TRUE(TestManager(nullptr, nullptr, false).ManagerGetProperty(kManagerPropertyState) == nullptr);
     EXPECT_EQ(lObserver.GetLines(), Lines{});
 }
