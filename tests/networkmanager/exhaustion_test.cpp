@@ -203,6 +203,10 @@ TEST_F(WithoutMemory, AReportIsNotTakenAndCanBeRepeated)
                   [&] { EXPECT_EQ(lManager.GetProvisionPaths(), ""); }),
               0);
     EXPECT_EQ(lManager.GetProvisionPaths(), "id");
+
+    const String lKey   = Str("ExtendedPANID");
+    const Value  lValue = Number(-1);
+    EXPECT_GT(Starve({ -7, -2 }, [&] { return lManager.ProvisionSetProperty(*lProvision, lKey, lValue); }), 0);
     ExpectAsserted("manager", { "aPointer != __null", "lProperties != __null", "lProvision != __null" });
 }
 
