@@ -39,6 +39,8 @@
 
 #include <prlock.h>
 
+#include <memory>
+
 /** What a message of a certain form is decoded with; internal. */
 struct zqDBusCFForm;
 
@@ -167,6 +169,45 @@ public:
 
     zqError ServiceGetProperties(const char *aPath, CFDictionaryRef &aProperties);
     zqError TechnologyGetProperties(const char *aPath, CFDictionaryRef &aProperties);
+
+    /**
+     *  The properties of many objects, of which several are asked for at a time.
+     *  The daemon is asked in the order of the paths, and what it answers is
+     *  taken in that order; what was not taken in the end is of no interest. On
+     *  the thread of the client, which has to outlive it.
+     */
+    class ZQ_EXPORT PropertiesReader
+    {
+    public:
+        enum Kind
+        {
+            kServices,
+            kTechnologies
+        };
+
+        /** @param[in]  aPaths  Of the objects; retained, and not to be changed meanwhile. */
+        PropertiesReader(zqConnMan &aConnMan, Kind aKind, CFArrayRef aPaths) noexcept;
+        ~PropertiesReader();
+        PropertiesReader(const PropertiesReader &)            = delete;
+        PropertiesReader &operator=(const PropertiesReader &) = delete;
+
+        /** What ServiceGetProperties or TechnologyGetProperties yields for the next path; -17 after the last. */
+        zqError Next(CFDictionaryRef &aProperties);
+
+    private:
+        struct Sent;
+
+        CFStringRef GetPath(CFIndex anIndex) const;
+        void        SendAhead();
+        zqError     Send(CFStringRef aPath, Sent &aSent);
+
+        zqConnMan                     &mConnMan;
+        const Kind                     mKind;
+        const CFUSharedRef<CFArrayRef> mPaths;
+        CFIndex                        mNumTaken = 0;
+        CFIndex                        mNumSent  = 0;
+        std::unique_ptr<Sent[]>        mSent;
+    };
 
     /**
      *  Load anew from the daemon, and tell the delegate the differences. Update
@@ -426,6 +467,8 @@ private:
     zqError CallAsync(const char *aPath, const char *anInterface, const char *aMethod, const char *aText);
     zqError GetProperties(const char *aPath, const char *anInterface, const char *aMethod, int aTimeout,
                           const zqDBusCFForm &aForm, CFDictionaryRef &aResult);
+    zqError TakeProperties(const char *aMethod, zqError aReplied, DBusMessage *aReply, zqDBusError &anError,
+                           const zqDBusCFForm &aForm, CFDictionaryRef &aResult);
     zqError NewSetProperty(const char *aPath, const char *anInterface, const char *aName, const void *aValue,
                            DBusMessage *&aMessage);
     zqError SetProperty(const char *aPath, const char *anInterface, int aTimeout, const char *aName,

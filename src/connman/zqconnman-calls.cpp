@@ -141,15 +141,21 @@ zqError zqConnMan::GetProperties(const char *aPath, const char *anInterface, con
 
     zq::ConnMan::MessageRef lReply;
     zqDBusError             lError;
-    zqError                 lReturn =
+    const zqError           lReturn =
         PerformMethodCall(aPath, anInterface, aMethod, lReply.Out(), aTimeout, lError.Get(), DBUS_TYPE_INVALID);
 
-    if (lReturn != zqError_None)
-        return MapResult(aMethod, lReturn, lError);
+    return TakeProperties(aMethod, lReturn, lReply.Get(), lError, aForm, aResult);
+}
+
+zqError zqConnMan::TakeProperties(const char *aMethod, zqError aReplied, DBusMessage *aReply, zqDBusError &anError,
+                                  const zqDBusCFForm &aForm, CFDictionaryRef &aResult)
+{
+    if (aReplied != zqError_None)
+        return MapResult(aMethod, aReplied, anError);
 
     CFUSharedRef<CFDictionaryRef> lResult;
+    const zqError                 lReturn = zqDBusCFDecode(aReply, aForm, lResult);
 
-    lReturn = zqDBusCFDecode(lReply.Get(), aForm, lResult);
     aResult = lResult.Leak();
 
     return lReturn;

@@ -43,7 +43,7 @@ const Manager::Kind<Service> Manager::Kind<Service>::kKind = {
     "lService != __null",
     &zqConnMan::ManagerGetServices,
     &zqConnMan::ManagerGetServices,
-    &Manager::CopyServiceProperties,
+    zqConnMan::PropertiesReader::kServices,
     &Manager::FindService,
     &Manager::GetServices,
     [](Manager &aManager, CFArrayRef aPaths, UpdateOperation anOperation)
@@ -57,7 +57,7 @@ const Manager::Kind<Technology> Manager::Kind<Technology>::kKind = {
     "lTechnology != __null",
     &zqConnMan::ManagerGetTechnologies,
     &zqConnMan::ManagerGetTechnologies,
-    &Manager::CopyTechnologyProperties,
+    zqConnMan::PropertiesReader::kTechnologies,
     &Manager::FindTechnology,
     &Manager::GetTechnologies,
     [](Manager &aManager, CFArrayRef aPaths, UpdateOperation anOperation)
@@ -94,23 +94,21 @@ public:
     template <typename T>
     zqError Fetch(CFArrayRef aPaths, bool aListed)
     {
-        zqError lResult = zqError_None;
+        const auto lPaths  = CopyWanted<T>(aPaths, aListed);
+        zqError    lResult = zqError_None;
 
-        ZQ_REQUIRE(mProperties != NULL, zqError_NoResources);
+        ZQ_REQUIRE(mProperties != NULL && lPaths != NULL, zqError_NoResources);
 
-        for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(aPaths); ++lIndex)
+        zqConnMan::PropertiesReader lReader(mManager.mConnMan, Kind<T>::kKind.mReader, lPaths.Get());
+
+        for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(lPaths.Get()); ++lIndex)
         {
-            const auto lPath = static_cast<CFStringRef>(CFArrayGetValueAtIndex(aPaths, lIndex));
-
-            if (CFDictionaryContainsKey(mProperties.Get(), lPath) ||
-                ((mManager.*Kind<T>::kKind.mFind)(lPath) != nullptr) != aListed)
-                continue;
-
+            const auto      lPath       = CFArrayGetValueAtIndex(lPaths.Get(), lIndex);
             CFDictionaryRef lCopied     = nullptr;
-            const zqError   lReturn     = (mManager.*Kind<T>::kKind.mCopyProperties)(lPath, lCopied);
+            const zqError   lReturn     = lReader.Next(lCopied);
             const auto      lProperties = CFUAdopt(lCopied);
 
-            if (lReturn == zqError_None)
+            if (ZQ_CHECK(lReturn == 0))
             {
                 CFDictionarySetValue(mProperties.Get(), lPath, lProperties.Get());
                 ZQ_REQUIRE(CFDictionaryContainsKey(mProperties.Get(), lPath), zqError_NoResources);
@@ -160,6 +158,27 @@ public:
     }
 
 private:
+    /** Those of the paths that are, or are not, in the manager's list; null when memory is exhausted. */
+    template <typename T>
+    CFUSharedRef<CFArrayRef> CopyWanted(CFArrayRef aPaths, bool aListed) const
+    {
+        const auto lPaths = CFUAdopt(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+        CFIndex    lCount = 0;
+
+        for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(aPaths); ++lIndex)
+        {
+            const auto lPath = static_cast<CFStringRef>(CFArrayGetValueAtIndex(aPaths, lIndex));
+
+            if (((mManager.*Kind<T>::kKind.mFind)(lPath) != nullptr) != aListed)
+                continue;
+
+            CFArrayAppendValue(lPaths.Get(), lPath);
+            ++lCount;
+        }
+
+        return CFArrayGetCount(lPaths.Get()) == lCount ? CFUSharedRef<CFArrayRef>(lPaths) : nullptr;
+    }
+
     Manager                                   &mManager;
     const Report                              *mOuter;
     const CFUSharedRef<CFMutableDictionaryRef> mProperties;

@@ -173,7 +173,7 @@ private:
         const char *mAssertion; // of one that is not in the list
         zqError (zqConnMan::*mGetPaths)(CFMutableArrayRef aPaths);
         zqError (zqConnMan::*mGetAll)(CFDictionaryRef &anObjects);
-        zqError (Manager::*mCopyProperties)(CFStringRef aPath, CFDictionaryRef &aProperties);
+        zqConnMan::PropertiesReader::Kind mReader;
         zqSharedPtr<T> (zq::NetworkManager::Manager::*mFind)(CFStringRef aPath) const;
         zqError (zq::NetworkManager::Manager::*mCopyList)(zqRefObjectArray<T> &anArray) const;
         zqError (*mUpdate)(Manager &aManager, CFArrayRef aPaths, UpdateOperation anOperation);

@@ -40,6 +40,40 @@ TEST_F(CallsTest, CancelledCallEndsAtOnceAndItsReplyIsForgotten)
     EXPECT_EQ(1, mOutcomes.mCount);
 }
 
+TEST_F(CallsTest, SentCallsAreAwaitedInAnyOrderOrForgotten)
+{
+    zqDBusSentCall lFirst, lSecond, lNever;
+    zqDBusError    lError;
+    DBusMessage   *lReply = nullptr;
+    const auto     lSend  = [this](const char *aMethod, zqDBusSentCall &aCall)
+    { return mBus->SendMethodCall(kPeerName, kPeerPath, kPeerInterface, aMethod, aCall); };
+    const auto lAwait = [&](zqDBusSentCall &aCall, int aTimeout = -1)
+    { return mBus->AwaitReply(aCall, &lReply, aTimeout, lError.Get()); };
+
+    mPeer.Script("First", Answer::Value("('first',)"));
+    mPeer.Script("Bad", Answer::Error("com.example.Bad", "bad"));
+    mPeer.Script("Silence", Answer::Silence());
+    {
+        zqDBusSentCall lForgotten;
+
+        ASSERT_EQ(0, lSend("First", lForgotten));
+        ASSERT_EQ(0, lSend("Silence", lFirst));
+        ASSERT_EQ(0, lSend("First", lFirst)); // and what it was sent before is of no interest
+        ASSERT_EQ(0, lSend("Bad", lSecond));
+    }
+    EXPECT_EQ(-5, lSend("no member", lNever));
+    EXPECT_EQ(-1, lAwait(lSecond));
+    EXPECT_STREQ("com.example.Bad", lError.GetName());
+    ASSERT_EQ(0, lAwait(lFirst));
+    EXPECT_EQ("first", GetText(lReply));
+    dbus_message_unref(lReply);
+
+    ASSERT_EQ(0, lSend("Silence", lSecond));
+    EXPECT_EQ(-16, lAwait(lSecond, 0));
+    for (zqDBusSentCall *lCall : { &lFirst, &lSecond, &lNever })
+        EXPECT_EQ(-5, lAwait(*lCall));
+}
+
 TEST_F(CallsTest, ReceiverMayCallAgainOrThrow)
 {
     const auto lCallAgain = [&]

@@ -257,17 +257,27 @@ TEST_F(Follow, ADaemonThatDiesDuringAReportIsNotAskedForTheRest)
     mConnMan.Script("GetProperties", Answer::Crash(), kOffice);
     mConnMan.ClearCalls();
     FakeConnMan::Objects lMany{ { kOffice, FakeConnMan::WiFiService("office") } };
-    for (int lIndex = 0; lIndex < 50; ++lIndex)
+    for (int lIndex = 0; lIndex < 150; ++lIndex)
         lMany.push_back(
             { FakeConnMan::ServicePath("many" + std::to_string(lIndex)), FakeConnMan::WiFiService("many") });
     mConnMan.AddServices(lMany);
     ASSERT_TRUE(mLog.WaitFor("disconnected", 3)) << mLog.GetText();
     EXPECT_LE(mLog.Count("ASSERT: network manager: lReturn == 0"), 10U) << mLog.GetText();
     EXPECT_EQ(mManager->GetServices(), (Lines{ "home", "wired" }));
+    EXPECT_LE(mConnMan.CountCalls("GetProperties"), 64U);
 
+    // All are asked in the report's order, however many are on their way at a time.
     mConnMan.ClearScripts();
-    CrashAndReturn([] {});
-    EXPECT_EQ(mManager->GetServices().size(), 53U);
+    CrashAndReturn([&] { mConnMan.ClearCalls(); });
+    EXPECT_EQ(mManager->GetServices().size(), 153U);
+
+    std::vector<std::string> lAsked;
+    for (const FakeConnMan::Call &lCall : mConnMan.GetCalls("GetProperties"))
+        if (lCall.mPath == kOffice || lCall.mPath.find("many") != std::string::npos)
+            lAsked.push_back(lCall.mPath);
+    ASSERT_EQ(lAsked.size(), lMany.size());
+    for (std::size_t lIndex = 0; lIndex < lMany.size(); ++lIndex)
+        EXPECT_EQ(lAsked[lIndex], lMany[lIndex].first);
 }
 
 // MARK: Ends

@@ -149,6 +149,27 @@ struct zqDBusDecoding
 using zqDBusSignatureOf = const char *(*)(CFTypeRef aValue) noexcept;
 
 /**
+ *  A call that was sent, and whose reply the thread that sent it waits for later
+ *  (zqDBus::SendMethodCall). When it goes, a reply that comes is of no interest.
+ */
+class ZQ_EXPORT zqDBusSentCall
+{
+public:
+    zqDBusSentCall() noexcept;
+    ~zqDBusSentCall();
+    zqDBusSentCall(const zqDBusSentCall &)            = delete;
+    zqDBusSentCall &operator=(const zqDBusSentCall &) = delete;
+
+private:
+    friend class zqDBus;
+    struct State;
+
+    void Forget() noexcept;
+
+    std::unique_ptr<State> mState;
+};
+
+/**
  *  A connection to the system bus.
  *
  *  Its operations may be called on any thread and inside any handler. Handlers,
@@ -305,6 +326,21 @@ public:
     /** The same for a message that was built with NewMethodCall; it stays the caller's, who may send it again. */
     zqError PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPendingCall *aPending, DBusMessage **aReply,
                                          int aTimeout, DBusError *anError) noexcept;
+
+    /**
+     *  Send a call without arguments and wait for its reply later: several may
+     *  be on their way, and their replies are waited for in any order, each
+     *  once. All of it on one thread.
+     *
+     *  @param[out]  aCall     What it was used for before is not waited for.
+     *  @param[in]   aTimeout  Of the waiting, which counts from its beginning.
+     *
+     *  @retval as PerformMethodCall: of the sending, and of the waiting. It is
+     *          -5 to wait for what was not sent.
+     */
+    zqError SendMethodCall(const char *aDestination, const char *aPath, const char *anInterface, const char *aMethod,
+                           zqDBusSentCall &aCall) noexcept;
+    zqError AwaitReply(zqDBusSentCall &aCall, DBusMessage **aReply, int aTimeout, DBusError *anError) noexcept;
 
     /**
      *  Wait until all that was queued so far has been written, for so many milliseconds at most.
@@ -480,6 +516,7 @@ public:
                                     zqDBusSignatureOf aSignatureOf = GetNaturalSignature) noexcept;
 
 private:
+    friend class zqDBusSentCall;
     struct State;
 
     zqDBus() noexcept;

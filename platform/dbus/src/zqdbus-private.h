@@ -60,6 +60,14 @@ bool zqDBusIsValidMember(const char *aMember) noexcept;
 bool zqDBusIsValidBusName(const char *aName) noexcept;
 bool zqDBusIsValidText(const char *aText) noexcept;
 
+/** What a method call needs. */
+inline bool zqDBusAreValidNames(const char *aDestination, const char *aPath, const char *anInterface,
+                                const char *aMethod) noexcept
+{
+    return zqDBusIsValidBusName(aDestination) && zqDBusIsValidPath(aPath) && zqDBusIsValidInterface(anInterface) &&
+           zqDBusIsValidMember(aMethod);
+}
+
 /** When a time-out in milliseconds that begins now will have run out; never for DBUS_TIMEOUT_INFINITE. */
 zqDBusClock::time_point zqDBusDeadline(int aTimeout) noexcept;
 
@@ -173,7 +181,7 @@ public:
     /** A blocking call's side of the wait for its reply; guarded by the link's lock. */
     struct Waiter
     {
-        const zqDBusDescriptor *mSignal;
+        const zqDBusDescriptor *mSignal = nullptr; ///< of the thread that waits
         zqDBusMessageRef        mReply;
         bool                    mIsGone = false; ///< the bus went before the reply came
     };
@@ -408,6 +416,14 @@ struct zqDBus::State
 
     /** Call and wait for the reply, whatever that is. @retval 0, -3, -5, -7, -16. */
     zqError Block(DBusMessage *aMessage, int aTimeout, zqDBusMessageRef &aReply) noexcept;
+
+    /** The two halves of it. */
+    zqError Send(DBusMessage *aMessage, int aTimeout, zqDBusCalls::Waiter &aWaiter, dbus_uint32_t &aSerial) noexcept;
+    zqError Await(zqDBusCalls::Waiter &aWaiter, dbus_uint32_t aSerial, int aTimeout, zqDBusMessageRef &aReply) noexcept;
+
+    /** The result of a blocking call, from that of waiting for its reply. @retval as zqDBus::PerformMethodCall. */
+    static zqError Conclude(zqError aResult, zqDBusMessageRef &aReply, DBusMessage **aTaken,
+                            DBusError *anError) noexcept;
 
     zqError Perform(DBusMessage *aMessage, DBusMessage **aReply, int aTimeout, DBusError *anError) noexcept;
     zqError Cancel(zqDBusPendingCall *aPending) noexcept;

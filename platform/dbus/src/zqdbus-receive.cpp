@@ -198,19 +198,19 @@ void zqDBus::State::Wait(const zqDBusDescriptor &aSignal, bool aIsShort, zqDBusC
     mLink.mLoop.Wait(aSignal, aIsShort ? std::min(anEnd, zqDBusClock::now() + kMemoryPause) : anEnd);
 }
 
-zqError zqDBus::State::Block(DBusMessage *aMessage, int aTimeout, zqDBusMessageRef &aReply) noexcept
+zqError zqDBus::State::Send(DBusMessage *aMessage, int aTimeout, zqDBusCalls::Waiter &aWaiter,
+                            dbus_uint32_t &aSerial) noexcept
 {
-    const zqDBusClock::time_point lEnd    = zqDBusDeadline(aTimeout);
-    zqDBusCalls::Waiter           lWaiter = { zqDBusLoop::GetThreadSignal(), {}, false };
-    dbus_uint32_t                 lSerial = 0;
+    aWaiter.mSignal = zqDBusLoop::GetThreadSignal();
 
-    if (lWaiter.mSignal == nullptr)
-        return zqError_NoResources;
+    return aWaiter.mSignal != nullptr ? mCalls.SendWaiting(aMessage, aTimeout, aWaiter, aSerial)
+                                      : zqError(zqError_NoResources);
+}
 
-    const zqError lReturn = mCalls.SendWaiting(aMessage, aTimeout, lWaiter, lSerial);
-
-    if (lReturn != zqError_None)
-        return lReturn;
+zqError zqDBus::State::Await(zqDBusCalls::Waiter &aWaiter, dbus_uint32_t aSerial, int aTimeout,
+                             zqDBusMessageRef &aReply) noexcept
+{
+    const zqDBusClock::time_point lEnd = zqDBusDeadline(aTimeout);
 
     // Who does not wait looks once at what has come.
     for (bool lIsSorted = aTimeout == 0 ? Transfer() : Sort();; lIsSorted = Transfer())
@@ -220,20 +220,29 @@ zqError zqDBus::State::Block(DBusMessage *aMessage, int aTimeout, zqDBusMessageR
         {
             const std::lock_guard<std::mutex> lLock(mLink.mLock);
 
-            if (lWaiter.mReply.Get() != nullptr)
+            if (aWaiter.mReply.Get() != nullptr)
             {
-                aReply.Adopt(lWaiter.mReply.Leak());
+                aReply.Adopt(aWaiter.mReply.Leak());
                 return zqError_None;
             }
 
-            if (lIsDead || lWaiter.mIsGone || zqDBusClock::now() >= lEnd)
+            if (lIsDead || aWaiter.mIsGone || zqDBusClock::now() >= lEnd)
             {
-                mCalls.ForgetLocked(lSerial);
-                return lIsDead || lWaiter.mIsGone ? zqError_WrongState : zqError_TimedOut;
+                mCalls.ForgetLocked(aSerial);
+                return lIsDead || aWaiter.mIsGone ? zqError_WrongState : zqError_TimedOut;
             }
         }
-        Wait(*lWaiter.mSignal, !lIsSorted, lEnd);
+        Wait(*aWaiter.mSignal, !lIsSorted, lEnd);
     }
+}
+
+zqError zqDBus::State::Block(DBusMessage *aMessage, int aTimeout, zqDBusMessageRef &aReply) noexcept
+{
+    zqDBusCalls::Waiter lWaiter;
+    dbus_uint32_t       lSerial = 0;
+    const zqError       lReturn = Send(aMessage, aTimeout, lWaiter, lSerial);
+
+    return lReturn != zqError_None ? lReturn : Await(lWaiter, lSerial, aTimeout, aReply);
 }
 
 zqError zqDBus::State::Perform(DBusMessage *aMessage, DBusMessage **aReply, int aTimeout, DBusError *anError) noexcept
@@ -243,27 +252,31 @@ zqError zqDBus::State::Perform(DBusMessage *aMessage, DBusMessage **aReply, int 
     if (anError != nullptr)
         dbus_error_free(anError);
 
-    const zqError lReturn = Block(aMessage, aTimeout, lReply);
+    return Conclude(Block(aMessage, aTimeout, lReply), lReply, aReply, anError);
+}
 
-    if (lReturn == zqError_TimedOut)
-        return SetError(anError, DBUS_ERROR_NO_REPLY, "No reply within the time-out", lReturn);
+zqError zqDBus::State::Conclude(zqError aResult, zqDBusMessageRef &aReply, DBusMessage **aTaken,
+                                DBusError *anError) noexcept
+{
+    if (aResult == zqError_TimedOut)
+        return SetError(anError, DBUS_ERROR_NO_REPLY, "No reply within the time-out", aResult);
 
-    if (lReturn == zqError_WrongState)
-        return SetError(anError, DBUS_ERROR_DISCONNECTED, "The bus is gone", lReturn);
+    if (aResult == zqError_WrongState)
+        return SetError(anError, DBUS_ERROR_DISCONNECTED, "The bus is gone", aResult);
 
-    if (lReturn != zqError_None)
-        return lReturn;
+    if (aResult != zqError_None)
+        return aResult;
 
-    if (dbus_message_get_type(lReply.Get()) == DBUS_MESSAGE_TYPE_ERROR)
+    if (dbus_message_get_type(aReply.Get()) == DBUS_MESSAGE_TYPE_ERROR)
     {
         if (anError != nullptr)
-            (void)dbus_set_error_from_message(anError, lReply.Get());
+            (void)dbus_set_error_from_message(anError, aReply.Get());
 
         return zqError_Failed;
     }
 
-    if (aReply != nullptr)
-        *aReply = lReply.Leak();
+    if (aTaken != nullptr)
+        *aTaken = aReply.Leak();
 
     return zqError_None;
 }

@@ -265,8 +265,7 @@ void zqDBus::StopTimer(TimerHandler aHandler, void *aContext) noexcept
 DBusMessage *zqDBus::NewMethodCall(const char *aDestination, const char *aPath, const char *anInterface,
                                    const char *aMethod) noexcept
 {
-    if (!zqDBusIsValidBusName(aDestination) || !zqDBusIsValidPath(aPath) || !zqDBusIsValidInterface(anInterface) ||
-        !zqDBusIsValidMember(aMethod))
+    if (!zqDBusAreValidNames(aDestination, aPath, anInterface, aMethod))
         return nullptr;
 
     return dbus_message_new_method_call(aDestination, aPath, anInterface, aMethod);
@@ -276,8 +275,7 @@ zqError zqDBus::PerformMethodCall(const char *aDestination, const char *aPath, c
                                   const char *aMethod, zqDBusPendingCall *aPending, DBusMessage **aReply, int aTimeout,
                                   DBusError *anError, int aFirstType, va_list aArguments) noexcept
 {
-    if (!zqDBusIsValidBusName(aDestination) || !zqDBusIsValidPath(aPath) || !zqDBusIsValidInterface(anInterface) ||
-        !zqDBusIsValidMember(aMethod))
+    if (!zqDBusAreValidNames(aDestination, aPath, anInterface, aMethod))
         return zqError_InvalidArgument;
 
     const zqDBusMessageRef lMessage(dbus_message_new_method_call(aDestination, aPath, anInterface, aMethod));
