@@ -43,8 +43,23 @@ namespace
 
 constexpr zqDBusDecoding kTolerant = { zq::ConnMan::FindCommonString, false, true };
 
-zqError WalkWrapped(DBusMessageIter *anIterator, zqDBusWalker aWalker, zqDBusCFForm::Wrapping aWrapping,
-                    zqDBusCFContext &aContext)
+/** What is decoded: a message, or what is left of one. */
+struct Source
+{
+    explicit Source(DBusMessage *aMessage) : mMessage(aMessage) { (void)dbus_message_iter_init(aMessage, &mIterator); }
+    explicit Source(const DBusMessageIter *anIterator) : mIterator(*anIterator) {}
+
+    zqError Walk(zqDBusWalker aWalker, zqDBusCFContext *aContext)
+    {
+        return mMessage != nullptr ? zqDBus::WalkMessage(mMessage, aWalker, aContext)
+                                   : zqDBus::WalkDBusMsgIter(&mIterator, aWalker, aContext);
+    }
+
+    DBusMessage    *mMessage = nullptr;
+    DBusMessageIter mIterator;
+};
+
+zqError WalkWrapped(Source &aSource, zqDBusWalker aWalker, zqDBusCFForm::Wrapping aWrapping, zqDBusCFContext &aContext)
 {
     const int lElement = aWrapping == kWrapEntry ? DBUS_TYPE_DICT_ENTRY : DBUS_TYPE_STRUCT;
     zqError   lReturn  = zqError_None;
@@ -55,7 +70,7 @@ zqError WalkWrapped(DBusMessageIter *anIterator, zqDBusWalker aWalker, zqDBusCFF
         lReturn = aWalker(&aContext, zqDBusWalkStructureStart, nullptr, nullptr);
 
     if (lReturn == zqError_None)
-        lReturn = zqDBus::WalkDBusMsgIter(anIterator, aWalker, &aContext);
+        lReturn = aSource.Walk(aWalker, &aContext);
 
     if (lReturn == zqError_None && aWrapping == kWrapObject)
         lReturn = aWalker(&aContext, zqDBusWalkStructureEnd, nullptr, nullptr);
@@ -72,10 +87,10 @@ zqError Report(const char *aWhat, zqError anError)
     return anError;
 }
 
-zqError DecodeExactly(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
+zqError DecodeExactly(Source &aSource, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
 {
     zqDBusCFContext lContext;
-    zqError         lReturn = WalkWrapped(anIterator, aForm.mExact, aForm.mWrapping, lContext);
+    zqError         lReturn = WalkWrapped(aSource, aForm.mExact, aForm.mWrapping, lContext);
 
     if (lReturn == zqError_None)
         lReturn = lContext.mStatus;
@@ -112,11 +127,11 @@ zqError DecodeTolerantly(DBusMessageIter *anIterator, CFUSharedRef<CFArrayRef> &
     return AddTolerantly(anIterator, zqDBus::AddElements, zq::ConnMan::MakeArray(), aResult);
 }
 
-zqError DecodeDictionary(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
+zqError DecodeDictionary(Source aSource, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
 try
 {
-    return Report(aForm.mWhat, zq::ConnMan::IsTolerant() ? DecodeTolerantly(anIterator, aResult)
-                                                         : DecodeExactly(anIterator, aForm, aResult));
+    return Report(aForm.mWhat, zq::ConnMan::IsTolerant() ? DecodeTolerantly(&aSource.mIterator, aResult)
+                                                         : DecodeExactly(aSource, aForm, aResult));
 }
 catch (const std::bad_alloc &)
 {
@@ -135,14 +150,10 @@ bool HasNameAndValue(DBusMessageIter *anIterator)
 
 zqError zqDBusCFDecode(DBusMessage *aMessage, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
 {
-    DBusMessageIter lIterator;
-
     if (!ZQ_CHECK(dbus_message_has_signature(aMessage, aForm.mSignature)))
         return Report(aForm.mWhat, zqError_InvalidArgument);
 
-    (void)dbus_message_iter_init(aMessage, &lIterator);
-
-    return DecodeDictionary(&lIterator, aForm, aResult);
+    return DecodeDictionary(Source(aMessage), aForm, aResult);
 }
 
 zqError zqDBusCFDecode(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult)
@@ -152,17 +163,17 @@ zqError zqDBusCFDecode(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, C
     if (!ZQ_CHECK(HasNameAndValue(anIterator)))
         return Report(aForm.mWhat, zqError_InvalidArgument);
 
-    return DecodeDictionary(anIterator, aForm, aResult);
+    return DecodeDictionary(Source(anIterator), aForm, aResult);
 }
 
 namespace
 {
 
-zqError DecodeChangesExactly(DBusMessageIter *anIterator, CFUSharedRef<CFDictionaryRef> &aChanged,
+zqError DecodeChangesExactly(DBusMessage *aMessage, CFUSharedRef<CFDictionaryRef> &aChanged,
                              CFUSharedRef<CFArrayRef> &aRemoved)
 {
     ServicesChangedContext lContext;
-    zqError                lReturn = zqDBus::WalkDBusMsgIter(anIterator, ServicesChangedWalker, &lContext);
+    zqError                lReturn = zqDBus::WalkMessage(aMessage, ServicesChangedWalker, &lContext);
 
     if (lReturn == zqError_None)
         lReturn = lContext.mStatus;
@@ -227,7 +238,7 @@ try
 
     return Report("changed services", zq::ConnMan::IsTolerant()
                                           ? DecodeChangesTolerantly(&lIterator, aChanged, aRemoved)
-                                          : DecodeChangesExactly(&lIterator, aChanged, aRemoved));
+                                          : DecodeChangesExactly(aMessage, aChanged, aRemoved));
 }
 catch (const std::bad_alloc &)
 {

@@ -452,6 +452,10 @@ public:
      * the walker returned. */
     static zqError WalkDBusMsgIter(DBusMessageIter *anIterator, zqDBusWalker aWalker, void *aContext) noexcept;
 
+    /** The same of all arguments of a message that was received, at a fraction of the cost. Texts last as long as the
+     * walker runs. */
+    static zqError WalkMessage(DBusMessage *aMessage, zqDBusWalker aWalker, void *aContext) noexcept;
+
     /**
      *  The element at the iterator as a CoreFoundation value of its natural
      *  kind: a string (also for paths and signatures), boolean, number, data (an

@@ -68,6 +68,15 @@ inline bool zqDBusAreValidNames(const char *aDestination, const char *aPath, con
            zqDBusIsValidMember(aMethod);
 }
 
+/**
+ *  Walk over the arguments of a marshalled message, as zqDBus::WalkDBusMsgIter does over those of one in memory.
+ *
+ *  @param[out]  aResult  What the walker returned.
+ *  @returns false, and nothing was walked, when the bytes are not proven to be such a message.
+ */
+bool zqDBusWalkBytes(const char *aBytes, int aLength, const char *aSignature, zqDBusWalker aWalker, void *aContext,
+                     zqError &aResult) noexcept;
+
 /** When a time-out in milliseconds that begins now will have run out; never for DBUS_TIMEOUT_INFINITE. */
 zqDBusClock::time_point zqDBusDeadline(int aTimeout) noexcept;
 
