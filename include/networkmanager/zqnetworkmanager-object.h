@@ -209,6 +209,10 @@ protected:
      * holds. */
     void UndoInitLocked();
 
+    /** What a kind has taken out of the dictionary may not be what it has now: a property was cleared, or a refresh
+     * failed. */
+    bool mIsStale = false;
+
 private:
     union
     {

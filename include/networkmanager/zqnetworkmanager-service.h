@@ -177,6 +177,12 @@ private:
 
     void    UndoInitLocked();
     zqError InitFamiliesLocked();
+
+    /** InitLocked, when nothing but these properties has changed since it was called last. */
+    zqError RecacheLocked(CFDictionaryRef aChanges);
+
+    /** Take the values of these places, the bits of a set, anew. */
+    zqError CacheLocked(unsigned int aPlaces);
     zqError StoreFamily(CFUSharedRef<CFMutableDictionaryRef> &aFamilies, const CFUSharedRef<CFStringRef> &aFamily,
                         const CFUSharedRef<CFDictionaryRef> &aConfiguration);
     CFUSharedRef<CFDictionaryRef> FindFamily(const CFUSharedRef<CFMutableDictionaryRef> &aFamilies,

@@ -25,7 +25,15 @@
 #include <zqlog.h>
 #include <zqnetworkmanager-object.h>
 
-namespace zq::NetworkManager::Private
+#include <type_traits>
+#include <utility>
+
+namespace zq::NetworkManager
+{
+
+class Service;
+
+namespace Private
 {
 
 /** A property that a kind of object caches. */
@@ -77,10 +85,12 @@ struct Kind
             return zqError_WrongState;
 
         const LockOf<Object> lLock(aKind);
-        zqError              lReturn = aKind.RefreshLocked(aProperties);
+        const bool           lWasStale = std::exchange(aKind.mIsStale, true);
+        zqError              lReturn   = aKind.RefreshLocked(aProperties);
 
         if (lReturn == zqError_None)
-            lReturn = aKind.InitLocked();
+            lReturn = lWasStale ? aKind.InitLocked() : Recache(aKind, aProperties.Get());
+        aKind.mIsStale = lReturn != zqError_None;
         (void)Check(lReturn == zqError_None, "retval == 0", aFile, __LINE__);
 
         return lReturn;
@@ -113,7 +123,8 @@ struct Kind
     static void ReplaceLocked(CFUSharedRef<CFTypeRef> (&aCached)[N], const CFTypeRef (&aValues)[N])
     {
         for (size_t i = 0; i < N; i++)
-            aCached[i] = CFURetain(aValues[i]);
+            if (aCached[i].Get() != aValues[i])
+                aCached[i] = CFURetain(aValues[i]);
     }
 
     template <typename T>
@@ -125,6 +136,16 @@ struct Kind
     }
 
 private:
+    /** What only a service is refreshed often enough for: no more than the changes name is looked up. */
+    template <typename T>
+    static zqError Recache(T &aKind, CFDictionaryRef aChanges)
+    {
+        if constexpr (std::is_same_v<T, Service>)
+            return aKind.RecacheLocked(aChanges);
+        else
+            return aKind.InitLocked();
+    }
+
     static bool Check(bool aCondition, const char *aText, const char *aFile, int aLine)
     {
         if (!aCondition)
@@ -133,7 +154,9 @@ private:
     }
 };
 
-} // namespace zq::NetworkManager::Private
+} // namespace Private
+
+} // namespace zq::NetworkManager
 
 // clang-format off
 #define ZQ_CACHED_PLACE(aGetter, ...) k##aGetter,

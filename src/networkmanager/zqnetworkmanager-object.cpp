@@ -133,6 +133,7 @@ zqError Object::ClearProperty(const CFUSharedRef<CFStringRef> &aKey)
     ScopedLock lLock(lOpaqueLock.uNetscape);
 
     CFDictionaryRemoveValue(mProperties, aKey.Get());
+    mIsStale = true;
 
     return zqError_None;
 }

@@ -3,6 +3,8 @@
 #include "zqnetworkmanager-kind.h"
 #include "zqnetworkmanager-values.h"
 
+#include <algorithm>
+
 #define ZQ_LOG_COMPONENT ""
 #define ZQ_LOG_FILE "zqnetworkmanager-service"
 #define ZQ_KIND Service
@@ -39,6 +41,45 @@ const SInt32 kRawStrengthOffset = 120;
 
 ZQ_DEFINE_CACHED
 
+/** A property whose dictionary is kept by its name. */
+struct Family
+{
+    const CFStringRef *mKey;
+    bool               mIsConfiguration;
+};
+
+constexpr Family kFamilies[] = {
+    { &kServicePropertyIPv4, false },
+    { &kServicePropertyIPv6, false },
+    { &kServicePropertyIPv4Configuration, true },
+    { &kServicePropertyIPv6Configuration, true },
+};
+
+constexpr unsigned int kAllPlaces = (1U << kNumCached) - 1;
+
+/** The raw strength of a strength; false takes the place of both when there is none. */
+zqError MakeRawStrength(CFTypeRef &aStrength, CFUSharedRef<CFTypeRef> &aRawStrength)
+{
+    SInt16 lStrength = 0;
+
+    if (aStrength == nullptr)
+    {
+        aStrength    = kCFBooleanFalse;
+        aRawStrength = CFURetain<CFTypeRef>(kCFBooleanFalse);
+        return zqError_None;
+    }
+
+    (void)CFNumberGetValue(static_cast<CFNumberRef>(aStrength), kCFNumberSInt16Type, &lStrength);
+
+    const SInt32                  lRawStrength = lStrength - kRawStrengthOffset;
+    const CFUSharedRef<CFTypeRef> theRawStrength =
+        CFUAdopt<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &lRawStrength));
+    ZQ_REQUIRE(theRawStrength != NULL, zqError_OutOfMemory);
+
+    aRawStrength = theRawStrength;
+    return zqError_None;
+}
+
 } // namespace
 
 ZQ_DEFINE_KIND(nullptr)
@@ -52,65 +93,78 @@ void Service::UndoInitLocked()
 
 zqError Service::InitLocked()
 {
+    const zqError lReturn = InitFamiliesLocked();
+
+    return lReturn == zqError_None ? CacheLocked(kAllPlaces) : lReturn;
+}
+
+zqError Service::RecacheLocked(CFDictionaryRef aChanges)
+{
+    constexpr CFIndex kFew = 2;
+
+    const CFIndex lCount      = CFDictionaryGetCount(aChanges);
+    const void   *lKeys[kFew] = {};
+    unsigned int  lPlaces     = 0;
+
+    if (lCount > kFew)
+        return InitLocked();
+
+    CFDictionaryGetKeysAndValues(aChanges, lKeys, nullptr);
+
+    const auto lIsNamed = [&](CFStringRef aKey)
+    { return std::any_of(lKeys, lKeys + lCount, [=](const void *aNamed) { return CFEqual(aNamed, aKey); }); };
+
+    for (const Family &lFamily : kFamilies)
+        if (lIsNamed(*lFamily.mKey))
+            return InitLocked();
+
+    for (int lPlace = 0; lPlace < kNumCached; lPlace++)
+        if (lIsNamed(*kTable[lPlace].mKey))
+            lPlaces |= 1U << lPlace;
+
+    return CacheLocked(lPlaces);
+}
+
+zqError Service::CacheLocked(unsigned int aPlaces)
+{
     CFTypeRef               lValues[kNumCached];
-    CFUSharedRef<CFTypeRef> theRawStrength = CFURetain<CFTypeRef>(kCFBooleanFalse);
-    zqError                 lReturn        = InitFamiliesLocked();
+    CFUSharedRef<CFTypeRef> lRawStrength = mRawStrength;
 
-    if (lReturn == zqError_None)
-        lReturn = Kind::CollectLocked(*this, kTable, 0, kIsAged, lValues, ZQ_LOG_FILE);
-
-    if (lReturn != zqError_None)
-        return lReturn;
-
-    if (lValues[kGetStrength] != nullptr)
+    for (int lPlace = 0; lPlace < kNumCached; lPlace++)
     {
-        SInt16 theStrength = 0;
+        zqError lReturn = zqError_None;
 
-        (void)CFNumberGetValue(static_cast<CFNumberRef>(lValues[kGetStrength]), kCFNumberSInt16Type, &theStrength);
+        lValues[lPlace] = mCached[lPlace].Get();
 
-        const SInt32 lRawStrength = theStrength - kRawStrengthOffset;
+        if ((aPlaces & 1U << lPlace) == 0)
+            continue;
 
-        theRawStrength = CFUAdopt(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &lRawStrength));
-        ZQ_REQUIRE(theRawStrength != NULL, zqError_OutOfMemory);
-    }
-    else
-    {
-        lValues[kGetStrength] = kCFBooleanFalse;
+        lReturn = Kind::CollectLocked(*this, kTable, lPlace, lPlace + 1, lValues, ZQ_LOG_FILE);
+        if (lReturn == zqError_None && lPlace == kGetStrength)
+            lReturn = MakeRawStrength(lValues[lPlace], lRawStrength);
+        if (lReturn != zqError_None)
+            return lReturn;
     }
 
-    lReturn = Kind::CollectLocked(*this, kTable, kIsAged, kNumCached, lValues, ZQ_LOG_FILE);
+    Kind::ReplaceLocked(mCached, lValues);
+    mRawStrength = lRawStrength;
 
-    if (lReturn == zqError_None)
-    {
-        Kind::ReplaceLocked(mCached, lValues);
-        mRawStrength = theRawStrength;
-    }
-
-    return lReturn;
+    return zqError_None;
 }
 
 zqError Service::InitFamiliesLocked()
 {
-    static const struct
+    for (const Family &lRow : kFamilies)
     {
-        CFStringRef mFamily;
-        zqError (Service::*mStore)(const CFUSharedRef<CFStringRef> &, const CFUSharedRef<CFDictionaryRef> &);
-    } kFamilies[] = {
-        { kServicePropertyIPv4, &Service::InitAddresses },
-        { kServicePropertyIPv6, &Service::InitAddresses },
-        { kServicePropertyIPv4Configuration, &Service::InitConfigurations },
-        { kServicePropertyIPv6Configuration, &Service::InitConfigurations },
-    };
-
-    for (const auto &lRow : kFamilies)
-    {
-        const CFTypeRef theConfiguration = GetPropertyLockedUntyped(lRow.mFamily);
+        const CFTypeRef theConfiguration = GetPropertyLockedUntyped(*lRow.mKey);
 
         if (!ZQ_CHECK_TEXT(CFUIsTypeID(theConfiguration, CFDictionaryGetTypeID()), "theConfiguration"))
             return zqError_Missing;
 
+        const auto    lKey        = CFURetain(*lRow.mKey);
+        const auto    lDictionary = CFURetain(static_cast<CFDictionaryRef>(theConfiguration));
         const zqError retval =
-            (this->*lRow.mStore)(CFURetain(lRow.mFamily), CFURetain(static_cast<CFDictionaryRef>(theConfiguration)));
+            lRow.mIsConfiguration ? InitConfigurations(lKey, lDictionary) : InitAddresses(lKey, lDictionary);
         ZQ_REQUIRE(retval == 0, retval);
     }
 

@@ -108,6 +108,27 @@ TEST(AKind, CachesEachPropertyUnderItsOwnName)
                    lService->IsImmutable(), lService->IsRoaming(), lService->IsAged(), lService->GetNameservers(),
                    lService->GetDomains(), lService->GetSecurity(), lService->GetEthernet(), lService->GetStrength() });
 
+    // One property at a time, until something else than that has changed: it is told at the next refresh, whatever that
+    // names.
+    const auto lRefresh = [&](const char *aKey, const Value &aValue)
+    { return lService->Refresh(With(Dict(), aKey, aValue)); };
+    for (const auto &lChange : { std::make_pair("Strength", Number(7)), std::make_pair("State", Value(Str("idle"))) })
+    {
+        EXPECT_EQ(lRefresh(lChange.first, lChange.second), 0);
+        (void)With(lProperties, lChange.first, lChange.second);
+        ExpectCached(lProperties, "State Strength Name",
+                     { lService->GetState(), lService->GetStrength(), lService->GetName() });
+    }
+    EXPECT_EQ(lService->ClearProperty(Str("Error")), 0);
+    EXPECT_EQ(Text(lService->GetError().Get()), "dhcp-failed");
+    EXPECT_EQ(lRefresh("Strength", Number(8)), 0);
+    EXPECT_TRUE(lService->GetError() == nullptr);
+    EXPECT_EQ(lRefresh("State", Number(1)), -4);
+    EXPECT_EQ(lRefresh("Strength", Number(9)), -4);
+    ExpectCached(lProperties, "State", { lService->GetState() });
+    EXPECT_EQ(lRefresh("State", Str("ready")), 0);
+    EXPECT_TRUE(CFEqual(lService->GetStrength().Get(), Number(9).Get()));
+
     // A technology changes wholly or not at all.
     const auto lTechnology = Make<Technology>("/t", TechnologyProperties());
     const auto lNew        = With(With(TechnologyProperties("x"), "Connected", Bool(true)), "Powered", Bool(false));
