@@ -36,6 +36,16 @@ bool SetValue(CFMutableDictionaryRef aDictionary, CFTypeRef aKey, CFTypeRef aVal
     return CFDictionaryGetCount(aDictionary) > lCount || CFDictionaryGetValue(aDictionary, aKey) == aValue;
 }
 
+bool MakeContainer(zqDBusCFState &aState)
+{
+    if (aState.mKind == zqDBusCFState::kArray)
+        aState.mContainer = zq::ConnMan::MakeArray().Leak();
+    else
+        aState.mContainer = zq::ConnMan::MakeDictionary().Leak();
+
+    return ZQ_CHECK(aState.mContainer != NULL);
+}
+
 zqError AddReference(zqDBusCFContext &aContext, CFTypeRef aReference)
 {
     if (aContext.mStack.empty())
@@ -48,21 +58,18 @@ zqError AddReference(zqDBusCFContext &aContext, CFTypeRef aReference)
     case zqDBusCFState::kArray:
         ZQ_REQUIRE(aReference != NULL, zqError_InvalidArgument);
 
-        if (state.mContainer == nullptr)
-            state.mContainer = CFRetain(aReference);
-        else if (!Append(state.GetArray(), aReference))
+        if ((state.mContainer == nullptr && !MakeContainer(state)) || !Append(state.GetArray(), aReference))
             return zqDBusCFFail(aContext);
         return zqError_None;
 
     case zqDBusCFState::kDictionary:
         ZQ_REQUIRE(aReference != NULL, zqError_InvalidArgument);
 
-        if (state.mContainer == nullptr)
-            state.mContainer = CFRetain(aReference);
-        else if ((state.mFlags & zqDBusCFState::kKeyWaits) != 0)
+        if ((state.mFlags & zqDBusCFState::kKeyWaits) != 0)
         {
             ZQ_REQUIRE(state.mKey != NULL, zqError_InvalidArgument);
-            if (!SetValue(state.GetDictionary(), state.mKey, aReference))
+            if ((state.mContainer == nullptr && !MakeContainer(state)) ||
+                !SetValue(state.GetDictionary(), state.mKey, aReference))
                 return zqDBusCFFail(aContext);
             state.DropKey();
         }
@@ -136,13 +143,9 @@ zqError zqDBusCFAddNumber(zqDBusCFContext &aContext, CFNumberType aType, const v
 namespace
 {
 
-zqError PushContainer(zqDBusCFContext &aContext, UInt32 aKind, CFTypeRef aContainer)
+/** The outermost container, and one that is changed later, is made at once; any other with its first value. */
+zqError PushContainer(zqDBusCFContext &aContext, UInt32 aKind, bool aIsChanged)
 {
-    zqError lReturn = AddReference(aContext, aContainer);
-
-    if (lReturn != zqError_None)
-        return lReturn;
-
     try
     {
         aContext.mStack.push_back({ aKind, 0, nullptr, nullptr, nullptr });
@@ -151,31 +154,17 @@ zqError PushContainer(zqDBusCFContext &aContext, UInt32 aKind, CFTypeRef aContai
     {
         return zqDBusCFFail(aContext);
     }
-    return AddReference(aContext, aContainer);
-}
 
-zqError PushDictionary(zqDBusCFContext &aContext)
-{
-    const auto lDictionary   = zq::ConnMan::MakeDictionary();
-    const auto dictionaryRef = lDictionary.Get();
+    const bool lIsMade = aIsChanged || aContext.mStack.size() == 1;
 
-    if (!ZQ_CHECK(dictionaryRef != NULL))
-        return zqDBusCFFail(aContext);
-
-    return PushContainer(aContext, zqDBusCFState::kDictionary, dictionaryRef);
+    return lIsMade && !MakeContainer(aContext.mStack.back()) ? zqDBusCFFail(aContext) : zqError(zqError_None);
 }
 
 } // namespace
 
 zqError zqDBusCFPushArray(zqDBusCFContext &aContext)
 {
-    const auto lArray   = zq::ConnMan::MakeArray();
-    const auto arrayRef = lArray.Get();
-
-    if (!ZQ_CHECK(arrayRef != NULL))
-        return zqDBusCFFail(aContext);
-
-    return PushContainer(aContext, zqDBusCFState::kArray, arrayRef);
+    return PushContainer(aContext, zqDBusCFState::kArray, false);
 }
 
 void zqDBusCFPopState(zqDBusCFContext &aContext)
@@ -194,20 +183,50 @@ void zqDBusCFPopState(zqDBusCFContext &aContext)
     aContext.mStack.pop_back();
 }
 
-zqError zqDBusCFStart(zqDBusCFContext &aContext, bool aIsDictionary)
+zqError zqDBusCFStart(zqDBusCFContext &aContext, bool aIsDictionary, bool aIsChanged)
 {
-    const zqError lReturn = aIsDictionary ? PushDictionary(aContext) : zqDBusCFPushArray(aContext);
+    const zqError lReturn =
+        PushContainer(aContext, aIsDictionary ? zqDBusCFState::kDictionary : zqDBusCFState::kArray, aIsChanged);
 
     if (lReturn == zqError_None)
         aContext.mDepth += 1;
     return lReturn;
 }
 
+namespace
+{
+
+/** Most properties of most services are empty lists: there is one for all. Null when there was no memory for it. */
+CFTypeRef FindEmpty(UInt32 aKind)
+{
+    static const CFTypeRef sArray      = CFArrayCreate(kCFAllocatorDefault, nullptr, 0, &kCFTypeArrayCallBacks);
+    static const CFTypeRef sDictionary = CFDictionaryCreate(
+        kCFAllocatorDefault, nullptr, nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+
+    return aKind == zqDBusCFState::kArray ? sArray : sDictionary;
+}
+
+} // namespace
+
 zqError zqDBusCFEnd(zqDBusCFContext &aContext)
 {
+    CFUSharedRef<CFTypeRef> lNested;
+
     aContext.mDepth -= 1;
+
+    if (aContext.mStack.size() > 1)
+    {
+        zqDBusCFState &lState = aContext.mStack.back();
+
+        if (lState.mContainer == nullptr)
+            lState.mContainer = CFURetain(FindEmpty(lState.mKind)).Leak();
+        if (lState.mContainer == nullptr && !MakeContainer(lState))
+            return zqDBusCFFail(aContext);
+        lNested = CFUAdopt(std::exchange(lState.mContainer, nullptr));
+    }
     zqDBusCFPopState(aContext);
-    return zqError_None;
+
+    return lNested != nullptr ? AddReference(aContext, lNested.Get()) : zqError(zqError_None);
 }
 
 zqError zqDBusCFWalkScalar(zqDBusCFContext &aContext, int anEvent, const void *aValue)

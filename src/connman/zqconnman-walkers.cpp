@@ -66,8 +66,9 @@ zqError WalkObjects(void *theContext, int anEvent, const char *aName, const void
         lContext.mDepth -= 1;
         return zqError_None;
     case zqDBusWalkArrayStart:
+        // The cache takes the properties as they are, and changes them.
         if (lContext.mDepth == 0 || lContext.mDepth == 2)
-            return zqDBusCFStart(lContext, true);
+            return zqDBusCFStart(lContext, true, true);
         break;
     case DBUS_TYPE_OBJECT_PATH:
         return zqDBusCFAddString(lContext, zqDBusCFText(aValue));

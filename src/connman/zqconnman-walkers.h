@@ -28,18 +28,18 @@ struct zqDBusCFState
 
     UInt32    mKind;
     UInt32    mFlags;
-    CFTypeRef mContainer;
+    CFTypeRef mContainer; // null: empty so far
     CFTypeRef mKey;
     CFTypeRef mValue;
 
     CFMutableArrayRef GetArray() const
     {
-        return static_cast<CFMutableArrayRef>(const_cast<void *>(mContainer)); // made by PushArray
+        return static_cast<CFMutableArrayRef>(const_cast<void *>(mContainer)); // see MakeContainer
     }
 
     CFMutableDictionaryRef GetDictionary() const
     {
-        return static_cast<CFMutableDictionaryRef>(const_cast<void *>(mContainer)); // made by PushDictionary
+        return static_cast<CFMutableDictionaryRef>(const_cast<void *>(mContainer)); // see MakeContainer
     }
 
     void DropKey()
@@ -98,7 +98,8 @@ zqError zqDBusCFAddKey(zqDBusCFContext &aContext, const char *aString);
 zqError zqDBusCFAddBoolean(zqDBusCFContext &aContext, bool aFlag);
 zqError zqDBusCFAddNumber(zqDBusCFContext &aContext, CFNumberType aType, const void *aValue);
 zqError zqDBusCFFail(zqDBusCFContext &aContext);
-zqError zqDBusCFStart(zqDBusCFContext &aContext, bool aIsDictionary);
+/** @param[in]  aIsChanged  Whoever gets it changes it: so it is nobody else's. */
+zqError zqDBusCFStart(zqDBusCFContext &aContext, bool aIsDictionary, bool aIsChanged = false);
 zqError zqDBusCFEnd(zqDBusCFContext &aContext);
 zqError zqDBusCFPushArray(zqDBusCFContext &aContext);
 void    zqDBusCFPopState(zqDBusCFContext &aContext);
