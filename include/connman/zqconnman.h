@@ -200,6 +200,7 @@ public:
         CFStringRef GetPath(CFIndex anIndex) const;
         void        SendAhead();
         zqError     Send(CFStringRef aPath, Sent &aSent);
+        void        ShareCached(CFStringRef aPath, CFDictionaryRef aProperties) const;
 
         zqConnMan                     &mConnMan;
         const Kind                     mKind;

@@ -61,10 +61,11 @@ zqError zqConnMan::PropertiesReader::Next(CFDictionaryRef &aProperties)
     if (mNumSent - mNumTaken <= kMostSent / 2)
         SendAhead();
 
-    const Row                  &lRow = GetRow(mKind);
-    const zq::ConnMan::UTF8Text lPath(GetPath(mNumTaken));
+    const Row                  &lRow  = GetRow(mKind);
+    const CFStringRef           lPath = GetPath(mNumTaken);
+    const zq::ConnMan::UTF8Text lText(lPath);
 
-    ZQ_LOG(zqLogLevel_Detail, "connman: %s for object %s at %s with time out %d", kMethod, lPath.Get(), lRow.mInterface,
+    ZQ_LOG(zqLogLevel_Detail, "connman: %s for object %s at %s with time out %d", kMethod, lText.Get(), lRow.mInterface,
            mConnMan.GetTimeout());
 
     Sent                   &lSent = mSent[mNumTaken++ % kMostSent];
@@ -75,7 +76,33 @@ zqError zqConnMan::PropertiesReader::Next(CFDictionaryRef &aProperties)
     if (lReturn == zqError_None)
         lReturn = mConnMan.mDBus->AwaitReply(lSent.mCall, lReply.Out(), mConnMan.mTimeout, lError.Get());
 
-    return mConnMan.TakeProperties(kMethod, lReturn, lReply.Get(), lError, lRow.mForm, aProperties);
+    lReturn = mConnMan.TakeProperties(kMethod, lReturn, lReply.Get(), lError, lRow.mForm, aProperties);
+
+    if (aProperties != nullptr)
+        ShareCached(lPath, aProperties);
+    return lReturn;
+}
+
+/** Of values that are equal there is one, which nobody changes: who gets the properties will hold them for long. */
+void zqConnMan::PropertiesReader::ShareCached(CFStringRef aPath, CFDictionaryRef aProperties) const
+{
+    const CFDictionaryRef lCache = mKind == kServices ? mConnMan.mServices : mConnMan.mTechnologies;
+
+    if (lCache == nullptr)
+        return;
+
+    const auto lCached     = static_cast<CFDictionaryRef>(CFDictionaryGetValue(lCache, aPath));
+    const auto lProperties = const_cast<CFMutableDictionaryRef>(aProperties); // it was decoded for the caller
+
+    zq::ConnMan::ForEachEntry(lCached,
+                              [=](const void *aKey, const void *aValue)
+                              {
+                                  const void *const lValue = CFDictionaryGetValue(lProperties, aKey);
+
+                                  if (lValue != aValue && !CFUIsTypeID(aValue, CFNumberGetTypeID()) &&
+                                      CFEqual(lValue, aValue))
+                                      CFDictionarySetValue(lProperties, aKey, aValue);
+                              });
 }
 
 void zqConnMan::PropertiesReader::SendAhead()
