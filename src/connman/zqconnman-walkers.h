@@ -9,8 +9,8 @@
 
 #include "zqconnman-private.h"
 
-#include <deque>
 #include <utility>
+#include <vector>
 
 /** One partially built container. Its references are released by Release, not by a destructor. */
 struct zqDBusCFState
@@ -60,7 +60,10 @@ struct zqDBusCFState
 class zqDBusCFContext
 {
 public:
-    zqDBusCFContext() = default;
+    /** How many containers of what a daemon sends are open at a time. */
+    static constexpr std::size_t kUsualDepth = 4;
+
+    zqDBusCFContext() { mStack.reserve(kUsualDepth); }
     virtual ~zqDBusCFContext()
     {
         for (zqDBusCFState &lState : mStack)
@@ -73,11 +76,11 @@ public:
     /** The result, with its reference for the caller. */
     CFTypeRef TakeResult() { return std::exchange(mResult, nullptr); }
 
-    SInt32                    mDepth = 0;
-    std::deque<zqDBusCFState> mStack; // innermost last
-    zqError                   mStatus  = zqError_None;
-    CFTypeRef                 mResult  = nullptr;
-    SInt32                    mSkipped = 0; // how many of the open containers are not kept
+    SInt32                     mDepth = 0;
+    std::vector<zqDBusCFState> mStack; // innermost last
+    zqError                    mStatus  = zqError_None;
+    CFTypeRef                  mResult  = nullptr;
+    SInt32                     mSkipped = 0; // how many of the open containers are not kept
 };
 
 /** The two arguments of a ServicesChanged signal. */
