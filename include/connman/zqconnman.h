@@ -39,8 +39,6 @@
 
 #include <prlock.h>
 
-#include <memory>
-
 /** What a message of a certain form is decoded with; internal. */
 struct zqDBusCFForm;
 
@@ -88,9 +86,8 @@ public:
      *  has when it is there.
      *
      *  It succeeds when the daemon is absent, and when it is there but what it
-     *  answers cannot be decoded or does not come: that is logged. When the bus
-     *  does not tell within 100 ms whether the daemon is there, that is found
-     *  out in the background.
+     *  answers cannot be decoded or does not come: that is logged. Whether it is
+     *  there is found out in the background if the bus does not tell in 100 ms.
      *
      *  A daemon that leaves a call of the load unanswered is asked again in the
      *  background, after 1 s and then ever later up to 60 s, and at once when it
@@ -169,46 +166,7 @@ public:
 
     zqError ServiceGetProperties(const char *aPath, CFDictionaryRef &aProperties);
     zqError TechnologyGetProperties(const char *aPath, CFDictionaryRef &aProperties);
-
-    /**
-     *  The properties of many objects, of which several are asked for at a time.
-     *  The daemon is asked in the order of the paths, and what it answers is
-     *  taken in that order; what was not taken in the end is of no interest. On
-     *  the thread of the client, which has to outlive it.
-     */
-    class ZQ_EXPORT PropertiesReader
-    {
-    public:
-        enum Kind
-        {
-            kServices,
-            kTechnologies
-        };
-
-        /** @param[in]  aPaths  Of the objects; retained, and not to be changed meanwhile. */
-        PropertiesReader(zqConnMan &aConnMan, Kind aKind, CFArrayRef aPaths) noexcept;
-        ~PropertiesReader();
-        PropertiesReader(const PropertiesReader &)            = delete;
-        PropertiesReader &operator=(const PropertiesReader &) = delete;
-
-        /** What ServiceGetProperties or TechnologyGetProperties yields for the next path; -17 after the last. */
-        zqError Next(CFDictionaryRef &aProperties);
-
-    private:
-        struct Sent;
-
-        CFStringRef GetPath(CFIndex anIndex) const;
-        void        SendAhead();
-        zqError     Send(CFStringRef aPath, Sent &aSent);
-        void        ShareCached(CFStringRef aPath, CFDictionaryRef aProperties) const;
-
-        zqConnMan                     &mConnMan;
-        const Kind                     mKind;
-        const CFUSharedRef<CFArrayRef> mPaths;
-        CFIndex                        mNumTaken = 0;
-        CFIndex                        mNumSent  = 0;
-        std::unique_ptr<Sent[]>        mSent;
-    };
+    class PropertiesReader; ///< of many objects: zqconnman-propertiesreader.h
 
     /**
      *  Load anew from the daemon, and tell the delegate the differences. Update
@@ -468,8 +426,6 @@ private:
     zqError CallAsync(const char *aPath, const char *anInterface, const char *aMethod, const char *aText);
     zqError GetProperties(const char *aPath, const char *anInterface, const char *aMethod, int aTimeout,
                           const zqDBusCFForm &aForm, CFDictionaryRef &aResult);
-    zqError TakeProperties(const char *aMethod, zqError aReplied, DBusMessage *aReply, zqDBusError &anError,
-                           const zqDBusCFForm &aForm, CFDictionaryRef &aResult);
     zqError NewSetProperty(const char *aPath, const char *anInterface, const char *aName, const void *aValue,
                            DBusMessage *&aMessage);
     zqError SetProperty(const char *aPath, const char *anInterface, int aTimeout, const char *aName,

@@ -144,11 +144,11 @@ zqError zqConnMan::GetProperties(const char *aPath, const char *anInterface, con
     const zqError           lReturn =
         PerformMethodCall(aPath, anInterface, aMethod, lReply.Out(), aTimeout, lError.Get(), DBUS_TYPE_INVALID);
 
-    return TakeProperties(aMethod, lReturn, lReply.Get(), lError, aForm, aResult);
+    return zqDBusCFTakeProperties(aMethod, lReturn, lReply.Get(), lError, aForm, aResult);
 }
 
-zqError zqConnMan::TakeProperties(const char *aMethod, zqError aReplied, DBusMessage *aReply, zqDBusError &anError,
-                                  const zqDBusCFForm &aForm, CFDictionaryRef &aResult)
+zqError zqDBusCFTakeProperties(const char *aMethod, zqError aReplied, DBusMessage *aReply, zqDBusError &anError,
+                               const zqDBusCFForm &aForm, CFDictionaryRef &aResult)
 {
     if (aReplied != zqError_None)
         return MapResult(aMethod, aReplied, anError);

@@ -93,6 +93,10 @@ zqError zqDBusCFDecode(DBusMessage *aMessage, const zqDBusCFForm &aForm, CFUShar
 /** The same from the first argument of a message on, for forms of a name and its value. */
 zqError zqDBusCFDecode(DBusMessageIter *anIterator, const zqDBusCFForm &aForm, CFUSharedRef<CFDictionaryRef> &aResult);
 
+/** What a call for properties has come to: those of its reply, or the code of its failure. */
+zqError zqDBusCFTakeProperties(const char *aMethod, zqError aReplied, DBusMessage *aReply, zqDBusError &anError,
+                               const zqDBusCFForm &aForm, CFDictionaryRef &aResult);
+
 zqError zqDBusCFDecodeServicesChanged(DBusMessage *aMessage, CFUSharedRef<CFDictionaryRef> &aChanged,
                                       CFUSharedRef<CFArrayRef> &aRemoved);
 

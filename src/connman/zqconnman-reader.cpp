@@ -5,6 +5,8 @@
 
 #include "zqconnman-private.h"
 
+#include <zqconnman-propertiesreader.h>
+
 #include <new>
 
 namespace
@@ -76,7 +78,7 @@ zqError zqConnMan::PropertiesReader::Next(CFDictionaryRef &aProperties)
     if (lReturn == zqError_None)
         lReturn = mConnMan.mDBus->AwaitReply(lSent.mCall, lReply.Out(), mConnMan.mTimeout, lError.Get());
 
-    lReturn = mConnMan.TakeProperties(kMethod, lReturn, lReply.Get(), lError, lRow.mForm, aProperties);
+    lReturn = zqDBusCFTakeProperties(kMethod, lReturn, lReply.Get(), lError, lRow.mForm, aProperties);
 
     if (aProperties != nullptr)
         ShareCached(lPath, aProperties);

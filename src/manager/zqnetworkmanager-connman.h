@@ -7,6 +7,7 @@
 #ifndef ZQNETWORKMANAGER_CONNMAN_H
 #define ZQNETWORKMANAGER_CONNMAN_H
 
+#include <zqconnman-propertiesreader.h>
 #include <zqconnman.h>
 #include <zqnetworkmanager-manager.h>
 #include <zqwpanctl.h>

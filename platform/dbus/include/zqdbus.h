@@ -8,6 +8,8 @@
 #define ZQDBUS_H
 
 #include <CFUtilities.h>
+#include <zqdbus-error.h>
+#include <zqdbus-sentcall.h>
 #include <zqerror.h>
 #include <zqexport.h>
 #include <zqrefcount.h>
@@ -17,28 +19,6 @@
 
 #include <cstdarg>
 #include <memory>
-
-/** A DBusError that frees itself. */
-class ZQ_EXPORT zqDBusError
-{
-public:
-    zqDBusError() noexcept { dbus_error_init(&mError); }
-    ~zqDBusError() { dbus_error_free(&mError); }
-    zqDBusError(const zqDBusError &)            = delete;
-    zqDBusError &operator=(const zqDBusError &) = delete;
-
-    /** For functions that fill in or read an error, lent. */
-    DBusError *Get() noexcept { return &mError; }
-
-    bool IsSet() const noexcept { return dbus_error_is_set(&mError) != 0; }
-
-    /** Null when the error is not set. */
-    const char *GetName() const noexcept { return mError.name; }
-    const char *GetMessage() const noexcept { return mError.message; }
-
-private:
-    DBusError mError;
-};
 
 /**
  *  Receives the outcome of an asynchronous call.
@@ -147,27 +127,6 @@ struct zqDBusDecoding
 
 /** As what a value, never null, is sent: one of the signatures of zqDBus::AppendVariant, or "y"; null: refused. */
 using zqDBusSignatureOf = const char *(*)(CFTypeRef aValue) noexcept;
-
-/**
- *  A call that was sent, and whose reply the thread that sent it waits for later
- *  (zqDBus::SendMethodCall). When it goes, a reply that comes is of no interest.
- */
-class ZQ_EXPORT zqDBusSentCall
-{
-public:
-    zqDBusSentCall() noexcept;
-    ~zqDBusSentCall();
-    zqDBusSentCall(const zqDBusSentCall &)            = delete;
-    zqDBusSentCall &operator=(const zqDBusSentCall &) = delete;
-
-private:
-    friend class zqDBus;
-    struct State;
-
-    void Forget() noexcept;
-
-    std::unique_ptr<State> mState;
-};
 
 /**
  *  A connection to the system bus.
@@ -327,17 +286,7 @@ public:
     zqError PerformMethodCallWithMessage(DBusMessage *aMessage, zqDBusPendingCall *aPending, DBusMessage **aReply,
                                          int aTimeout, DBusError *anError) noexcept;
 
-    /**
-     *  Send a call without arguments and wait for its reply later: several may
-     *  be on their way, and their replies are waited for in any order, each
-     *  once. All of it on one thread.
-     *
-     *  @param[out]  aCall     What it was used for before is not waited for.
-     *  @param[in]   aTimeout  Of the waiting, which counts from its beginning.
-     *
-     *  @retval as PerformMethodCall: of the sending, and of the waiting. It is
-     *          -5 to wait for what was not sent.
-     */
+    /** The two halves of a blocking call without arguments; zqDBusSentCall tells of both. */
     zqError SendMethodCall(const char *aDestination, const char *aPath, const char *anInterface, const char *aMethod,
                            zqDBusSentCall &aCall) noexcept;
     zqError AwaitReply(zqDBusSentCall &aCall, DBusMessage **aReply, int aTimeout, DBusError *anError) noexcept;
