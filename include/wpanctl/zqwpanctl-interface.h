@@ -297,8 +297,15 @@ public:
 
     zqError SetThreadDeviceMode(ThreadDeviceMode aMode) noexcept;
 
-    /** Never null. */
-    const std::shared_ptr<Signals> mSignals;
+    const std::shared_ptr<Signals> mSignals; ///< what holds the six signals
+
+    // As the controller's, without the name.
+    zqWPANSignal<void(int, int)>                                     &mNetWake;
+    zqWPANSignal<void()>                                             &mAllowSleep;
+    zqWPANSignal<void()>                                             &mPreventSleep;
+    zqWPANSignal<void(CFStringRef)>                                  &mAssociationState;
+    zqWPANSignal<void(bool)>                                         &mJammingState;
+    zqWPANSignal<void(const zqString &, CFUSharedRef<const void *>)> &mPropertyChanged;
 
 private:
     // Receivers of the outcome of one asynchronous call.

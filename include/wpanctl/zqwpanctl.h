@@ -39,6 +39,10 @@
 #include <cstdint>
 #include <memory>
 
+/** A boost::signals2::signal: zqwpanctl-signals.h has it, for who connects to one. */
+template <typename Signature>
+class zqWPANSignal;
+
 /**
  *  A controller: six signals to which its owner connects.
  *
@@ -88,7 +92,6 @@ public:
         RouterReed      = 0x0F ///< a router, or an end device that can become one
     };
 
-    /** The six signals: see zqwpanctl-signals.h, for an owner that connects to one. */
     struct Signals;
 
     /** @throws std::bad_alloc when memory is exhausted: the signals have no other way to say it. */
@@ -141,8 +144,24 @@ public:
     /** The interface "wpan0". */
     Interface *GetInterface() noexcept;
 
-    /** Never null. Connect and disconnect on any thread. They are raised by this module alone. */
+    /** What holds the six signals: they stay while one of them is raised, whatever becomes of the controller. */
     const std::shared_ptr<Signals> mSignals;
+
+    // Each begins with the name of the interface that it is about. Connect and
+    // disconnect on any thread; they are raised by this module alone.
+
+    /** Why the interface wakes the host (the daemon's one byte, 0 to 255), and how many milliseconds of the wake
+     * period are left. */
+    zqWPANSignal<void(const zqString &, int, int)> &mNetWake;
+
+    zqWPANSignal<void(const zqString &)> &mAllowSleep;   ///< The interface no longer minds that the host sleeps.
+    zqWPANSignal<void(const zqString &)> &mPreventSleep; ///< The interface wants the host to stay awake.
+
+    zqWPANSignal<void(const zqString &, CFStringRef)> &mAssociationState; ///< The daemon's name of the state, lent.
+    zqWPANSignal<void(const zqString &, bool)>        &mJammingState;     ///< Whether its channel is jammed.
+
+    /** The property's name and its new value, never null. */
+    zqWPANSignal<void(const zqString &, const zqString &, CFUSharedRef<const void *>)> &mPropertyChanged;
 };
 
 #include <zqwpanctl-interface.h>

@@ -118,12 +118,10 @@ zqError Manager::ConnectWPANCtl()
 try
 {
     mAnswers = std::make_shared<char>();
-    mWPANCtl->mSignals->mNetWake.connect([this](const zqString &anInterface, int aData, int aRemaining)
-                                         { HandleWPANCtlNetWake(anInterface, aData, aRemaining); });
-    mWPANCtl->mSignals->mAllowSleep.connect([this](const zqString &anInterface)
-                                            { HandleWPANCtlAllowSleep(anInterface); });
-    mWPANCtl->mSignals->mPreventSleep.connect([this](const zqString &anInterface)
-                                              { HandleWPANCtlPreventSleep(anInterface); });
+    mWPANCtl->mNetWake.connect([this](const zqString &anInterface, int aData, int aRemaining)
+                               { HandleWPANCtlNetWake(anInterface, aData, aRemaining); });
+    mWPANCtl->mAllowSleep.connect([this](const zqString &anInterface) { HandleWPANCtlAllowSleep(anInterface); });
+    mWPANCtl->mPreventSleep.connect([this](const zqString &anInterface) { HandleWPANCtlPreventSleep(anInterface); });
     return zqError_None;
 }
 catch (const std::bad_alloc &)

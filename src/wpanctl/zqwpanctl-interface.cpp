@@ -11,7 +11,12 @@
 #define ZQ_LOG_COMPONENT "wpanctl"
 #define ZQ_LOG_FILE "zqwpanctl"
 
-zqWPANCtl::Interface::Interface() : mSignals(std::make_shared<Signals>()) {}
+zqWPANCtl::Interface::Interface()
+    : mSignals(std::make_shared<Signals>()), mNetWake(mSignals->mNetWake), mAllowSleep(mSignals->mAllowSleep),
+      mPreventSleep(mSignals->mPreventSleep), mAssociationState(mSignals->mAssociationState),
+      mJammingState(mSignals->mJammingState), mPropertyChanged(mSignals->mPropertyChanged)
+{
+}
 
 zqWPANCtl::Interface::~Interface()
 {

@@ -136,7 +136,10 @@ Dispatching::~Dispatching()
     --lRegistry.mDispatching;
 }
 
-zqWPANCtl::zqWPANCtl() : mSignals(std::make_shared<Signals>())
+zqWPANCtl::zqWPANCtl()
+    : mSignals(std::make_shared<Signals>()), mNetWake(mSignals->mNetWake), mAllowSleep(mSignals->mAllowSleep),
+      mPreventSleep(mSignals->mPreventSleep), mAssociationState(mSignals->mAssociationState),
+      mJammingState(mSignals->mJammingState), mPropertyChanged(mSignals->mPropertyChanged)
 {
     Registry::Get().Append(this);
 }
@@ -146,12 +149,12 @@ zqWPANCtl::~zqWPANCtl()
     Registry::Get().Remove(this);
 
     // A dispatch under way keeps the signals, but not their slots.
-    mSignals->mNetWake.disconnect_all_slots();
-    mSignals->mAllowSleep.disconnect_all_slots();
-    mSignals->mPreventSleep.disconnect_all_slots();
-    mSignals->mAssociationState.disconnect_all_slots();
-    mSignals->mJammingState.disconnect_all_slots();
-    mSignals->mPropertyChanged.disconnect_all_slots();
+    mNetWake.disconnect_all_slots();
+    mAllowSleep.disconnect_all_slots();
+    mPreventSleep.disconnect_all_slots();
+    mAssociationState.disconnect_all_slots();
+    mJammingState.disconnect_all_slots();
+    mPropertyChanged.disconnect_all_slots();
 }
 
 zqError zqWPANCtl::Init() noexcept

@@ -42,12 +42,12 @@ std::vector<boost::signals2::scoped_connection> Record(T &aTarget, Lines &aLines
         };
     };
 
-    lConnections.emplace_back(aTarget.mSignals->mNetWake.connect(lNote("NetWake")));
-    lConnections.emplace_back(aTarget.mSignals->mAllowSleep.connect(lNote("AllowSleep")));
-    lConnections.emplace_back(aTarget.mSignals->mPreventSleep.connect(lNote("PreventSleep")));
-    lConnections.emplace_back(aTarget.mSignals->mAssociationState.connect(lNote("Association")));
-    lConnections.emplace_back(aTarget.mSignals->mJammingState.connect(lNote("Jamming")));
-    lConnections.emplace_back(aTarget.mSignals->mPropertyChanged.connect(lNote("Property")));
+    lConnections.emplace_back(aTarget.mNetWake.connect(lNote("NetWake")));
+    lConnections.emplace_back(aTarget.mAllowSleep.connect(lNote("AllowSleep")));
+    lConnections.emplace_back(aTarget.mPreventSleep.connect(lNote("PreventSleep")));
+    lConnections.emplace_back(aTarget.mAssociationState.connect(lNote("Association")));
+    lConnections.emplace_back(aTarget.mJammingState.connect(lNote("Jamming")));
+    lConnections.emplace_back(aTarget.mPropertyChanged.connect(lNote("Property")));
     return lConnections;
 }
 
@@ -170,7 +170,7 @@ TEST_F(WPANCtl, ASlotMayDestroyMakeAndAsk)
     int                   lLater     = 0;
     zqWPANCtl::Interface *lInterface = nullptr;
 
-    lDoomed->mSignals->mPreventSleep.connect(
+    lDoomed->mPreventSleep.connect(
         [&](const zqString &)
         {
             const zqWPANCtl lShortLived;
@@ -180,7 +180,7 @@ TEST_F(WPANCtl, ASlotMayDestroyMakeAndAsk)
         });
     // The slots behind the one that destroys tempt the signal to tidy up after itself.
     for (int lIndex = 0; lIndex < 5; ++lIndex)
-        lDoomed->mSignals->mPreventSleep.connect([&](const zqString &) { ++lLater; });
+        lDoomed->mPreventSleep.connect([&](const zqString &) { ++lLater; });
     const auto lNextConnections = Record(*lNext, lNextLines);
     const auto lConnections     = Record(lLast, lLastLines);
 
@@ -200,7 +200,7 @@ TEST_F(WPANCtl, ASlotThatThrowsCostsOnlyItself)
     zqWPANCtl lThrowing, lOther;
     Lines     lLines;
 
-    lThrowing.mSignals->mAllowSleep.connect([](const zqString &) { throw 1; });
+    lThrowing.mAllowSleep.connect([](const zqString &) { throw 1; });
     const auto lConnections = Record(lOther, lLines);
 
     mMeshd.Signal(FakeMeshd::Path(), "AllowSleep");
@@ -254,7 +254,7 @@ TEST_F(WPANCtl, SurvivesItsUsersUnderLoad)
             for (int lIndex = 0; lIndex < 200; ++lIndex)
             {
                 zqWPANCtl lController;
-                lController.mSignals->mAllowSleep.connect([](const zqString &) {});
+                lController.mAllowSleep.connect([](const zqString &) {});
                 EXPECT_NE(lController.GetInterface(("wpan" + std::to_string(lIndex % 7)).c_str()), nullptr);
                 EXPECT_TRUE(lIndex % 10 != 0 || lController.GetInterface()->Ping(60000) == 0);
                 std::this_thread::yield();
@@ -265,7 +265,7 @@ TEST_F(WPANCtl, SurvivesItsUsersUnderLoad)
     for (; !lDone || lSent == 0; ++lSent)
     {
         auto lDoomed = std::make_unique<zqWPANCtl>();
-        lDoomed->mSignals->mAllowSleep.connect([&](const zqString &) { lDoomed.reset(); });
+        lDoomed->mAllowSleep.connect([&](const zqString &) { lDoomed.reset(); });
         ASSERT_EQ(mInterface->Leave_Async([&](zqError anError) { lAnswered += anError == 0 ? 1 : 1000; }), 0);
         mMeshd.Signal(FakeMeshd::Path(), "AllowSleep");
         ASSERT_TRUE(PumpUntil([&] { return lDoomed == nullptr; }));

@@ -348,23 +348,23 @@ ExitStatus RunWPANMonitor(Session &aSession)
         aSession.GetInbox().Post(std::move(lEvent));
     };
 
-    lController.mSignals->mNetWake.connect(
+    lController.mNetWake.connect(
         [lPost](const zqString &anInterface, int aReason, int aRemaining) {
             lPost("NetWake", anInterface, { { "reason", aReason }, { "remaining", aRemaining } });
         });
-    lController.mSignals->mAllowSleep.connect([lPost](const zqString &anInterface)
-                                              { lPost("AllowSleep", anInterface, Json::object()); });
-    lController.mSignals->mPreventSleep.connect([lPost](const zqString &anInterface)
-                                                { lPost("PreventSleep", anInterface, Json::object()); });
-    lController.mSignals->mAssociationState.connect(
+    lController.mAllowSleep.connect([lPost](const zqString &anInterface)
+                                    { lPost("AllowSleep", anInterface, Json::object()); });
+    lController.mPreventSleep.connect([lPost](const zqString &anInterface)
+                                      { lPost("PreventSleep", anInterface, Json::object()); });
+    lController.mAssociationState.connect(
         [lPost](const zqString &anInterface, CFStringRef aState) {
             lPost("AssociationStateChanged", anInterface, { { "state", FromCF(aState) } });
         });
-    lController.mSignals->mJammingState.connect(
+    lController.mJammingState.connect(
         [lPost](const zqString &anInterface, bool aJammed) {
             lPost("JammingStateChanged", anInterface, { { "jammed", aJammed } });
         });
-    lController.mSignals->mPropertyChanged.connect(
+    lController.mPropertyChanged.connect(
         [lPost](const zqString &anInterface, const zqString &aKey, CFUSharedRef<const void *> aValue)
         {
             const std::string lKey = aKey.GetAsUTFArray();
