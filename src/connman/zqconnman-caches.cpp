@@ -138,7 +138,8 @@ void zqConnMan::FlushTechnologies()
 
 zqError zqConnMan::UpdateProperties(CFDictionaryRef aChanges)
 {
-    (void)CFUDictionaryMerge(mProperties, aChanges, true);
+    if (!Merge(mProperties, aChanges))
+        (void)Missed(zqError_NoResources);
 
     if (Delegate::Base *lDelegate = mDelegate)
         lDelegate->PropertiesChanged(this, aChanges);

@@ -31,6 +31,7 @@ constexpr const char *kAgentPath           = "/com/corvanix/client";
 
 using Shared::MakeArray;
 using Shared::MakeDictionary;
+using Shared::Merge;
 using Shared::MessageRef;
 using Shared::ScopedLock;
 

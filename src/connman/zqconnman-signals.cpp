@@ -80,7 +80,8 @@ bool zqConnMan::ServicePropertyChanged(const char *aPath, DBusMessageIter *anIte
         return false;
     }
 
-    (void)CFUDictionaryMerge(lCached, lChange.Get(), true);
+    if (!Merge(lCached, lChange.Get()))
+        (void)Missed(zqError_NoResources);
 
     if (Delegate::Base *lDelegate = mDelegate)
         lDelegate->ServiceChanged(this, lPath.Get(), lChange.Get());
@@ -152,7 +153,8 @@ void zqConnMan::UpdateChangedServices(CFDictionaryRef aCurrent, CFArrayRef aRemo
                      }
                      else if (CFDictionaryGetCount(AsDictionary(aProperties)) > 0)
                      {
-                         (void)CFUDictionaryMerge(lCached, AsDictionary(aProperties), true);
+                         if (!Merge(lCached, AsDictionary(aProperties)))
+                             (void)Missed(zqError_NoResources);
                          CFArrayAppendValue(lUpdated.Get(), aPath);
                          ++lNumUpdated;
                      }

@@ -4,6 +4,7 @@
 #include "zqnetworkmanager-values.h"
 
 #include <zqlog.h>
+#include <zqshared-containers.h>
 
 #include <utility>
 
@@ -120,9 +121,7 @@ zqError Object::RefreshLocked(const CFUSharedRef<CFDictionaryRef> &aProperties)
     ZQ_REQUIRE(aProperties != NULL, zqError_InvalidArgument);
     ZQ_REQUIRE(mInitialized, zqError_WrongState);
 
-    (void)CFUDictionaryMerge(mProperties, aProperties.Get(), 1);
-
-    return zqError_None;
+    return Shared::Merge(mProperties, aProperties.Get()) ? zqError_None : zqError_OutOfMemory;
 }
 
 zqError Object::ClearProperty(const CFUSharedRef<CFStringRef> &aKey)

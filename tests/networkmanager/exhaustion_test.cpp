@@ -207,6 +207,7 @@ TEST_F(WithoutMemory, AReportIsNotTakenAndCanBeRepeated)
     const String lKey   = Str("ExtendedPANID");
     const Value  lValue = Number(-1);
     EXPECT_GT(Starve({ -7, -2 }, [&] { return lManager.ProvisionSetProperty(*lProvision, lKey, lValue); }), 0);
+    EXPECT_EQ(CFDictionaryGetValue(lProvision->CopyProperties().Get(), lKey.Get()), lValue.Get()) << "0, not stored";
     ExpectAsserted("manager", { "aPointer != __null", "lProperties != __null", "lProvision != __null" });
 }
 
