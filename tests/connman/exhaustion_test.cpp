@@ -143,6 +143,10 @@ TEST_F(ExhaustionTest, ProvisionsAreWrittenWhollyOrNotAtAll)
     Starve(kExhausted, [&] { return mConnMan.UpdateProvisions(lSet.Get()); });
     EXPECT_EQ(ReadFile("/var/lib/connman/quil.config").size(), 64u + 2 * (12 + 2006 + 1));
 
+    const auto lGood = Dict({ { "Passphrase", "a passphrase of the usual length" } });
+    const auto lName = Str("service_a");
+    Starve(kExhausted, [&] { return zqConnMan::CheckProvision(lName.Get(), lGood.Get()); });
+
     const auto lBad = Dict({ { "Passphrase", " begins with what is not read back" } });
     for (int lGranted = 0; lGranted < 60; ++lGranted)
     {
