@@ -7,8 +7,8 @@
 
 #include <zqlog.h>
 #include <zqnetworkmanager-utilities.h>
+#include <zqshared-lock.h>
 
-#include <memory>
 #include <new>
 
 #define ZQ_LOG_COMPONENT "network-connectivity"
@@ -21,20 +21,6 @@ namespace
 
 /** How many failures in a row are told apart in the log. */
 const uint32_t kMostFailures = 3;
-
-struct Unlock
-{
-    void operator()(PRLock *aLock) const noexcept { (void)PR_Unlock(aLock); }
-};
-
-/** Holds the lock until the end of the scope. */
-using ScopedLock = std::unique_ptr<PRLock, Unlock>;
-
-ScopedLock Hold(PRLock *aLock)
-{
-    PR_Lock(aLock);
-    return ScopedLock(aLock);
-}
 
 const char *GetNegation(bool aValue)
 {
@@ -143,7 +129,7 @@ bool zqNetworkConnectivity::IsConnected() const
 {
     ZQ_REQUIRE(mLock != NULL, false);
 
-    const auto lLock = Hold(mLock);
+    const zq::Shared::ScopedLock lLock(mLock);
 
     return mCurrentConnected.IsTrue();
 }
@@ -152,7 +138,7 @@ bool zqNetworkConnectivity::IsPowered() const
 {
     ZQ_REQUIRE(mLock != NULL, false);
 
-    const auto lLock = Hold(mLock);
+    const zq::Shared::ScopedLock lLock(mLock);
 
     return mCurrentPowered;
 }
@@ -179,7 +165,7 @@ zqError zqNetworkConnectivity::SetPowered(bool aPowered)
     ZQ_REQUIRE(mLock != NULL, zqError_WrongState);
 
     {
-        const auto lLock = Hold(mLock);
+        const zq::Shared::ScopedLock lLock(mLock);
 
         ZQ_LOG(zqLogLevel_Information, "network-connectivity: Setting desired powered state to %spowered",
                GetNegation(aPowered));
@@ -265,7 +251,7 @@ zqError zqNetworkConnectivity::RecalculatePowered(bool anApply)
 
     ZQ_REQUIRE(mLock != NULL, zqError_WrongState);
 
-    const auto lLock = Hold(mLock);
+    const zq::Shared::ScopedLock lLock(mLock);
 
     for (int i = 0, lCount = mTechnologies.GetNumElements(); i < lCount && !lPowered; i++)
         lPowered = Utilities::GetTechnologyEnabled(mManager, CFURetain(mTechnologies.GetElement(i).GetAsCFString()));
@@ -288,7 +274,7 @@ zqError zqNetworkConnectivity::RecalculateConnected()
     ZQ_REQUIRE(lEvent != NULL, zqError_OutOfMemory);
 
     {
-        const auto lLock = Hold(mLock);
+        const zq::Shared::ScopedLock lLock(mLock);
 
         for (int i = 0, lCount = mTechnologies.GetNumElements(); i < lCount; i++)
         {

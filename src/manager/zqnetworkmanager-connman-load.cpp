@@ -17,11 +17,6 @@ namespace zq::NetworkManager::ConnMan
 namespace
 {
 
-CFMutableArrayRef NewArray()
-{
-    return CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
-}
-
 bool HasProperties(const Object &anObject, CFDictionaryRef aProperties)
 {
     return CFEqual(anObject.CopyProperties().Get(), aProperties);
@@ -83,7 +78,7 @@ zqError Manager::InitProperties()
 
 zqError Manager::InitServices()
 {
-    const auto lServices = CFUAdopt(NewArray());
+    const auto lServices = Shared::MakeArray();
     ZQ_REQUIRE(lServices != NULL, zqError_OutOfMemory);
 
     return InitObjects<Service>(lServices.Get());
@@ -91,7 +86,7 @@ zqError Manager::InitServices()
 
 zqError Manager::InitTechnologies()
 {
-    const auto lTechnologies = CFUAdopt(NewArray());
+    const auto lTechnologies = Shared::MakeArray();
     ZQ_REQUIRE(lTechnologies != NULL, zqError_OutOfMemory);
 
     return InitObjects<Technology>(lTechnologies.Get());
@@ -119,7 +114,7 @@ zqError Manager::Reconcile()
     ZQ_REQUIRE(lReturn == 0, lReturn);
 
     const auto lHolder  = CFUAdopt(lObjects);
-    const auto lRemoved = CFUAdopt(NewArray());
+    const auto lRemoved = Shared::MakeArray();
     ZQ_REQUIRE(lRemoved != NULL, zqError_OutOfMemory);
 
     lReturn = (this->*lKind.mCopyList)(lListed);

@@ -23,12 +23,6 @@ namespace zq::NetworkManager::ConnMan
 namespace
 {
 
-CFUSharedRef<CFMutableDictionaryRef> NewDictionary()
-{
-    return CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks));
-}
-
 } // namespace
 
 /** When the daemon does not take it, the copy held here says again what the daemon told last. */
@@ -102,7 +96,7 @@ zqError Manager::TakeProperties(CFDictionaryRef aProperties)
         const std::lock_guard<std::mutex> lLock(mPropertySetLock);
 
         if (mTold == nullptr)
-            mTold = NewDictionary();
+            mTold = Shared::MakeDictionary();
         (void)CFUDictionaryMerge(mTold.Get(), aProperties, true);
     }
     return UpdateProperties(aProperties);
@@ -110,7 +104,7 @@ zqError Manager::TakeProperties(CFDictionaryRef aProperties)
 
 void Manager::PropertyNotSet(const CFUSharedRef<CFStringRef> &aKey, unsigned int aNumber)
 {
-    const auto lChanges = NewDictionary();
+    const auto lChanges = Shared::MakeDictionary();
     zqError    lReturn  = zqError_None;
 
     {

@@ -26,12 +26,6 @@ namespace
 
 using Mutable = CFUSharedRef<CFMutableDictionaryRef>;
 
-Mutable NewDictionary()
-{
-    return CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                              &kCFTypeDictionaryValueCallBacks));
-}
-
 Mutable CopyMutable(CFDictionaryRef aDictionary)
 {
     return CFUAdopt(CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, aDictionary));
@@ -104,7 +98,7 @@ struct Versions
 /** A property that was changed here is as it is here, any other as it is in the file. */
 zqError MergeRecord(const Versions &aRecord, Mutable &aMerged)
 {
-    aMerged = NewDictionary();
+    aMerged = Shared::MakeDictionary();
     ZQ_REQUIRE(aMerged != NULL, zqError_NoResources);
 
     const bool lIsMissing = aRecord.mStored == nullptr || !aRecord.mIsWhole; // rather than changed by others
@@ -144,7 +138,7 @@ bool IsAgreed(const Versions &aRecord)
 
 zqError MergeRecords(const Versions &aSet, CFUSharedRef<CFDictionaryRef> &aMerged)
 {
-    const Mutable lMerged = NewDictionary();
+    const Mutable lMerged = Shared::MakeDictionary();
     ZQ_REQUIRE(lMerged != NULL, zqError_NoResources);
 
     const auto lMerge = [&](CFTypeRef anIdentifier, CFTypeRef) -> zqError
@@ -209,7 +203,7 @@ zqError Manager::InitProvisions()
 
 zqError Manager::ReadProvisions()
 {
-    const auto lProvisions = NewDictionary();
+    const auto lProvisions = Shared::MakeDictionary();
     bool       lIsWhole    = true;
     Records    lListed;
     Records    lMerged;
@@ -287,7 +281,7 @@ zqError Manager::EraseConnManProvisions()
 {
     const ProvisionsHold lHold(*this);
     Records              lListed;
-    const Records        lNone = NewDictionary();
+    const Records        lNone = Shared::MakeDictionary();
 
     if (!lHold.IsHeld())
         return zqError_TimedOut;
@@ -339,7 +333,7 @@ void Manager::NoteProvisionChange(const CFUSharedRef<CFStringRef>     &anIdentif
                                   const CFUSharedRef<CFDictionaryRef> &aProperties)
 {
     const CFDictionaryRef lSeen   = GetRecord(mSeen.Get(), anIdentifier.Get());
-    const Mutable         lRecord = lSeen != nullptr ? CopyMutable(lSeen) : NewDictionary();
+    const Mutable         lRecord = lSeen != nullptr ? CopyMutable(lSeen) : Shared::MakeDictionary();
 
     if (mSeen == nullptr || lRecord == nullptr)
         return;
@@ -352,7 +346,7 @@ void Manager::NoteProvisionChange(const CFUSharedRef<CFStringRef>     &anIdentif
 zqError Manager::GatherProvisions(Records &aRecords) const
 {
     zqRefObjectArray<Provision> lList;
-    const auto                  lProvisions = NewDictionary();
+    const auto                  lProvisions = Shared::MakeDictionary();
     ZQ_REQUIRE(lProvisions != NULL, zqError_NoResources);
 
     zqError lReturn = GetProvisions(lList);
@@ -401,7 +395,7 @@ zqError Manager::ListProvisions(Records &aListed, const Records &aMerged, const 
 // compared with what was seen before.
 zqError Manager::NoteSeen(const Records &aListed, const Records &aMerged, const Records &aStored)
 {
-    const auto lSeen = NewDictionary();
+    const auto lSeen = Shared::MakeDictionary();
     ZQ_REQUIRE(lSeen != NULL, zqError_NoResources);
 
     const zqError lReturn =

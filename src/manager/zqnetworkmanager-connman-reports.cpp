@@ -73,10 +73,7 @@ const Manager::Kind<Technology> Manager::Kind<Technology>::kKind = {
 class Manager::Report
 {
 public:
-    explicit Report(Manager &aManager)
-        : mManager(aManager), mOuter(sCurrent),
-          mProperties(CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                         &kCFTypeDictionaryValueCallBacks)))
+    explicit Report(Manager &aManager) : mManager(aManager), mOuter(sCurrent), mProperties(Shared::MakeDictionary())
     {
         sCurrent = this;
     }
@@ -162,7 +159,7 @@ private:
     template <typename T>
     CFUSharedRef<CFArrayRef> CopyWanted(CFArrayRef aPaths, bool aListed) const
     {
-        const auto lPaths = CFUAdopt(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+        const auto lPaths = Shared::MakeArray();
         CFIndex    lCount = 0;
 
         for (CFIndex lIndex = 0; lIndex < CFArrayGetCount(aPaths); ++lIndex)

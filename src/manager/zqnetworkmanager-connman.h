@@ -10,6 +10,7 @@
 #include <zqconnman-propertiesreader.h>
 #include <zqconnman.h>
 #include <zqnetworkmanager-manager.h>
+#include <zqshared-containers.h>
 #include <zqwpanctl.h>
 
 #include <atomic>

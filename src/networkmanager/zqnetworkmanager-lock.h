@@ -6,7 +6,7 @@
 #ifndef ZQNETWORKMANAGER_LOCK_H
 #define ZQNETWORKMANAGER_LOCK_H
 
-#include <prlock.h>
+#include <zqshared-lock.h>
 
 namespace zq::NetworkManager::Private
 {
@@ -25,18 +25,7 @@ inline void Give(PRLock *aLock)
         (void)PR_Unlock(aLock);
 }
 
-class ScopedLock
-{
-public:
-    explicit ScopedLock(PRLock *aLock) : mLock(aLock) { Take(mLock); }
-    ~ScopedLock() { Give(mLock); }
-
-    ScopedLock(const ScopedLock &)            = delete;
-    ScopedLock &operator=(const ScopedLock &) = delete;
-
-private:
-    PRLock *const mLock;
-};
+using Shared::ScopedLock;
 
 /** Holds the lock of an object or a list. */
 template <typename T>

@@ -151,7 +151,8 @@ zqError Manager::UpdateProperties(CFDictionaryRef aProperties)
         ScopedLock lLock(lOpaquePropertyLock.uOpaque);
         ZQ_REQUIRE(mProperties != NULL, zqError_WrongState);
 
-        (void)CFUDictionaryMerge(mProperties, aProperties, 1);
+        if (!Shared::Merge(mProperties, aProperties))
+            return zqError_OutOfMemory;
     }
 
     const zqError lReturn = SignalPropertiesChanged(aProperties);

@@ -120,11 +120,7 @@ zqError Manager::InitResources(Resources &aResources, zqEventQueue *aQueue, CFMu
     if (!ZQ_CHECK_TEXT(aResources.mPropertyLock != NULL, "lOpaquePropertyLock.uOpaque != __null"))
         return zqError_NoResources;
 
-    const auto lProperties =
-        aProperties != nullptr
-            ? CFURetain(aProperties)
-            : CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                 &kCFTypeDictionaryValueCallBacks));
+    const auto lProperties = aProperties != nullptr ? CFURetain(aProperties) : Shared::MakeDictionary();
     ZQ_REQUIRE(lProperties != NULL, zqError_NoResources);
 
     aResources.mProperties = lProperties;

@@ -190,8 +190,7 @@ zqError Service::StoreFamily(CFUSharedRef<CFMutableDictionaryRef> &aFamilies, co
     ZQ_REQUIRE(aConfiguration != NULL, zqError_InvalidArgument);
 
     if (aFamilies == nullptr)
-        aFamilies = CFUAdopt(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                       &kCFTypeDictionaryValueCallBacks));
+        aFamilies = Shared::MakeDictionary();
 
     ZQ_REQUIRE(aFamilies != NULL, zqError_NoResources);
 

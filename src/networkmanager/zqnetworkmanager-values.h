@@ -8,6 +8,7 @@
 #define ZQNETWORKMANAGER_VALUES_H
 
 #include <CFUtilities.h>
+#include <zqshared-containers.h>
 
 namespace zq::NetworkManager::Private
 {
