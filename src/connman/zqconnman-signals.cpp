@@ -21,6 +21,20 @@ zqError DecodeChange(const char *aPath, DBusMessageIter *anIterator, const zqDBu
     return lReturn == zqError_None && aSubject == nullptr ? zqError_NoResources : lReturn;
 }
 
+/** The change that a signal tells of an object. @retval 0, -17 when it is not in the cache, or as decoding. */
+zqError TakeChange(CFDictionaryRef aCache, const char *aKind, const char *aPath, DBusMessageIter *anIterator,
+                   const zqDBusCFForm &aForm, CFUSharedRef<CFStringRef> &anObject,
+                   CFUSharedRef<CFDictionaryRef> &aChange)
+{
+    const zqError lReturn = DecodeChange(aPath, anIterator, aForm, anObject, aChange);
+
+    if (lReturn != zqError_None || CFDictionaryContainsKey(aCache, anObject.Get()))
+        return lReturn;
+
+    ZQ_LOG(zqLogLevel_Error, "connman: failed to find %s %s for properties change", aKind, aPath);
+    return zqError_NotFound;
+}
+
 } // namespace
 
 /** A signal that finds no memory is lost: what it tells is found by comparing all once more. @returns false. */
@@ -67,20 +81,11 @@ bool zqConnMan::ServicePropertyChanged(const char *aPath, DBusMessageIter *anIte
 
     CFUSharedRef<CFStringRef>     lPath;
     CFUSharedRef<CFDictionaryRef> lChange;
-    const zqError                 lReturn = DecodeChange(aPath, anIterator, kFormServiceProperty, lPath, lChange);
+    const zqError lReturn = TakeChange(mServices, "service", aPath, anIterator, kFormServiceProperty, lPath, lChange);
 
     if (lReturn != zqError_None)
         return Missed(lReturn);
-
-    CFMutableDictionaryRef lCached = FindCached(mServices, lPath.Get());
-
-    if (lCached == nullptr)
-    {
-        ZQ_LOG(zqLogLevel_Error, "connman: failed to find service %s for properties change", aPath);
-        return false;
-    }
-
-    if (!Merge(lCached, lChange.Get()))
+    if (!Merge(FindCached(mServices, lPath.Get()), lChange.Get()))
         (void)Missed(zqError_NoResources);
 
     if (Delegate::Base *lDelegate = mDelegate)
@@ -97,17 +102,11 @@ bool zqConnMan::TechnologyPropertyChanged(const char *aPath, DBusMessageIter *an
 
     CFUSharedRef<CFStringRef>     lPath;
     CFUSharedRef<CFDictionaryRef> lChange;
-    const zqError                 lReturn = DecodeChange(aPath, anIterator, kFormTechnologyProperty, lPath, lChange);
+    const zqError                 lReturn =
+        TakeChange(mTechnologies, "technology", aPath, anIterator, kFormTechnologyProperty, lPath, lChange);
 
     if (lReturn != zqError_None)
         return Missed(lReturn);
-
-    if (!CFDictionaryContainsKey(mTechnologies, lPath.Get()))
-    {
-        ZQ_LOG(zqLogLevel_Error, "connman: failed to find technology %s for properties change", aPath);
-        return false;
-    }
-
     if (Delegate::Base *lDelegate = mDelegate)
         lDelegate->TechnologyChanged(this, lPath.Get(), lChange.Get());
     return true;
