@@ -41,8 +41,7 @@ namespace zq::NetworkManager
  *  otherwise.
  *
  *  Locks, in the order in which they are taken: the observer lock (held while observers are called and events
- *  published), the hold of the provisions, the property lock, a list's lock, an object's lock. Only the hold may be
- *  taken again by its holder.
+ *  published), the hold of the provisions (which its holder may take again), the property lock, a list's, an object's.
  */
 class ZQ_EXPORT Manager : public zqEventPublisher
 {
@@ -124,8 +123,7 @@ public:
      */
     virtual zqError ManagerSetProperty(const CFUSharedRef<CFStringRef> &aKey, const CFUSharedRef<const void *> &aValue);
 
-    /** Tell one observer, on the calling thread, the present state as Subscribe enqueues it. Provisions are not told.
-     * @retval 0, -2, -3, -5, -7 */
+    /** Tell one observer, on the calling thread, what Subscribe enqueues. @retval 0, -2, -3, -5, -7 */
     virtual zqError Notify(Observer::Base *aObserver);
 
     /** True while the manager can talk to the connection manager's bus. */
@@ -314,8 +312,7 @@ public:
 
     zqError ProvisionRemove(const Provision &aProvision); ///< 0, -16, -17
 
-    /** Remove every provision, also those that others have stored meanwhile, and secrets beside the file. @retval 0,
-     * -16 */
+    /** Remove every provision, also those that others stored meanwhile, and secrets beside the file. @retval 0, -16 */
     zqError ProvisionRemoveAll();
 
     // Technologies
@@ -353,8 +350,7 @@ public:
     /** True when a network reset will remove the technology with this name. */
     bool WillNetworkResetRemoveTechnology(const zqString &aTechnology);
 
-    /** Mark a technology, or take its mark away, in one step with the look at it. @retval 0, -2, -1 when it is marked
-     * already or was not marked. */
+    /** Mark a technology, or take its mark away. @retval 0, -2, -1 when it is marked already or was not marked. */
     zqError SetNetworkResetWillRemoveTechnology(const zqString &aTechnology, bool aWillRemove);
 
 protected:
@@ -382,8 +378,7 @@ protected:
 
     using ProvisionsHold = Private::ProvisionsHold;
 
-    /** Make the list have a provision with these properties and no others, or none for null. Nothing is written.
-     * @returns as ProvisionCreate. */
+    /** Make the list have a provision with exactly these properties; null: none. @returns as ProvisionCreate. */
     zqError ReplaceProvision(const CFUSharedRef<CFStringRef> &anIdentifier, CFDictionaryRef aProperties);
 
     /** An application has set, or cleared, these properties of a provision: they are to be as they are here also where
@@ -397,8 +392,7 @@ protected:
     zqError CopyServicePropertiesAux(CFStringRef aPath, CFDictionaryRef &aProperties);
     zqError CopyTechnologyPropertiesAux(CFStringRef aPath, CFDictionaryRef &aProperties);
 
-    // Reports of the connection manager, on the loop's thread. Objects are reported by path; their properties are
-    // fetched with Copy*Properties.
+    // Reports, on the loop's thread. Objects are reported by path; their properties are fetched with Copy*Properties.
 
     /** Merge properties of the manager and raise PropertiesChanged with them. @retval 0, -3, -5, or as that. */
     zqError UpdateProperties(CFDictionaryRef aProperties);
@@ -418,8 +412,7 @@ protected:
      */
     zqError UpdateServices(CFArrayRef aServices, UpdateOperation anOperation);
 
-    /** Add or remove technologies, as UpdateServices. A changed technology is refreshed and signalled by who learns of
-     * it. */
+    /** Add or remove technologies, as UpdateServices. A changed one is refreshed and signalled by who learns of it. */
     zqError UpdateTechnologies(CFArrayRef aTechnologies, bool anAdd);
 
     /** Take stored provisions, of a file that nobody else changes: records by identifier, as ProvisionCreate takes
@@ -434,8 +427,7 @@ protected:
     // An event keeps what its dictionary holds now. The model changes before it is told of (the state by
     // UpdateProperties), all on one thread: Subscribe relies on it.
     //
-    // Results: 0, -2 or -7 when an event, its array or its dictionary could not be made, or what a subscriber's queue
-    // refused with.
+    // Results: 0, -2 or -7 when an event or what it carries could not be made, or what a subscriber's queue says.
 
     zqError SignalStateChanged(CFStringRef aState);
     zqError SignalPropertiesChanged(CFDictionaryRef aProperties);
@@ -467,13 +459,10 @@ private:
     zqError InitModel(zqEventQueue *aQueue, CFMutableDictionaryRef aProperties);
     zqError InitResources(Resources &aResources, zqEventQueue *aQueue, CFMutableDictionaryRef aProperties);
     zqError InitLists();
-
     zqError ReplayProperties(zqIEventHandler *aHandler, zqEventQueue &aQueue);
-
-    void RefreshPollList(PollList &aList, bool &aIsStale);
-    bool HandleReady(PollList &aList, int anActive);
-    int  HandleEvent();
-
+    void    RefreshPollList(PollList &aList, bool &aIsStale);
+    bool    HandleReady(PollList &aList, int anActive);
+    int     HandleEvent();
     zqError AddServices(CFArrayRef aServices);
     zqError RemoveServices(CFArrayRef aServices);
     zqError ChangeServices(CFArrayRef aServices);
@@ -487,17 +476,16 @@ private:
     template <typename Raised, typename Slot, typename... Payload>
     zqError Signal(Slot aSlot, const Payload &...aPayload);
 
-    union
+    union OpaqueLock
     {
         PRLock *uOpaque;
-    } lOpaqueLock;
-    std::set<Observer::Base *> mObservers;
-    zqEventQueue              *mEventQueue;
-    zqHeartBeatClient         *lHBClient;
-    union
-    {
-        PRLock *uOpaque;
-    } lOpaquePropertyLock;
+    };
+
+    OpaqueLock                      lOpaqueLock;
+    std::set<Observer::Base *>      mObservers;
+    zqEventQueue                   *mEventQueue;
+    zqHeartBeatClient              *lHBClient;
+    OpaqueLock                      lOpaquePropertyLock;
     CFMutableDictionaryRef          mProperties;
     ObjectList                      mProvisions;
     ObjectList                      mServices;

@@ -105,13 +105,15 @@ public:
     Iterator end() const noexcept { return Iterator(*this, this->GetNumElements()); }
 };
 
-namespace zq::NetworkManager
+namespace zq::NetworkManager::Private
 {
 
-namespace Private
-{
 struct Kind;
-}
+
+} // namespace zq::NetworkManager::Private
+
+namespace zq::NetworkManager
+{
 
 /**
  *  A reference counted object with a path, which identifies it, a dictionary
